@@ -1,0 +1,41 @@
+#ifndef TARNWICK_APP_PROPERTIES_H
+#define TARNWICK_APP_PROPERTIES_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+// The option store. It holds no defaults: each reader of an option applies its own.
+class Properties {
+public:
+    static Properties& getInstance();
+    virtual ~Properties() = default;
+
+    // Loads an options file, one argument a line; false if it cannot be opened.
+    bool init(std::string& path);
+    // Parses arguments into the store; rewrites args. Always true.
+    bool init(std::vector<std::string>& args);
+    // Replaces NAME=VALUE aliases by their options. Always true.
+    bool initArguments(std::vector<std::string>& args);
+
+    void addProperty(std::string key, std::string value);
+    bool getProperty(const std::string& key, std::string& value);
+    // True only if set and the whole text is a decimal number.
+    bool getProperty(const std::string& key, unsigned int& value);
+    // The unsigned form, cut to the low 16 bits.
+    bool getProperty(const std::string& key, unsigned short& value);
+    // True if set; value is whether the text is exactly "true".
+    bool getProperty(const std::string& key, bool& value);
+    std::vector<std::string>& getServerArgs() { return serverArgs; }
+    void print();
+
+    // Empties the store; lets tests start from a clean process state.
+    void clear();
+
+private:
+    Properties() = default;
+    std::map<std::string, std::string> properties;
+    std::vector<std::string> serverArgs;
+};
+
+#endif

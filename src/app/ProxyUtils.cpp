@@ -1,0 +1,5 @@
+#include "app/ProxyUtils.h"
+
+unsigned int ProxyUtils::getTimeStamp() {
+    return 0;
+}

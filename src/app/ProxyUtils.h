@@ -1,0 +1,11 @@
+#ifndef TARNWICK_APP_PROXYUTILS_H
+#define TARNWICK_APP_PROXYUTILS_H
+
+class ProxyUtils {
+public:
+    virtual ~ProxyUtils() = default;
+    // Always 0: the timing lines of the log print 0 ms, and are kept that way.
+    static unsigned int getTimeStamp();
+};
+
+#endif
