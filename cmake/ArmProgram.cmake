@@ -3,6 +3,7 @@
 # Compiles one of our Arm target programs with arm-none-eabi-gcc into <build>/tests/fixtures/<name>.elf
 # and adds it to the target tarnwick_fixtures.
 find_program(ARM_GCC arm-none-eabi-gcc REQUIRED)
+set(TARNWICK_FIXTURES_OUTPUT_DIR ${CMAKE_BINARY_DIR}/tests/fixtures)
 function(tarnwick_arm_program)
   cmake_parse_arguments(ARG "" "NAME" "SOURCES;DEPENDS;CFLAGS;LDFLAGS" ${ARGN})
   set(out ${TARNWICK_FIXTURES_OUTPUT_DIR}/${ARG_NAME}.elf)
@@ -18,4 +19,3 @@ function(tarnwick_arm_program)
   add_custom_target(fixture_${ARG_NAME} DEPENDS ${out})
   add_dependencies(tarnwick_fixtures fixture_${ARG_NAME})
 endfunction()
-set(TARNWICK_FIXTURES_OUTPUT_DIR ${CMAKE_BINARY_DIR}/tests/fixtures)
