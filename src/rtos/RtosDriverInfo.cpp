@@ -1,0 +1,7 @@
+#include "rtos/RtosDriverInfo.h"
+
+#include <stdexcept>
+
+IRtosDriver* RtosDriverInfo::create(const std::string& /*driverName*/) const {
+    throw std::runtime_error("Method not implemented");
+}
