@@ -20,7 +20,7 @@ public:
     unsigned int getRegNumber() const { return registerNumber; }
 
 private:
-    RegisterId id = REG_NONE;
+    RegisterId id = RegisterId::REG_NONE;
     unsigned int value = 0;
     unsigned int registerNumber = 0;
 };

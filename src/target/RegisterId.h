@@ -3,8 +3,10 @@
 
 #include <cstdint>
 
-// Every register that any port knows, independent of the core's own numbering.
-enum RegisterId : std::uint32_t {
+// Every register that any port knows, independent of the core's own numbering. Scoped, because
+// glibc's <sys/ucontext.h> (reached through <csignal> under _GNU_SOURCE) declares REG_R8 to REG_R12
+// as plain enumerators of its own, and the two would clash in any file that includes both.
+enum class RegisterId : std::uint32_t {
     REG_NONE = 0,
     REG_SP = 1,
     REG_R0 = 2,

@@ -11,9 +11,10 @@ struct RegisterSlot {
 
 // GDB's numbering of the integer registers shared by both profiles.
 const RegisterSlot kCoreRegisters[] = {
-    {REG_R0, 0},   {REG_R1, 1},  {REG_R2, 2},  {REG_R3, 3},  {REG_R4, 4},   {REG_R5, 5},
-    {REG_R6, 6},   {REG_R7, 7},  {REG_R8, 8},  {REG_R9, 9},  {REG_R10, 10}, {REG_R11, 11},
-    {REG_R12, 12}, {REG_SP, 13}, {REG_LR, 14}, {REG_PC, 15},
+    {RegisterId::REG_R0, 0},   {RegisterId::REG_R1, 1},  {RegisterId::REG_R2, 2},   {RegisterId::REG_R3, 3},
+    {RegisterId::REG_R4, 4},   {RegisterId::REG_R5, 5},  {RegisterId::REG_R6, 6},   {RegisterId::REG_R7, 7},
+    {RegisterId::REG_R8, 8},   {RegisterId::REG_R9, 9},  {RegisterId::REG_R10, 10}, {RegisterId::REG_R11, 11},
+    {RegisterId::REG_R12, 12}, {RegisterId::REG_SP, 13}, {RegisterId::REG_LR, 14},  {RegisterId::REG_PC, 15},
 };
 
 // The status register keeps GDB's number 25 (16 to 24 were the old FPA registers).
@@ -26,8 +27,8 @@ struct Feature {
 
 // Compared byte for byte with a whole tag: another attribute, blank or quote style is another tag.
 const Feature kFeatures[] = {
-    {"<feature name=\"org.gnu.gdb.arm.m-profile\">", REG_XPSR},
-    {"<feature name=\"org.gnu.gdb.arm.core\">", REG_CPSR},
+    {"<feature name=\"org.gnu.gdb.arm.m-profile\">", RegisterId::REG_XPSR},
+    {"<feature name=\"org.gnu.gdb.arm.core\">", RegisterId::REG_CPSR},
 };
 
 const Feature* findFeature(const std::string& tag) {
