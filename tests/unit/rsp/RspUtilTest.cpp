@@ -4,23 +4,17 @@
 #include "target/TargetDescription.h"
 #include "target/ThreadList.h"
 
-#include "TestPaths.h"
+#include "SourceFile.h"
 
 #include <cstring>
-#include <fstream>
 #include <functional>
-#include <sstream>
 
 #include <gtest/gtest.h>
 
 namespace {
 
 std::string readTargetXml(const std::string& name) {
-    std::ifstream file(testpaths::sourceDir() + "/tests/fixtures/targetxml/" + name, std::ios::binary);
-    EXPECT_TRUE(file.good()) << "missing fixture " << name;
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
+    return testfiles::readSourceFile("tests/fixtures/targetxml/" + name);
 }
 
 std::vector<Register> twoRegisters() {

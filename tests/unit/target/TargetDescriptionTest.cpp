@@ -1,9 +1,7 @@
 #include "target/TargetDescription.h"
 
-#include "TestPaths.h"
+#include "SourceFile.h"
 
-#include <fstream>
-#include <sstream>
 #include <utility>
 
 #include <gtest/gtest.h>
@@ -11,11 +9,7 @@
 namespace {
 
 std::string readFixture(const std::string& name) {
-    std::ifstream file(testpaths::sourceDir() + "/tests/fixtures/targetxml/" + name, std::ios::binary);
-    EXPECT_TRUE(file.good()) << "missing fixture " << name;
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
+    return testfiles::readSourceFile("tests/fixtures/targetxml/" + name);
 }
 
 using Layout = std::vector<std::pair<RegisterId, unsigned int>>;
