@@ -1,8 +1,41 @@
 #include "rsp/RspUtil.h"
 
+#include "app/StringUtil.h"
+
+#include <algorithm>
+#include <cstdio>
 #include <cstring>
+#include <iomanip>
 #include <iostream>
+#include <sstream>
 #include <stdexcept>
+
+namespace {
+
+const char kHexDigits[] = "0123456789abcdef";
+
+// Scans one pair as "%2x" does. The scan writes nothing when the pair is not hexadecimal, so the
+// value of the pair before stands; that is what the caller passes in as previous.
+unsigned int scanPair(const std::string& text, std::string::size_type at, unsigned int previous) {
+    char pair[3] = {text[at], text[at + 1], '\0'};
+    unsigned int scanned = previous;
+    if (std::sscanf(pair, "%2x", &scanned) != 1) {
+        return previous;
+    }
+    return scanned;
+}
+
+// A hexadecimal field that must be used whole; value is written only then.
+bool parseHex(const std::string& text, unsigned int& value) {
+    unsigned int parsed = 0;
+    if (!RspUtil::toUINT32(text, 16, parsed)) {
+        return false;
+    }
+    value = parsed;
+    return true;
+}
+
+} // namespace
 
 bool RspUtil::toUINT32(const std::string& text, unsigned int base, unsigned int& value) {
     std::size_t used = 0;
@@ -31,4 +64,290 @@ unsigned short RspUtil::toUINT16(unsigned char* data) {
 
 unsigned char RspUtil::toUINT8(unsigned char* data) {
     return *data;
+}
+
+std::string RspUtil::encodeHex(const std::string& text) {
+    std::ostringstream hex;
+    hex << std::hex << std::setfill('0');
+    for (char character : text) {
+        // Deliberately signed: a byte above 0x7f prints eight digits. Kept so, not corrected.
+        hex << std::setw(2) << static_cast<int>(static_cast<signed char>(character));
+    }
+    return hex.str();
+}
+
+std::string RspUtil::decodeHex(const std::string& hex, unsigned int length) {
+    std::string::size_type usable = std::min<std::string::size_type>(length, hex.size());
+    std::string text;
+    unsigned int value = 0;
+    for (std::string::size_type at = 0; at + 1 < usable; at += 2) {
+        value = scanPair(hex, at, value);
+        text += static_cast<char>(value & 0xff);
+    }
+    return text;
+}
+
+std::string RspUtil::encodeRegisterValue(unsigned int value) {
+    std::string digits;
+    for (unsigned int byte = 0; byte < 4; ++byte) {
+        unsigned int bits = (value >> (8 * byte)) & 0xff;
+        digits += kHexDigits[bits >> 4];
+        digits += kHexDigits[bits & 0xf];
+    }
+    return digits;
+}
+
+std::string RspUtil::toString(unsigned int value, unsigned int base) {
+    std::ostringstream text;
+    if (base == 16) {
+        text << std::hex << value;
+    } else if (base == 10) {
+        text << std::dec << value;
+    }
+    return text.str();
+}
+
+std::string RspUtil::createReply_OK() {
+    return "OK";
+}
+
+std::string RspUtil::createReply_Empty() {
+    return "";
+}
+
+std::string RspUtil::createReply_Error(unsigned int code) {
+    return "E" + toString(code, 16);
+}
+
+std::string RspUtil::createReply_qC(unsigned int thread) {
+    return "QC" + toString(thread, 16);
+}
+
+std::string RspUtil::createReply_qSymbol(const std::string& name) {
+    return "qSymbol:" + encodeHex(name);
+}
+
+std::string RspUtil::createReply_qRcmd(const std::string& text) {
+    if (text.empty()) {
+        return createReply_OK();
+    }
+    return encodeHex(text + "\n");
+}
+
+std::string RspUtil::createReply_qXferthreadsread(const std::string& xml) {
+    return "l" + xml;
+}
+
+std::string RspUtil::createReply_qfThreadInfo(const std::vector<unsigned int>& threads) {
+    if (threads.empty()) {
+        return "l";
+    }
+    std::string reply = "m";
+    for (std::size_t i = 0; i < threads.size(); ++i) {
+        if (i > 0) {
+            reply += ",";
+        }
+        reply += toString(threads[i], 16);
+    }
+    return reply;
+}
+
+std::string RspUtil::createReply_qThreadExtraInfo(const TargetThread& thread) {
+    std::string info = thread.getName();
+    if (thread.getCpuActive()) {
+        info += " RUNNING";
+    }
+    return encodeHex(info);
+}
+
+std::string RspUtil::createReply_g(const std::vector<Register>& registers, unsigned int payloadBytes) {
+    std::string reply;
+    unsigned int counter = 0;
+    for (const Register& reg : registers) {
+        if (payloadBytes < 4 || counter > payloadBytes - 4) {
+            break;
+        }
+        reply += encodeRegisterValue(reg.getValue());
+        counter += 4;
+    }
+    // GDB expects the whole length its target description gives; the registers we do not model are 0.
+    for (; counter < payloadBytes; ++counter) {
+        reply += "00";
+    }
+    return reply;
+}
+
+std::string RspUtil::createCommand_m(const std::string& addressHex, unsigned int length) {
+    return "m" + addressHex + "," + toString(length, 16);
+}
+
+std::string RspUtil::createCommand_m(unsigned int address, unsigned int length) {
+    return createCommand_m(toString(address, 16), length);
+}
+
+std::string RspUtil::createCommand_stopReply(unsigned int thread, unsigned int signal) {
+    std::ostringstream reply;
+    reply << "T" << std::hex << std::setfill('0') << std::setw(2) << signal << "thread:" << thread << ";";
+    return reply.str();
+}
+
+std::string RspUtil::createNotification_stopReply(unsigned int thread, unsigned int signal) {
+    return "Stop:" + createCommand_stopReply(thread, signal);
+}
+
+bool RspUtil::parseCommand_qC(const std::string& command) {
+    return command == "qC";
+}
+
+bool RspUtil::parseCommand_k(const std::string& command) {
+    return command == "k";
+}
+
+bool RspUtil::parseCommand_qSymbol(const std::string& command) {
+    return command == "qSymbol::";
+}
+
+bool RspUtil::parseCommand_qfThreadInfo(const std::string& command) {
+    return command == "qfThreadInfo";
+}
+
+bool RspUtil::parseCommand_qsThreadInfo(const std::string& command) {
+    return command == "qsThreadInfo";
+}
+
+bool RspUtil::parseCommand_T(const std::string& command, unsigned int& thread) {
+    if (command.size() <= 1 || command[0] != 'T') {
+        return false;
+    }
+    return parseHex(command.substr(1), thread);
+}
+
+bool RspUtil::parseCommand_H(const std::string& command, std::string& operation, unsigned int& thread) {
+    if (command.size() <= 2 || command[0] != 'H') {
+        return false;
+    }
+    if (!parseHex(command.substr(2), thread)) {
+        return false;
+    }
+    operation = command.substr(1, 1);
+    return true;
+}
+
+bool RspUtil::parseCommand_qThreadExtraInfo(const std::string& command, unsigned int& thread) {
+    std::vector<std::string> pieces = StringUtil::split(command, ',');
+    if (pieces.size() != 2 || pieces[0] != "qThreadExtraInfo") {
+        return false;
+    }
+    return parseHex(pieces[1], thread);
+}
+
+bool RspUtil::parseOffsetLength(const std::string& text, unsigned int& offset, unsigned int& length) {
+    std::vector<std::string> pieces = StringUtil::split(text, ',');
+    unsigned int parsedOffset = 0;
+    unsigned int parsedLength = 0;
+    if (pieces.size() != 2 || !parseHex(pieces[0], parsedOffset) || !parseHex(pieces[1], parsedLength)) {
+        return false;
+    }
+    offset = parsedOffset;
+    length = parsedLength;
+    return true;
+}
+
+bool RspUtil::parseCommand_qXferthreadsread(const std::string& command, unsigned int& offset,
+                                            unsigned int& length) {
+    static const std::string prefix = "qXfer:threads:read::";
+    if (command.size() <= prefix.size() + 2 || command.compare(0, prefix.size(), prefix) != 0) {
+        return false;
+    }
+    return parseOffsetLength(command.substr(prefix.size()), offset, length);
+}
+
+bool RspUtil::parseCommand_qXferfeaturesreadtarget_xml(const std::string& command, unsigned int& offset,
+                                                       unsigned int& length) {
+    static const std::string prefix = "qXfer:features:read:target.xml:";
+    if (command.size() <= prefix.size() + 2 || command.compare(0, prefix.size(), prefix) != 0) {
+        return false;
+    }
+    return parseOffsetLength(command.substr(prefix.size()), offset, length);
+}
+
+bool RspUtil::parseCommand_qRcmd(const std::string& command, std::vector<std::string>& arguments) {
+    // Only the length of the prefix counts: the dispatcher has matched the prefix already.
+    static const std::string::size_type prefixSize = std::strlen("qRcmd,");
+    if (command.size() <= prefixSize) {
+        return false;
+    }
+    std::string hex = command.substr(prefixSize);
+    std::vector<std::string> pieces =
+        StringUtil::split2(decodeHex(hex, static_cast<unsigned int>(hex.size())), ' ');
+    arguments.insert(arguments.end(), pieces.begin(), pieces.end());
+    return true;
+}
+
+bool RspUtil::parseCommand_stopReply(const std::string& command, std::string& kind, unsigned int& signal) {
+    const std::string::size_type size = command.size();
+    if (size <= 2) {
+        return false;
+    }
+    const char letter = command[0];
+    switch (letter) {
+    case 'S':
+        if (size != 3) {
+            return false;
+        }
+        break;
+    case 'T':
+        // Beyond the signal nothing is read; a tail too short to name a thread is not taken as a stop.
+        if (size != 3 && size <= 10) {
+            return false;
+        }
+        break;
+    case 'W':
+    case 'X':
+        kind = std::string(1, letter);
+        if (size != 3 && (size <= 12 || command.compare(3, 9, ";process:") != 0)) {
+            return false;
+        }
+        break;
+    default:
+        return false;
+    }
+    if (!parseHex(command.substr(1, 2), signal)) {
+        return false;
+    }
+    kind = std::string(1, letter);
+    return true;
+}
+
+bool RspUtil::parseReply_qSymbol(const std::string& reply, std::string& value, std::string& name) {
+    std::vector<std::string> pieces = StringUtil::split(reply, ':');
+    if (pieces.size() != 3 || pieces[0] != "qSymbol" || pieces[2].empty()) {
+        return false;
+    }
+    value = pieces[1];
+    name = decodeHex(pieces[2], static_cast<unsigned int>(pieces[2].size()));
+    return true;
+}
+
+bool RspUtil::parseReply_qXferobjectreadannex(const std::string& reply, std::string& data, bool& last) {
+    if (reply.empty() || (reply[0] != 'l' && reply[0] != 'm')) {
+        return false;
+    }
+    data.append(reply, 1, std::string::npos);
+    last = reply[0] == 'l';
+    return true;
+}
+
+bool RspUtil::parseReply_m(const std::string& reply, std::vector<unsigned char>& data) {
+    data.clear();
+    if (reply.size() % 2 != 0) {
+        return false;
+    }
+    data.reserve(reply.size() / 2);
+    unsigned int value = 0;
+    for (std::string::size_type at = 0; at < reply.size(); at += 2) {
+        value = scanPair(reply, at, value);
+        data.push_back(static_cast<unsigned char>(value & 0xff));
+    }
+    return true;
 }

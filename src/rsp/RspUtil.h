@@ -1,9 +1,15 @@
 #ifndef TARNWICK_RSP_RSPUTIL_H
 #define TARNWICK_RSP_RSPUTIL_H
 
+#include "target/Register.h"
+#include "target/TargetThread.h"
+
 #include <string>
+#include <vector>
 
 // Static encoders and parsers of RSP payloads. No I/O but the failure line of toUINT32.
+// Numbers go out in lower-case hexadecimal without prefix or leading zeros unless said otherwise.
+// Parsers return true on a match and leave their outputs alone otherwise, unless said otherwise.
 class RspUtil {
 public:
     // stoul in the given base, low 32 bits stored; true only if the whole text was used.
@@ -13,6 +19,75 @@ public:
     static unsigned int toUINT32(unsigned char* data);
     static unsigned short toUINT16(unsigned char* data);
     static unsigned char toUINT8(unsigned char* data);
+
+    // Two digits per character taken as signed, so a byte of 0x80 or above gives eight ("ffffffe9").
+    static std::string encodeHex(const std::string& text);
+    // Decodes length / 2 pairs from the start of hex (never more than hex holds). A pair that does not
+    // scan as hexadecimal repeats the byte of the pair before it; as the first pair it gives 0x00.
+    static std::string decodeHex(const std::string& hex, unsigned int length);
+    // Eight digits, least significant byte first: the target's byte order on the wire.
+    static std::string encodeRegisterValue(unsigned int value);
+    // Base 16 or 10; any other base gives an empty text.
+    static std::string toString(unsigned int value, unsigned int base);
+
+    // Replies to GDB.
+    static std::string createReply_OK();
+    static std::string createReply_Empty();
+    // "E" and the code in hexadecimal, not filled to two digits.
+    static std::string createReply_Error(unsigned int code);
+    static std::string createReply_qC(unsigned int thread);
+    // Asks GDB for the address of name.
+    static std::string createReply_qSymbol(const std::string& name);
+    // "OK" for no output, otherwise the hex of the output and a line end.
+    static std::string createReply_qRcmd(const std::string& text);
+    // Always the last and only chunk; the xml is not escaped.
+    static std::string createReply_qXferthreadsread(const std::string& xml);
+    // "l" for no threads, otherwise "m" and the ids separated by ",".
+    static std::string createReply_qfThreadInfo(const std::vector<unsigned int>& threads);
+    // The hex of the name, and of " RUNNING" behind it for the thread on the core.
+    static std::string createReply_qThreadExtraInfo(const TargetThread& thread);
+    // The registers in order while they fit in payloadBytes, then "00" up to payloadBytes.
+    static std::string createReply_g(const std::vector<Register>& registers, unsigned int payloadBytes);
+
+    // Commands to the server. addressHex goes out as it stands.
+    static std::string createCommand_m(const std::string& addressHex, unsigned int length);
+    static std::string createCommand_m(unsigned int address, unsigned int length);
+    // "T05thread:2000a1b8;": the signal in at least two digits.
+    static std::string createCommand_stopReply(unsigned int thread, unsigned int signal);
+    // The same behind "Stop:", for a '%' frame.
+    static std::string createNotification_stopReply(unsigned int thread, unsigned int signal);
+
+    // Exact payloads.
+    static bool parseCommand_qC(const std::string& command);
+    static bool parseCommand_k(const std::string& command);
+    static bool parseCommand_qSymbol(const std::string& command);
+    static bool parseCommand_qfThreadInfo(const std::string& command);
+    static bool parseCommand_qsThreadInfo(const std::string& command);
+    // "T" and a hexadecimal thread id.
+    static bool parseCommand_T(const std::string& command, unsigned int& thread);
+    // "H", one operation character and a hexadecimal thread id; "-1" gives 0xFFFFFFFF.
+    static bool parseCommand_H(const std::string& command, std::string& operation, unsigned int& thread);
+    static bool parseCommand_qThreadExtraInfo(const std::string& command, unsigned int& thread);
+    static bool parseCommand_qXferthreadsread(const std::string& command, unsigned int& offset,
+                                              unsigned int& length);
+    static bool parseCommand_qXferfeaturesreadtarget_xml(const std::string& command, unsigned int& offset,
+                                                         unsigned int& length);
+    // The decoded text behind "qRcmd," split at blanks, appended to arguments.
+    static bool parseCommand_qRcmd(const std::string& command, std::vector<std::string>& arguments);
+    // S, T, W or X with its two-digit signal or exit code. For W and X, kind is written as soon as
+    // the letter is seen, even when the size then fails.
+    static bool parseCommand_stopReply(const std::string& command, std::string& kind, unsigned int& signal);
+
+    // Parsed replies of GDB and the server.
+    // "qSymbol:value:hexname"; value is empty when GDB does not know the symbol.
+    static bool parseReply_qSymbol(const std::string& reply, std::string& value, std::string& name);
+    // A chunk of a qXfer read: appends it to data; last is true for 'l', false for 'm'.
+    static bool parseReply_qXferobjectreadannex(const std::string& reply, std::string& data, bool& last);
+    // Clears data first, accepted or not; then one byte per pair, as in decodeHex. Any even size passes.
+    static bool parseReply_m(const std::string& reply, std::vector<unsigned char>& data);
+
+private:
+    static bool parseOffsetLength(const std::string& text, unsigned int& offset, unsigned int& length);
 };
 
 #endif

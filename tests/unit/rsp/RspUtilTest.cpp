@@ -1,0 +1,610 @@
+#include "rsp/RspUtil.h"
+
+#include "target/RegisterList.h"
+#include "target/TargetDescription.h"
+#include "target/ThreadList.h"
+
+#include "SourceFile.h"
+
+#include <cstring>
+#include <functional>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+std::string readTargetXml(const std::string& name) {
+    return testfiles::readSourceFile("tests/fixtures/targetxml/" + name);
+}
+
+std::vector<Register> twoRegisters() {
+    return {Register(RegisterId::REG_R0, 0x11223344, 0), Register(RegisterId::REG_R1, 0x55667788, 1)};
+}
+
+} // namespace
+
+// ---- Primitives ----
+
+TEST(RspUtilTest, EncodeHexPrintsCharactersAsSignedValues) {
+    const std::pair<std::string, std::string> rows[] = {
+        {"OK", "4f4b"},
+        {"", ""},
+        {std::string("\0\x7f", 2), "007f"},
+        {"\xe9", "ffffffe9"},
+        {"a\x80z", "61ffffff807a"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.second);
+        EXPECT_EQ(row.second, RspUtil::encodeHex(row.first));
+    }
+}
+
+TEST(RspUtilTest, DecodeHexTakesWholePairsUpToLength) {
+    struct Row {
+        std::string hex;
+        unsigned int length;
+        std::string text;
+    };
+    const Row rows[] = {
+        {"4f4b", 4, "OK"},
+        {"4f4b", 3, "O"},
+        {"4f4b", 0, ""},
+        {"4f4b", 1, ""},
+        // A length beyond the text stops at the text's end.
+        {"4f4b", 100, "OK"},
+        {"4F4B", 4, "OK"},
+        {"4f4b5", 5, "OK"},
+        {"00ff", 4, std::string("\0\xff", 2)},
+        // A pair that does not scan repeats the byte before it; as the first pair it gives 0.
+        {"41zz42", 6, "AAB"},
+        {"zz41", 4, std::string("\0A", 2)},
+        // "%2x" stops at the first non-digit, so a half-digit pair gives its one digit.
+        {"4z", 2, "\x04"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.hex + " length " + std::to_string(row.length));
+        EXPECT_EQ(row.text, RspUtil::decodeHex(row.hex, row.length));
+    }
+}
+
+TEST(RspUtilTest, EncodeHexAndDecodeHexRoundTripEveryAsciiByte) {
+    std::string all;
+    for (int c = 0; c < 0x80; ++c) {
+        all += static_cast<char>(c);
+    }
+    std::string hex = RspUtil::encodeHex(all);
+    ASSERT_EQ(2 * all.size(), hex.size());
+    EXPECT_EQ(all, RspUtil::decodeHex(hex, static_cast<unsigned int>(hex.size())));
+}
+
+TEST(RspUtilTest, EncodeRegisterValueIsLittleEndianDigits) {
+    EXPECT_EQ("44332211", RspUtil::encodeRegisterValue(0x11223344));
+    EXPECT_EQ("00000000", RspUtil::encodeRegisterValue(0));
+    EXPECT_EQ("efbeadde", RspUtil::encodeRegisterValue(0xdeadbeef));
+    EXPECT_EQ("0d0c0b0a", RspUtil::encodeRegisterValue(0x0a0b0c0d));
+}
+
+TEST(RspUtilTest, ToStringKnowsBasesSixteenAndTen) {
+    EXPECT_EQ("ff", RspUtil::toString(255, 16));
+    EXPECT_EQ("255", RspUtil::toString(255, 10));
+    EXPECT_EQ("", RspUtil::toString(255, 8));
+    EXPECT_EQ("0", RspUtil::toString(0, 16));
+    EXPECT_EQ("ffffffff", RspUtil::toString(0xffffffff, 16));
+}
+
+TEST(RspUtilTest, ToUint32WithTrailingTextWritesValueSilently) {
+    unsigned int value = 0;
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(RspUtil::toUINT32("12ab", 10, value));
+    EXPECT_EQ("", testing::internal::GetCapturedStdout());
+    EXPECT_EQ(12u, value);
+}
+
+TEST(RspUtilTest, ToUint32WithoutNumberPrintsItsFailureLine) {
+    unsigned int value = 77;
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(RspUtil::toUINT32("zz", 16, value));
+    EXPECT_EQ("RspUtil::toUINT32(), failure: zz\n", testing::internal::GetCapturedStdout());
+    EXPECT_EQ(77u, value);
+}
+
+TEST(RspUtilTest, ByteDecodersReadHostOrder) {
+    unsigned char bytes[] = {0x44, 0x33, 0x22, 0x11};
+    unsigned int word = 0x11223344;
+    unsigned char hostOrder[4];
+    std::memcpy(hostOrder, &word, sizeof(word));
+    // The proxy assumes a little-endian host, like the target.
+    ASSERT_EQ(0, std::memcmp(bytes, hostOrder, sizeof(bytes)));
+    EXPECT_EQ(0x11223344u, RspUtil::toUINT32(bytes));
+    EXPECT_EQ(0x3344u, RspUtil::toUINT16(bytes));
+    EXPECT_EQ(0x44u, RspUtil::toUINT8(bytes));
+    EXPECT_EQ(0x22u, RspUtil::toUINT8(bytes + 2));
+}
+
+// ---- Messages built ----
+
+TEST(RspUtilTest, BuildersTable) {
+    struct Row {
+        const char* form;
+        std::function<std::string()> build;
+        std::string expected;
+    };
+    const Row rows[] = {
+        {"OK", [] { return RspUtil::createReply_OK(); }, "OK"},
+        {"empty", [] { return RspUtil::createReply_Empty(); }, ""},
+        {"E1", [] { return RspUtil::createReply_Error(1); }, "E1"},
+        {"E17", [] { return RspUtil::createReply_Error(23); }, "E17"},
+        {"qC", [] { return RspUtil::createReply_qC(0x20000a40); }, "QC20000a40"},
+        {"qC fallback", [] { return RspUtil::createReply_qC(1); }, "QC1"},
+        {"qSymbol", [] { return RspUtil::createReply_qSymbol("pxCurrentTCB"); },
+         "qSymbol:707843757272656e74544342"},
+        {"qRcmd no output", [] { return RspUtil::createReply_qRcmd(""); }, "OK"},
+        {"qRcmd", [] { return RspUtil::createReply_qRcmd("Tasks"); }, "5461736b730a"},
+        {"qXfer threads", [] { return RspUtil::createReply_qXferthreadsread("<threads></threads>"); },
+         "l<threads></threads>"},
+        {"qfThreadInfo none", [] { return RspUtil::createReply_qfThreadInfo({}); }, "l"},
+        {"qfThreadInfo",
+         [] {
+             return RspUtil::createReply_qfThreadInfo({1, 0x2a});
+         },
+         "m1,2a"},
+        {"qfThreadInfo one", [] { return RspUtil::createReply_qfThreadInfo({0x20000810}); }, "m20000810"},
+        {"qThreadExtraInfo active",
+         [] { return RspUtil::createReply_qThreadExtraInfo(TargetThread(0x20000a40, 0, true, "IDLE")); },
+         "49444c452052554e4e494e47"},
+        {"qThreadExtraInfo switched out",
+         [] { return RspUtil::createReply_qThreadExtraInfo(TargetThread(0x20000810, 0, false, "Tmr Svc")); },
+         "546d7220537663"},
+        {"qThreadExtraInfo nameless",
+         [] { return RspUtil::createReply_qThreadExtraInfo(TargetThread(0x2000a1b8, 0)); },
+         "3230303061316238"},
+        {"qThreadExtraInfo fallback",
+         [] { return RspUtil::createReply_qThreadExtraInfo(TargetThread(1, 0, true, "")); },
+         "312052554e4e494e47"},
+        {"g 10 bytes", [] { return RspUtil::createReply_g(twoRegisters(), 10); }, "44332211887766550000"},
+        {"g 6 bytes", [] { return RspUtil::createReply_g(twoRegisters(), 6); }, "443322110000"},
+        {"g 8 bytes", [] { return RspUtil::createReply_g(twoRegisters(), 8); }, "4433221188776655"},
+        {"g 9 bytes", [] { return RspUtil::createReply_g(twoRegisters(), 9); }, "443322118877665500"},
+        {"g 3 bytes", [] { return RspUtil::createReply_g(twoRegisters(), 3); }, "000000"},
+        {"g 0 bytes", [] { return RspUtil::createReply_g(twoRegisters(), 0); }, ""},
+        {"g no registers", [] { return RspUtil::createReply_g({}, 4); }, "00000000"},
+        {"m text", [] { return RspUtil::createCommand_m("20000104", 4); }, "m20000104,4"},
+        {"m text as it stands", [] { return RspUtil::createCommand_m("0x10", 2); }, "m0x10,2"},
+        {"m number", [] { return RspUtil::createCommand_m(0x20000104u, 0x100); }, "m20000104,100"},
+        {"m zero", [] { return RspUtil::createCommand_m(0u, 20); }, "m0,14"},
+        {"stop", [] { return RspUtil::createCommand_stopReply(0x2000a1b8, 5); }, "T05thread:2000a1b8;"},
+        {"stop wide signal", [] { return RspUtil::createCommand_stopReply(1, 0x123); }, "T123thread:1;"},
+        {"stop notification", [] { return RspUtil::createNotification_stopReply(0x20000a40, 2); },
+         "Stop:T02thread:20000a40;"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.form);
+        EXPECT_EQ(row.expected, row.build());
+    }
+}
+
+// ---- Commands and replies parsed ----
+
+TEST(RspUtilTest, ExactPayloadsTable) {
+    using Parser = bool (*)(const std::string&);
+    struct Row {
+        Parser parse;
+        const char* input;
+        bool accepted;
+    };
+    const Row rows[] = {
+        {RspUtil::parseCommand_qC, "qC", true},
+        {RspUtil::parseCommand_qC, "qCRC:8000000,100", false},
+        {RspUtil::parseCommand_qC, "qc", false},
+        {RspUtil::parseCommand_qC, "", false},
+        {RspUtil::parseCommand_k, "k", true},
+        {RspUtil::parseCommand_k, "kk", false},
+        {RspUtil::parseCommand_qSymbol, "qSymbol::", true},
+        {RspUtil::parseCommand_qSymbol, "qSymbol::706f", false},
+        {RspUtil::parseCommand_qSymbol, "qSymbol:", false},
+        {RspUtil::parseCommand_qfThreadInfo, "qfThreadInfo", true},
+        {RspUtil::parseCommand_qfThreadInfo, "qsThreadInfo", false},
+        {RspUtil::parseCommand_qsThreadInfo, "qsThreadInfo", true},
+        {RspUtil::parseCommand_qsThreadInfo, "qsThreadInfo,", false},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.input);
+        EXPECT_EQ(row.accepted, row.parse(row.input));
+    }
+}
+
+TEST(RspUtilTest, ThreadIdCommandsTable) {
+    using Parser = bool (*)(const std::string&, unsigned int&);
+    struct Row {
+        Parser parse;
+        const char* input;
+        bool accepted;
+        unsigned int thread;
+    };
+    const unsigned int untouched = 0xeeeeeeee;
+    const Row rows[] = {
+        {RspUtil::parseCommand_T, "T20000a40", true, 0x20000a40},
+        {RspUtil::parseCommand_T, "T1", true, 1},
+        {RspUtil::parseCommand_T, "T", false, untouched},
+        {RspUtil::parseCommand_T, "t1", false, untouched},
+        {RspUtil::parseCommand_T, "T1.2", false, untouched},
+        {RspUtil::parseCommand_qThreadExtraInfo, "qThreadExtraInfo,20000a40", true, 0x20000a40},
+        {RspUtil::parseCommand_qThreadExtraInfo, "qThreadExtraInfo,1,2", false, untouched},
+        {RspUtil::parseCommand_qThreadExtraInfo, "qThreadExtraInfo", false, untouched},
+        {RspUtil::parseCommand_qThreadExtraInfo, "qThreadExtraInfoX,1", false, untouched},
+        {RspUtil::parseCommand_qThreadExtraInfo, "qThreadExtraInfo,1.1", false, untouched},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.input);
+        unsigned int thread = untouched;
+        EXPECT_EQ(row.accepted, row.parse(row.input, thread));
+        EXPECT_EQ(row.thread, thread);
+    }
+}
+
+TEST(RspUtilTest, HCommandTable) {
+    struct Row {
+        const char* input;
+        bool accepted;
+        std::string operation;
+        unsigned int thread;
+    };
+    const Row rows[] = {
+        {"Hg0", true, "g", 0},         {"Hc-1", true, "c", 0xFFFFFFFF}, {"Hg20000810", true, "g", 0x20000810},
+        {"H", false, "?", 0xeeee},     {"Hg", false, "?", 0xeeee},      {"Xg0", false, "?", 0xeeee},
+        {"Hg1.2", false, "?", 0xeeee},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.input);
+        std::string operation = "?";
+        unsigned int thread = 0xeeee;
+        EXPECT_EQ(row.accepted, RspUtil::parseCommand_H(row.input, operation, thread));
+        EXPECT_EQ(row.operation, operation);
+        EXPECT_EQ(row.thread, thread);
+    }
+}
+
+TEST(RspUtilTest, QXferRequestsTable) {
+    using Parser = bool (*)(const std::string&, unsigned int&, unsigned int&);
+    struct Row {
+        Parser parse;
+        const char* input;
+        bool accepted;
+        unsigned int offset;
+        unsigned int length;
+    };
+    const Parser threads = RspUtil::parseCommand_qXferthreadsread;
+    const Parser features = RspUtil::parseCommand_qXferfeaturesreadtarget_xml;
+    const Row rows[] = {
+        {threads, "qXfer:threads:read::0,fff", true, 0, 0xfff},
+        {threads, "qXfer:threads:read::0,1", true, 0, 1},
+        {threads, "qXfer:threads:read::0,", false, 9, 9},
+        {threads, "qXfer:threads:read::1,2,3", false, 9, 9},
+        {threads, "qXfer:threads:read:x:0,fff", false, 9, 9},
+        {threads, "qXfer:threads:read::0;fff", false, 9, 9},
+        {features, "qXfer:features:read:target.xml:0,3ff", true, 0, 0x3ff},
+        {features, "qXfer:features:read:target.xml:3ff,3ff", true, 0x3ff, 0x3ff},
+        {features, "qXfer:features:read:target.xml:0,", false, 9, 9},
+        {features, "qXfer:features:read:arm-m-profile.xml:0,ffb", false, 9, 9},
+        {features, "qXfer:threads:read::0,fff", false, 9, 9},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.input);
+        unsigned int offset = 9;
+        unsigned int length = 9;
+        EXPECT_EQ(row.accepted, row.parse(row.input, offset, length));
+        EXPECT_EQ(row.offset, offset);
+        EXPECT_EQ(row.length, length);
+    }
+}
+
+TEST(RspUtilTest, QRcmdTable) {
+    struct Row {
+        std::string input;
+        bool accepted;
+        std::vector<std::string> arguments;
+    };
+    const Row rows[] = {
+        {"qRcmd,612062", true, {"a", "b"}},
+        {"qRcmd,", false, {}},
+        {"qRcmd,72746f73", true, {"rtos"}},
+        {"qRcmd,72746f7320202d74", true, {"rtos", "", "-t"}},
+        // The dispatcher has matched the prefix; only its length counts here.
+        {"xxxxx,72746f73", true, {"rtos"}},
+        {"qRcmd,727", true, {"r"}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.input);
+        std::vector<std::string> arguments;
+        EXPECT_EQ(row.accepted, RspUtil::parseCommand_qRcmd(row.input, arguments));
+        EXPECT_EQ(row.arguments, arguments);
+    }
+}
+
+TEST(RspUtilTest, QRcmdAppendsToWhatArgumentsHeld) {
+    std::vector<std::string> arguments = {"before"};
+    EXPECT_TRUE(RspUtil::parseCommand_qRcmd("qRcmd,612062", arguments));
+    EXPECT_EQ(std::vector<std::string>({"before", "a", "b"}), arguments);
+}
+
+TEST(RspUtilTest, StopRepliesTable) {
+    struct Row {
+        const char* input;
+        bool accepted;
+        std::string kind;
+        unsigned int signal;
+    };
+    const Row rows[] = {
+        {"T05", true, "T", 5},
+        {"T05ab", false, "?", 0xee},
+        {"T05a:1;", false, "?", 0xee},
+        {"T05thread:", false, "?", 0xee},
+        {"T05thread:1", true, "T", 5},
+        {"T05thread:1;core:0;", true, "T", 5},
+        {"T0g", false, "?", 0xee},
+        {"S05", true, "S", 5},
+        {"S5", false, "?", 0xee},
+        {"S050", false, "?", 0xee},
+        {"W00", true, "W", 0},
+        {"W00;process:1", true, "W", 0},
+        {"W00;process:1a", true, "W", 0},
+        // W and X name their kind before the size is judged.
+        {"W00;process:", false, "W", 0xee},
+        {"W00;processX1a", false, "W", 0xee},
+        {"W0g", false, "W", 0xee},
+        {"X09", true, "X", 9},
+        {"X0f;process:1a", true, "X", 0xf},
+        {"X0", false, "?", 0xee},
+        {"O05", false, "?", 0xee},
+        {"", false, "?", 0xee},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.input);
+        std::string kind = "?";
+        unsigned int signal = 0xee;
+        EXPECT_EQ(row.accepted, RspUtil::parseCommand_stopReply(row.input, kind, signal));
+        EXPECT_EQ(row.kind, kind);
+        EXPECT_EQ(row.signal, signal);
+    }
+}
+
+TEST(RspUtilTest, QSymbolRepliesTable) {
+    struct Row {
+        const char* input;
+        bool accepted;
+        std::string value;
+        std::string name;
+    };
+    const Row rows[] = {
+        {"qSymbol::706f", true, "", "po"},
+        {"qSymbol:20000104:7078", true, "20000104", "px"},
+        {"qSymbol::706", true, "", "p"},
+        {"qSymbol:12:", false, "?", "?"},
+        {"qSymbol:1:2:3", false, "?", "?"},
+        {"qsymbol::706f", false, "?", "?"},
+        {"qSymbol:706f", false, "?", "?"},
+        // An acknowledgement byte where a reply was due.
+        {"+", false, "?", "?"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.input);
+        std::string value = "?";
+        std::string name = "?";
+        EXPECT_EQ(row.accepted, RspUtil::parseReply_qSymbol(row.input, value, name));
+        EXPECT_EQ(row.value, value);
+        EXPECT_EQ(row.name, name);
+    }
+}
+
+TEST(RspUtilTest, QXferChunksTable) {
+    struct Row {
+        const char* input;
+        bool accepted;
+        std::string data;
+        bool last;
+    };
+    // data starts as "<t>" and last as false unless the row says otherwise.
+    const Row rows[] = {
+        {"l</t>", true, "<t></t>", true}, {"m<a/>", true, "<t><a/>", false}, {"l", true, "<t>", true},
+        {"E01", false, "<t>", false},     {"", false, "<t>", false},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.input);
+        std::string data = "<t>";
+        bool last = false;
+        EXPECT_EQ(row.accepted, RspUtil::parseReply_qXferobjectreadannex(row.input, data, last));
+        EXPECT_EQ(row.data, data);
+        EXPECT_EQ(row.last, last);
+    }
+    std::string data;
+    bool last = true;
+    EXPECT_TRUE(RspUtil::parseReply_qXferobjectreadannex("mabc", data, last));
+    EXPECT_FALSE(last);
+}
+
+TEST(RspUtilTest, MemoryRepliesTable) {
+    struct Row {
+        const char* input;
+        bool accepted;
+        std::vector<unsigned char> data;
+    };
+    const Row rows[] = {
+        {"0a0b0c0d", true, {0x0a, 0x0b, 0x0c, 0x0d}},
+        {"01000000", true, {0x01, 0x00, 0x00, 0x00}},
+        {"", true, {}},
+        // An error of odd size fails; one of even size reads as a byte.
+        {"E14", false, {}},
+        {"E1", true, {0xe1}},
+        {"zz", true, {0x00}},
+        {"41zz", true, {0x41, 0x41}},
+        {"0", false, {}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.input);
+        std::vector<unsigned char> data = {1, 2, 3};
+        EXPECT_EQ(row.accepted, RspUtil::parseReply_m(row.input, data));
+        EXPECT_EQ(row.data, data);
+    }
+}
+
+TEST(RspUtilTest, ParsersSurviveHostileInput) {
+    const std::string inputs[] = {std::string("T\0\0\0\0\0\0\0\0\0\0\0", 12),
+                                  std::string(5000, 'f'),
+                                  std::string(4999, 'z'),
+                                  "qSymbol::::",
+                                  ",,,,",
+                                  std::string("\xff\xfe", 2)};
+    // Some of these make toUINT32 print its failure line; that is expected and kept off the test log.
+    testing::internal::CaptureStdout();
+    for (const std::string& input : inputs) {
+        std::string text;
+        unsigned int a = 0;
+        unsigned int b = 0;
+        bool flag = false;
+        std::vector<unsigned char> bytes;
+        std::vector<std::string> words;
+        RspUtil::parseCommand_stopReply(input, text, a);
+        RspUtil::parseCommand_H(input, text, a);
+        RspUtil::parseCommand_qXferthreadsread(input, a, b);
+        RspUtil::parseReply_qSymbol(input, text, text);
+        RspUtil::parseReply_qXferobjectreadannex(input, text, flag);
+        RspUtil::parseCommand_qRcmd(input, words);
+        EXPECT_EQ(input.size() % 2 == 0, RspUtil::parseReply_m(input, bytes));
+        EXPECT_EQ(input.size() % 2 == 0 ? input.size() / 2 : 0u, bytes.size());
+    }
+    testing::internal::GetCapturedStdout();
+}
+
+// ---- Both directions ----
+
+TEST(RspUtilTest, StopRepliesParseBack) {
+    for (unsigned int signal : {0u, 2u, 5u, 0x11u, 0xffu}) {
+        SCOPED_TRACE(signal);
+        std::string kind;
+        unsigned int parsed = 0xeeee;
+        ASSERT_TRUE(RspUtil::parseCommand_stopReply(RspUtil::createCommand_stopReply(0x20000a40, signal),
+                                                    kind, parsed));
+        EXPECT_EQ("T", kind);
+        EXPECT_EQ(signal, parsed);
+        std::string notification = RspUtil::createNotification_stopReply(1, signal);
+        ASSERT_EQ(0u, notification.rfind("Stop:", 0));
+        ASSERT_TRUE(RspUtil::parseCommand_stopReply(notification.substr(5), kind, parsed));
+        EXPECT_EQ(signal, parsed);
+    }
+}
+
+TEST(RspUtilTest, ThreadDocumentParsesBackAsTheLastChunk) {
+    ThreadList list;
+    TargetThread idle(0x20000a40, 0x200009d8, true, "IDLE");
+    TargetThread timer(0x20000810, 0x20000700, false, "Tmr Svc");
+    list.addThread(idle);
+    list.addThread(timer);
+    std::string xml;
+    bool last = false;
+    ASSERT_TRUE(RspUtil::parseReply_qXferobjectreadannex(RspUtil::createReply_qXferthreadsread(list.getXML()),
+                                                         xml, last));
+    EXPECT_TRUE(last);
+    EXPECT_EQ(list.getXML(), xml);
+}
+
+TEST(RspUtilTest, MonitorTextsParseBack) {
+    std::vector<std::string> words;
+    ASSERT_TRUE(RspUtil::parseCommand_qRcmd("qRcmd," + RspUtil::encodeHex("rtos -m state"), words));
+    EXPECT_EQ(std::vector<std::string>({"rtos", "-m", "state"}), words);
+    std::string reply = RspUtil::createReply_qRcmd("Tasks");
+    EXPECT_EQ("Tasks\n", RspUtil::decodeHex(reply, static_cast<unsigned int>(reply.size())));
+}
+
+TEST(RspUtilTest, SymbolNameParsesBackFromGdbsAnswer) {
+    const std::string request = RspUtil::createReply_qSymbol("uxCurrentNumberOfTasks");
+    ASSERT_EQ(0u, request.rfind("qSymbol:", 0));
+    std::string value;
+    std::string name;
+    ASSERT_TRUE(RspUtil::parseReply_qSymbol("qSymbol:20000104:" + request.substr(8), value, name));
+    EXPECT_EQ("20000104", value);
+    EXPECT_EQ("uxCurrentNumberOfTasks", name);
+}
+
+TEST(RspUtilTest, ThreadExtraInfoDecodesToNameAndState) {
+    std::string active = RspUtil::createReply_qThreadExtraInfo(TargetThread(0x20000a40, 0, true, "IDLE"));
+    EXPECT_EQ("IDLE RUNNING", RspUtil::decodeHex(active, static_cast<unsigned int>(active.size())));
+    std::string nameless = RspUtil::createReply_qThreadExtraInfo(TargetThread(0x2000a1b8, 0));
+    EXPECT_EQ("2000a1b8", RspUtil::decodeHex(nameless, static_cast<unsigned int>(nameless.size())));
+}
+
+TEST(RspUtilTest, RegisterReplyReadsBackAsTargetWords) {
+    std::vector<unsigned char> bytes;
+    ASSERT_TRUE(RspUtil::parseReply_m(RspUtil::createReply_g(twoRegisters(), 12), bytes));
+    ASSERT_EQ(12u, bytes.size());
+    EXPECT_EQ(0x11223344u, RspUtil::toUINT32(&bytes[0]));
+    EXPECT_EQ(0x55667788u, RspUtil::toUINT32(&bytes[4]));
+    EXPECT_EQ(0u, RspUtil::toUINT32(&bytes[8]));
+}
+
+// ---- Values a driver produces, through the target description ----
+
+TEST(RspUtilTest, SavedFrameOfAnMProfileTaskMakesTheGReply) {
+    TargetDescription description;
+    description.load(readTargetXml("m-profile-inline.xml"));
+    // What a Cortex-M4F port hands back for a task switched out by a context switch.
+    RegisterList saved;
+    saved.addRegister(RegisterId::REG_R0, 0x20000a40);
+    saved.addRegister(RegisterId::REG_R1, 0x00000001);
+    saved.addRegister(RegisterId::REG_R2, 0x00000002);
+    saved.addRegister(RegisterId::REG_R3, 0x00000003);
+    saved.addRegister(RegisterId::REG_R4, 0x04040404);
+    saved.addRegister(RegisterId::REG_R5, 0x05050505);
+    saved.addRegister(RegisterId::REG_R6, 0x06060606);
+    saved.addRegister(RegisterId::REG_R7, 0x200017f0);
+    saved.addRegister(RegisterId::REG_R8, 0x08080808);
+    saved.addRegister(RegisterId::REG_R9, 0x09090909);
+    saved.addRegister(RegisterId::REG_R10, 0x10101010);
+    saved.addRegister(RegisterId::REG_R11, 0x11111111);
+    saved.addRegister(RegisterId::REG_R12, 0xa5a5a5a5);
+    saved.addRegister(RegisterId::REG_SP, 0x20001808);
+    saved.addRegister(RegisterId::REG_LR, 0x08000a2d);
+    saved.addRegister(RegisterId::REG_PC, 0x08000b4e);
+    saved.addRegister(RegisterId::REG_XPSR, 0x61000000);
+    saved.addRegister(RegisterId::REG_LR_PENDSV, 0xfffffffd);
+    saved.addRegister(RegisterId::REG_S16, 0x3f800000);
+    ASSERT_TRUE(description.applyValues(saved));
+    EXPECT_EQ("400a0020"
+              "01000000"
+              "02000000"
+              "03000000"
+              "04040404"
+              "05050505"
+              "06060606"
+              "f0170020"
+              "08080808"
+              "09090909"
+              "10101010"
+              "11111111"
+              "a5a5a5a5"
+              "08180020"
+              "2d0a0008"
+              "4e0b0008"
+              "00000061" +
+                  std::string(2 * (168 - 68), '0'),
+              RspUtil::createReply_g(description.getRegisters(), 168));
+}
+
+TEST(RspUtilTest, MProfileValuesOnAnAProfileDescriptionLeaveTheStatusZero) {
+    TargetDescription description;
+    description.load(readTargetXml("a-profile-inline.xml"));
+    RegisterList saved;
+    saved.addRegister(RegisterId::REG_PC, 0x60001000);
+    saved.addRegister(RegisterId::REG_XPSR, 0x61000000);
+    description.applyValues(saved);
+    EXPECT_EQ(std::string(15 * 8, '0') + "00100060" + "00000000" + std::string(2 * 20, '0'),
+              RspUtil::createReply_g(description.getRegisters(), 88));
+}
+
+TEST(RspUtilTest, UnreadableDescriptionGivesFillOnly) {
+    TargetDescription description;
+    description.load(readTargetXml("xinclude.xml"));
+    RegisterList saved({RegisterId::REG_R0, RegisterId::REG_PC});
+    saved.getRegisters()[RegisterId::REG_PC].setValue(0x08000b4e);
+    description.applyValues(saved);
+    EXPECT_EQ(std::string(2 * 168, '0'), RspUtil::createReply_g(description.getRegisters(), 168));
+}
