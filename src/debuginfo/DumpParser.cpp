@@ -9,12 +9,14 @@
 namespace {
 
 const char* const kTag = "resolveDataStructures";
-const char* const kStructureTag = "(DW_TAG_structure_type)";
-const char* const kMemberTag = "(DW_TAG_member)";
+// Strings, not character pointers: the helpers take strings, and a temporary for each line of a large
+// dump would cost an allocation per line.
+const std::string kStructureTag = "(DW_TAG_structure_type)";
+const std::string kMemberTag = "(DW_TAG_member)";
 const char* const kNameAttribute = "DW_AT_name";
 const char* const kSizeAttribute = "DW_AT_byte_size";
 const char* const kLocationAttribute = "DW_AT_data_member_location";
-const char* const kAttributeIndent = "    ";
+const std::string kAttributeIndent = "    ";
 
 bool holds(const std::string& line, const char* attribute) {
     return line.find(attribute) != std::string::npos;
