@@ -1,0 +1,259 @@
+#include "debuginfo/SymbolTable.h"
+
+#include "DebugInfoTestSupport.h"
+#include "TestPaths.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+// Real dumps: the real dump tool is run by generateDebugInfo on the kernel-shaped target programs, the
+// wanted structures are parsed, and every layout is checked against GDB's own reading of the same ELF.
+namespace {
+
+const std::vector<std::string> kFreeRtosStructures = {
+    "QueueDefinition", "QUEUE_REGISTRY_ITEM", "tskTaskControlBlock", "xLIST",
+    "xMINI_LIST_ITEM", "xLIST_ITEM",          "tmrTimerControl",     "EventGroupDef_t"};
+const std::vector<std::string> kThreadxStructures = {
+    "TX_THREAD_STRUCT",         "TX_MUTEX_STRUCT", "TX_SEMAPHORE_STRUCT",         "TX_TIMER_STRUCT",
+    "TX_TIMER_INTERNAL_STRUCT", "TX_QUEUE_STRUCT", "TX_EVENT_FLAGS_GROUP_STRUCT", "TX_BYTE_POOL_STRUCT",
+    "TX_BLOCK_POOL_STRUCT"};
+
+struct Layout {
+    unsigned int size = 0;
+    std::map<std::string, unsigned int> members;
+};
+
+std::string run(const std::string& command) {
+    std::string output;
+    FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) {
+        return output;
+    }
+    char buffer[4096];
+    std::size_t count = 0;
+    while ((count = fread(buffer, 1, sizeof(buffer), pipe)) > 0) {
+        output.append(buffer, count);
+    }
+    pclose(pipe);
+    return output;
+}
+
+std::string trim(const std::string& text) {
+    std::size_t first = text.find_first_not_of(" \t");
+    if (first == std::string::npos) {
+        return "";
+    }
+    return text.substr(first, text.find_last_not_of(" \t") - first + 1);
+}
+
+// The declared name in a member line of ptype/o: "T *name[4];", "void (*name)(args);", "} name;".
+std::string declaredName(std::string declaration) {
+    declaration = trim(declaration);
+    declaration.pop_back();
+    std::size_t pointer = declaration.find("(*");
+    if (pointer != std::string::npos) {
+        return declaration.substr(pointer + 2, declaration.find(')', pointer) - pointer - 2);
+    }
+    while (!declaration.empty() && declaration.back() == ']') {
+        declaration.erase(declaration.rfind('['));
+    }
+    std::size_t start =
+        declaration.find_last_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_");
+    return declaration.substr(start + 1);
+}
+
+// Reads GDB's "ptype/o struct NAME" output: the total size and the offset of every top-level member.
+std::map<std::string, Layout> gdbLayouts(const std::string& elf, const std::vector<std::string>& names) {
+    std::string command = "gdb-multiarch -batch -nx";
+    for (const std::string& name : names) {
+        command += " -ex 'ptype/o struct " + name + "'";
+    }
+    std::istringstream output(run(command + " '" + elf + "' 2>&1"));
+    std::map<std::string, Layout> layouts;
+    Layout* current = nullptr;
+    int depth = 0;
+    unsigned int offset = 0;
+    std::string line;
+    while (std::getline(output, line)) {
+        std::size_t head = line.find("type = struct ");
+        if (head != std::string::npos) {
+            std::string name = line.substr(head + 14);
+            current = &layouts[name.substr(0, name.find(' '))];
+            depth = 1;
+            continue;
+        }
+        if (current == nullptr) {
+            continue;
+        }
+        std::string text = trim(line);
+        std::string declaration = text;
+        if (text.compare(0, 2, "/*") == 0 && text.find("*/") != std::string::npos) {
+            std::string comment = text.substr(2, text.find("*/") - 2);
+            declaration = text.substr(text.find("*/") + 2);
+            std::size_t bar = comment.find('|');
+            if (depth == 1 && bar != std::string::npos) {
+                offset = static_cast<unsigned int>(std::stoul(comment.substr(0, bar)));
+            }
+            std::size_t total = comment.find("total size (bytes):");
+            if (depth == 1 && total != std::string::npos) {
+                current->size = static_cast<unsigned int>(std::stoul(comment.substr(total + 19)));
+            }
+        }
+        for (char c : declaration) {
+            depth += c == '{' ? 1 : c == '}' ? -1 : 0;
+        }
+        declaration = trim(declaration);
+        if (depth == 1 && !declaration.empty() && declaration.back() == ';') {
+            current->members[declaredName(declaration)] = offset;
+        }
+        if (depth == 0) {
+            current = nullptr;
+        }
+    }
+    return layouts;
+}
+
+class SymbolTableDumpIntegration : public DebugInfoTest {
+protected:
+    // Runs the real tool through generateDebugInfo on a fixture program into a private cache.
+    void generate(const std::string& program) {
+        elf = testpaths::fixturesDir() + "/" + program + ".elf";
+        Properties::getInstance().addProperty("--file", elf);
+        Properties::getInstance().addProperty("--debug_info_tool", "arm-none-eabi-readelf");
+        Properties::getInstance().addProperty("--debug_info_cache", path(program + ".proxy_cache"));
+        bool result = false;
+        std::string log = stdoutOf([&] { result = SymbolTable::getInstance().generateDebugInfo(); });
+        ASSERT_TRUE(result);
+        ASSERT_EQ("SymbolTable::generateDebugInfo(), 0 ms\n"
+                  "SymbolTable::generateDebugInfo(), Cache: " +
+                      path(program + ".proxy_cache") + "\n",
+                  log);
+    }
+
+    bool resolve(const std::vector<std::string>& names, std::string& log) {
+        bool result = false;
+        log = stdoutOf([&] { result = SymbolTable::getInstance().resolveDataStructures(names); });
+        return result;
+    }
+
+    // Every member whose name the dump holds in indirect form matches GDB's offset; the compiler prints
+    // names of under four characters directly, and those the parser does not take.
+    void expectSameLayouts(const std::vector<std::string>& names) {
+        std::map<std::string, Layout> reference = gdbLayouts(elf, names);
+        for (const std::string& name : names) {
+            SCOPED_TRACE(name);
+            ASSERT_EQ(1u, reference.count(name)) << "gdb has no layout";
+            const Layout& expected = reference.at(name);
+            ASSERT_FALSE(expected.members.empty());
+            StructInfo parsed;
+            ASSERT_TRUE(SymbolTable::getInstance().lookupStruct(name, parsed));
+            EXPECT_EQ(name, parsed.getName());
+            EXPECT_EQ(expected.size, parsed.getSize());
+            std::size_t indirect = 0;
+            for (const auto& member : expected.members) {
+                MemberInfo found;
+                if (member.first.size() < 4) {
+                    EXPECT_FALSE(parsed.lookup(member.first, found)) << member.first;
+                    continue;
+                }
+                ++indirect;
+                ASSERT_TRUE(parsed.lookup(member.first, found)) << member.first;
+                EXPECT_EQ(member.second, found.getOffset()) << member.first;
+            }
+            EXPECT_EQ(indirect, parsed.getMembers().size());
+        }
+    }
+
+    bool hasMember(const std::string& structure, const std::string& member) {
+        StructInfo info;
+        MemberInfo found;
+        return SymbolTable::getInstance().lookupStruct(structure, info) && info.lookup(member, found);
+    }
+
+    std::string elf;
+};
+
+} // namespace
+
+TEST_F(SymbolTableDumpIntegration, FreeRtosFullConfiguration) {
+    generate("shapes_freertos_full");
+    std::string log;
+    ASSERT_TRUE(resolve(kFreeRtosStructures, log));
+    EXPECT_EQ("SymbolTable::resolveDataStructures(), 0 ms\n", log);
+    expectSameLayouts(kFreeRtosStructures);
+    EXPECT_TRUE(hasMember("tskTaskControlBlock", "pxEndOfStack"));
+    EXPECT_TRUE(hasMember("tskTaskControlBlock", "ulRunTimeCounter"));
+    EXPECT_TRUE(hasMember("tskTaskControlBlock", "uxBasePriority"));
+    EXPECT_TRUE(hasMember("xLIST_ITEM", "pxContainer"));
+    EXPECT_FALSE(hasMember("xLIST_ITEM", "pvContainer"));
+    EXPECT_TRUE(hasMember("tmrTimerControl", "ucStatus"));
+    EXPECT_FALSE(hasMember("tmrTimerControl", "uxAutoReload"));
+    EXPECT_TRUE(hasMember("QueueDefinition", "ucQueueType"));
+    EXPECT_TRUE(hasMember("EventGroupDef_t", "uxEventGroupNumber"));
+}
+
+TEST_F(SymbolTableDumpIntegration, FreeRtosLegacyConfiguration) {
+    generate("shapes_freertos_legacy");
+    std::string log;
+    ASSERT_TRUE(resolve(kFreeRtosStructures, log));
+    expectSameLayouts(kFreeRtosStructures);
+    EXPECT_FALSE(hasMember("tskTaskControlBlock", "pxEndOfStack"));
+    EXPECT_FALSE(hasMember("tskTaskControlBlock", "ulRunTimeCounter"));
+    EXPECT_FALSE(hasMember("tskTaskControlBlock", "uxBasePriority"));
+    EXPECT_TRUE(hasMember("xLIST_ITEM", "pvContainer"));
+    EXPECT_FALSE(hasMember("xLIST_ITEM", "pxContainer"));
+    EXPECT_TRUE(hasMember("tmrTimerControl", "uxAutoReload"));
+    EXPECT_FALSE(hasMember("tmrTimerControl", "ucStatus"));
+    EXPECT_FALSE(hasMember("QueueDefinition", "ucQueueType"));
+}
+
+TEST_F(SymbolTableDumpIntegration, FreeRtosMemoryProtectionConfiguration) {
+    generate("shapes_freertos_mpu");
+    std::string log;
+    ASSERT_TRUE(resolve(kFreeRtosStructures, log));
+    expectSameLayouts(kFreeRtosStructures);
+    EXPECT_TRUE(hasMember("tskTaskControlBlock", "xMPUSettings"));
+    EXPECT_TRUE(hasMember("tmrTimerControl", "uxAutoReload"));
+}
+
+TEST_F(SymbolTableDumpIntegration, ThreadxCortexMConfiguration) {
+    generate("shapes_threadx_cm");
+    std::string log;
+    ASSERT_TRUE(resolve(kThreadxStructures, log));
+    EXPECT_EQ("SymbolTable::resolveDataStructures(), 0 ms\n", log);
+    expectSameLayouts(kThreadxStructures);
+    EXPECT_FALSE(hasMember("TX_THREAD_STRUCT", "tx_thread_vfp_enable"));
+    EXPECT_TRUE(hasMember("TX_QUEUE_STRUCT", "tx_queue_send_notify"));
+}
+
+TEST_F(SymbolTableDumpIntegration, ThreadxPerformanceConfiguration) {
+    generate("shapes_threadx_perf");
+    std::string log;
+    ASSERT_TRUE(resolve(kThreadxStructures, log));
+    expectSameLayouts(kThreadxStructures);
+    EXPECT_TRUE(hasMember("TX_THREAD_STRUCT", "tx_thread_vfp_enable"));
+    EXPECT_TRUE(hasMember("TX_THREAD_STRUCT", "tx_thread_performance_resume_count"));
+    EXPECT_FALSE(hasMember("TX_QUEUE_STRUCT", "tx_queue_send_notify"));
+}
+
+TEST_F(SymbolTableDumpIntegration, BothKernelsInOneProgram) {
+    generate("shapes_both_kernels");
+    std::vector<std::string> all = kFreeRtosStructures;
+    all.insert(all.end(), kThreadxStructures.begin(), kThreadxStructures.end());
+    std::string log;
+    ASSERT_TRUE(resolve(all, log));
+    EXPECT_EQ("SymbolTable::resolveDataStructures(), 0 ms\n", log);
+    expectSameLayouts(all);
+}
+
+TEST_F(SymbolTableDumpIntegration, ProgramWithoutKernel) {
+    generate("shapes_no_kernel");
+    std::string log;
+    EXPECT_FALSE(resolve(kFreeRtosStructures, log));
+    EXPECT_EQ("SymbolTable::resolveDataStructures(), 0 ms\n", log);
+    EXPECT_FALSE(resolve(kThreadxStructures, log));
+    EXPECT_EQ("", stdoutOf([] { SymbolTable::getInstance().printStructInfo(); }));
+    EXPECT_TRUE(resolve({"sample_ring"}, log));
+    expectSameLayouts({"sample_ring"});
+}
