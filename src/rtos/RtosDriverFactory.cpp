@@ -3,6 +3,7 @@
 #include "app/Logger.h"
 #include "app/OsUtil.h"
 #include "app/StringUtil.h"
+#include "debuginfo/SymbolTable.h"
 
 #include <fstream>
 
@@ -76,6 +77,15 @@ IRtosDriver* RtosDriverFactory::create(const RtosDriverInfo& row) {
     }
     if (row.getId() == kThreadxId) {
         return nullptr;
+    }
+    return nullptr;
+}
+
+IRtosDriver* RtosDriverFactory::create() {
+    for (const RtosDriverInfo& row : drivers) {
+        if (SymbolTable::getInstance().resolveDataStructures({row.getMatchSymbol()})) {
+            return create(row);
+        }
     }
     return nullptr;
 }

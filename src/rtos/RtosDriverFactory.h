@@ -24,6 +24,9 @@ public:
     IRtosDriver* create(const std::string& driverId);
     // The driver compiled in for the row's id; null for an id with no driver.
     IRtosDriver* create(const RtosDriverInfo& row);
+    // Detection over the debug-info cache: the driver of the first row whose match structure the cache
+    // holds (even if that row gives none); null if no row matches.
+    IRtosDriver* create();
 
     // The rows read so far, in file order.
     const std::vector<RtosDriverInfo>& getDrivers() const { return drivers; }

@@ -1,6 +1,9 @@
 #include "rtos/RtosDriverFactory.h"
 
 #include "app/Logger.h"
+#include "app/Properties.h"
+#include "debuginfo/SymbolTable.h"
+#include "TestPaths.h"
 
 #include <gtest/gtest.h>
 
@@ -164,4 +167,56 @@ TEST_F(RtosDriverFactoryTest, InitReadsTheDatabaseBesideTheExecutable) {
     ASSERT_EQ(2u, factory.getDrivers().size());
     expectRow(0, "FreeRTOS", "freertos", "", "tskTaskControlBlock");
     expectRow(1, "ThreadX", "threadx", "", "TX_THREAD_STRUCT");
+}
+
+namespace {
+
+// Detection reads the debug-info cache that the real readelf makes of one of our fixture programs.
+class RtosDriverFactoryDetectionIntegration : public RtosDriverFactoryTest {
+protected:
+    void useProgram(const std::string& program) {
+        Properties& properties = Properties::getInstance();
+        properties.clear();
+        properties.addProperty("--file", testpaths::fixturesDir() + "/" + program);
+        properties.addProperty("--debug_info_cache", folder + "/" + program + ".proxy_cache");
+        properties.addProperty("--debug_info_tool", "arm-none-eabi-readelf");
+        SymbolTable::getInstance().clear();
+        ASSERT_TRUE(SymbolTable::getInstance().generateDebugInfo());
+    }
+
+    static bool hasStruct(const std::string& name) {
+        StructInfo layout;
+        return SymbolTable::getInstance().lookupStruct(name, layout);
+    }
+};
+
+} // namespace
+
+TEST_F(RtosDriverFactoryDetectionIntegration, CommentsOnlyDetectsNothing) {
+    useProgram("shapes_freertos_full.elf");
+    bool result = false;
+    read("# nothing but a comment\n", result);
+    ASSERT_TRUE(result);
+    EXPECT_EQ(nullptr, factory.create());
+}
+
+TEST_F(RtosDriverFactoryDetectionIntegration, ProgramWithoutKernelMatchesNoRow) {
+    useProgram("shapes_no_kernel.elf");
+    bool result = false;
+    read("FreeRTOS, freertos, , tskTaskControlBlock\nThreadX, threadx, , TX_THREAD_STRUCT\n", result);
+    ASSERT_TRUE(result);
+    EXPECT_EQ(nullptr, factory.create());
+    EXPECT_FALSE(hasStruct("tskTaskControlBlock"));
+    EXPECT_FALSE(hasStruct("TX_THREAD_STRUCT"));
+}
+
+TEST_F(RtosDriverFactoryDetectionIntegration, FirstMatchingRowEndsDetectionEvenWithoutDriver) {
+    useProgram("shapes_both_kernels.elf");
+    bool result = false;
+    read("Other, other, , tskTaskControlBlock\nThreadX, threadx, , TX_THREAD_STRUCT\n", result);
+    ASSERT_TRUE(result);
+    EXPECT_EQ(nullptr, factory.create());
+    // Each attempt rebuilds the structure map, so it shows which rows were tried.
+    EXPECT_TRUE(hasStruct("tskTaskControlBlock"));
+    EXPECT_FALSE(hasStruct("TX_THREAD_STRUCT"));
 }
