@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace targetsim {
@@ -17,6 +18,11 @@ struct ElfSegment {
 // The loadable part of a 32-bit little-endian Arm ELF file.
 class ElfImage {
 public:
+    ElfImage() = default;
+    // An image made in memory, for tests that need no file.
+    ElfImage(std::uint32_t newEntry, std::vector<ElfSegment> newSegments)
+        : entry(newEntry), segments(std::move(newSegments)) {}
+
     // Reads and checks the file; false with a reason in error if it is not such a file or is cut short.
     bool load(const std::string& path, std::string& error);
     bool parse(const std::vector<std::uint8_t>& file, std::string& error);

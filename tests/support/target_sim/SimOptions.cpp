@@ -206,7 +206,10 @@ bool SimOptions::buildTarget(SimTarget& target, std::string& error) const {
         ElfImage image;
         if (!image.load(elfPath, error))
             return false;
-        target.loadElf(image);
+        if (!target.loadElf(image)) {
+            error = elfPath + ": a segment cannot be mapped";
+            return false;
+        }
     }
     for (const Range& range : ram) {
         if (!target.mapRam(range.address, range.size)) {

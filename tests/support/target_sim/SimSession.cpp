@@ -16,6 +16,8 @@ namespace targetsim {
 namespace {
 const int kPollMs = 100;
 const char kError[] = "E01";
+// A frame longer than this is not GDB talking: the connection is dropped rather than buffered without end.
+const std::size_t kMaxFrame = 1 << 20;
 
 // "ADDR,LEN" as in m, M, Z0 and qXfer; rest gets what follows LEN (":data", ",kind").
 bool parseAddressLength(const std::string& text, std::uint32_t& address, std::uint32_t& length,
@@ -112,7 +114,10 @@ bool SimSession::drainFrames() {
         std::size_t hash = received.find('#', start);
         if (hash == std::string::npos || hash + 2 >= received.size()) {
             received.erase(0, start);
-            return true;
+            if (received.size() <= kMaxFrame)
+                return true;
+            log("--", "frame longer than " + std::to_string(kMaxFrame) + " bytes; closing");
+            return false;
         }
         std::string payload = received.substr(start + 1, hash - start - 1);
         std::uint32_t sent = 0;

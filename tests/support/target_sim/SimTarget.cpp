@@ -2,6 +2,8 @@
 
 #include "target_sim/SimHex.h"
 
+#include <algorithm>
+
 namespace targetsim {
 
 namespace {
@@ -24,19 +26,20 @@ SimTarget::SimTarget(Profile profile) : memory(&memoryMap), registers(profile) {
         registers.set(RegisterFile::kStatus, kCpsrSvcMasked);
 }
 
-void SimTarget::loadElf(const ElfImage& image) {
+bool SimTarget::loadElf(const ElfImage& image) {
     std::lock_guard<std::mutex> guard(lock);
     std::uint32_t lowest = 0xFFFFFFFF;
     for (const ElfSegment& segment : image.getSegments()) {
-        memoryMap.map(segment.address, segment.memorySize);
-        memoryMap.write(segment.address, segment.bytes);
+        if (!memoryMap.map(segment.address, segment.memorySize) ||
+            !memoryMap.write(segment.address, segment.bytes))
+            return false;
         lowest = std::min(lowest, segment.address);
     }
     bool thumbEntry = (image.getEntry() & 1) != 0;
     registers.set(RegisterFile::kPc, image.getEntry() & ~1u);
     if (registers.getProfile() == Profile::A) {
         registers.set(RegisterFile::kStatus, kCpsrSvcMasked | (thumbEntry ? kCpsrThumb : 0));
-        return;
+        return true;
     }
     // The core fetches its stack pointer from address 0; parts that alias flash there link it higher.
     std::uint32_t vectorTable = memoryMap.isMapped(0) ? 0 : lowest;
@@ -44,6 +47,7 @@ void SimTarget::loadElf(const ElfImage& image) {
     memoryMap.read(vectorTable, 4, word);
     if (word.size() == 4)
         registers.set(RegisterFile::kSp, SimHex::decodeWord(word.data()));
+    return true;
 }
 
 bool SimTarget::mapRam(std::uint32_t address, std::uint32_t size) {

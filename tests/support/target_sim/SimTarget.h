@@ -35,8 +35,9 @@ public:
     explicit SimTarget(Profile profile = Profile::M);
 
     // Loads the PT_LOAD segments at their run-time addresses and resets the registers from the image:
-    // pc is the entry point, and on M profile sp is the first word of the vector table.
-    void loadElf(const ElfImage& image);
+    // pc is the entry point, and on M profile sp is the first word of the vector table. False if a segment
+    // cannot be mapped (wraps, or is larger than MemoryMap::kMaxRangeSize).
+    bool loadElf(const ElfImage& image);
     bool mapRam(std::uint32_t address, std::uint32_t size);
     // Lays raw bytes into memory, mapping what is not mapped yet (kernel snapshots).
     bool loadMemory(std::uint32_t address, const std::vector<std::uint8_t>& bytes);

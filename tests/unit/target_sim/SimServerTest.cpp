@@ -37,7 +37,7 @@ public:
     }
     ~Peer() { ::close(fd); }
     void send(const std::string& bytes) {
-        ASSERT_EQ(static_cast<ssize_t>(bytes.size()), ::send(fd, bytes.data(), bytes.size(), 0));
+        ASSERT_EQ(static_cast<ssize_t>(bytes.size()), ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL));
     }
     // Exactly count bytes, or fewer if the time runs out or the server closes.
     std::string receive(std::size_t count) {
@@ -206,4 +206,12 @@ TEST(SimServerIntegration, APortInUseIsReported) {
     std::string error;
     EXPECT_FALSE(second.listen(error));
     EXPECT_EQ("port " + std::to_string(config.port) + ": Address already in use", error);
+}
+
+TEST(SimServerIntegration, AFrameWithoutEndIsDroppedWithTheConnection) {
+    Running sim;
+    ASSERT_TRUE(sim.started);
+    Peer gdb(sim.server.getPort());
+    gdb.send("$m" + std::string(std::size_t{1} << 20, '0'));
+    EXPECT_TRUE(gdb.closedByServer());
 }
