@@ -10,7 +10,7 @@ public:
     enum ConnectResult { CONNECT_OK = 0, CONNECT_FAILED = 1, CONNECT_TIMEOUT = 2 };
     enum WaitResult { WAIT_READY = 0, WAIT_ERROR = 1, WAIT_TIMEOUT = 2 };
     // Waits for ever in the static waitData.
-    static const unsigned int kWaitForever = 0xFFFFFFFFu;
+    static constexpr unsigned int kWaitForever = 0xFFFFFFFFu;
 
     // Holds the peer address (dotted IPv4, never looked up); no socket exists until connect.
     ClientSocket(std::string newHost, unsigned short newPort);

@@ -9,7 +9,7 @@ enum RSPpacketType { RSP_PACKET_COMMAND = 0, RSP_PACKET_NOTIFICATION = 1 };
 // and the one-byte packets are all it knows.
 class RspBuffer {
 public:
-    static const int kCapacity = 20480;
+    static constexpr int kCapacity = 20480;
 
     RspBuffer();
     virtual ~RspBuffer() = default;

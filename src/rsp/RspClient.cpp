@@ -178,7 +178,7 @@ bool RspClient::getCommand(std::string& command, bool consume) {
 bool RspClient::framedPayload(std::string& payload, bool allowNotification) {
     const unsigned char* frame = receiveBuffer.getBuffer();
     int frameLength = receiveBuffer.getPacketLength();
-    // The length test comes first: a one-byte packet may well be a '$' that stood in front of a '+'.
+    // The length test comes first, so that nothing is read in front of a one-byte packet.
     if (frameLength < kFrameOverhead || frame[frameLength - 1 - kChecksumDigits] != '#') {
         return false;
     }
