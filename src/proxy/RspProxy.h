@@ -1,0 +1,52 @@
+#ifndef TARNWICK_PROXY_RSPPROXY_H
+#define TARNWICK_PROXY_RSPPROXY_H
+
+#include <atomic>
+#include <string>
+
+class RspClient;
+
+// The generic forwarder between one GDB and one GDB server. All knowledge of what a packet means lies
+// in interceptPacket.
+class RspProxy {
+public:
+    virtual ~RspProxy() = default;
+
+    // Reads the proxy's options; false only if "--server_connection" is malformed.
+    bool init();
+    // One whole proxy life: listen, connect to the server, accept GDB, forward. False if anything failed.
+    bool run();
+    // Clears the running flag and nothing else, so that a signal handler may call it.
+    void stop() { running = false; }
+    // The loop: false on a failure, true on a lost connection or a stop.
+    bool doProxyWork(RspClient* client, RspClient* server);
+    // Disposes of the packet that from has just received; false ends the loop.
+    bool handlePacket(RspClient& from, RspClient& to);
+    // Called with a frame in from's receive buffer. True and handled false: forward it. True and handled
+    // true: the hook has answered and consumed it. False: a failure that ends the loop.
+    virtual bool interceptPacket(RspClient& from, RspClient& to, bool& handled) = 0;
+
+    unsigned short getListenPort() const { return listenPort; }
+    unsigned short getServerPort() const { return serverPort; }
+    unsigned int getConnectTimeout() const { return connectTimeout; }
+    std::string getServerHost() const { return serverHost; }
+    std::string getServerName() const { return serverName; }
+    bool isBypass() const { return bypass; }
+
+protected:
+    RspProxy() = default;
+
+private:
+    bool readServerConnection();
+
+    unsigned short listenPort = 60000;
+    unsigned short serverPort = 61234;
+    unsigned int connectTimeout = 15;
+    std::string serverHost = "127.0.0.1";
+    std::string serverName;
+    bool bypass = false;
+    // Written by the signal handler.
+    std::atomic<bool> running{false};
+};
+
+#endif

@@ -1,0 +1,197 @@
+#include "rsp/ClientSocket.h"
+
+#include "app/Logger.h"
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <chrono>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+const unsigned int kAttemptSeconds = 2;
+const int kRetryPauseMilliseconds = 2000;
+
+// FD_SET on a descriptor beyond the fixed set size would write past the set.
+bool fitsSelect(int descriptor) {
+    return descriptor >= 0 && descriptor < FD_SETSIZE;
+}
+
+void logConnect(const char* format) {
+    Logger::getInstance().log(Logger::LOG_DEBUG, "connect", "%s", format);
+}
+
+} // namespace
+
+ClientSocket::ClientSocket(std::string newHost, unsigned short newPort)
+    : socket(-1), host(std::move(newHost)), port(newPort) {}
+
+ClientSocket::ClientSocket(int newSocket) : socket(newSocket), port(0) {}
+
+ClientSocket::~ClientSocket() {
+    closeSocket();
+}
+
+void ClientSocket::closeSocket() {
+    if (socket >= 0) {
+        ::close(socket);
+        socket = -1;
+    }
+}
+
+int ClientSocket::connect(unsigned int timeoutSeconds) {
+    closeSocket();
+    socket = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+    if (socket < 0) {
+        logConnect("Failed creating socket\n");
+        return CONNECT_FAILED;
+    }
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = inet_addr(host.c_str());
+
+    int result = CONNECT_OK;
+    int flags = fcntl(socket, F_GETFL, 0);
+    if (flags < 0) {
+        logConnect("Error getting socket flags\n");
+        result = CONNECT_FAILED;
+    } else if (fcntl(socket, F_SETFL, flags | O_NONBLOCK) < 0) {
+        logConnect("Error set non-blocking socket\n");
+        result = CONNECT_FAILED;
+    }
+
+    if (result == CONNECT_OK) {
+        if (::connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0) {
+            logConnect("Connected\n");
+        } else if (errno == EINPROGRESS) {
+            result = waitConnected(timeoutSeconds);
+        } else {
+            logConnect("Connection undef error, connect: != EINPROGRESS\n");
+            result = CONNECT_FAILED;
+        }
+    }
+
+    if (result == CONNECT_OK && fcntl(socket, F_SETFL, flags) < 0) {
+        logConnect("Error restore socket\n");
+        result = CONNECT_FAILED;
+    }
+    if (result != CONNECT_OK) {
+        closeSocket();
+    }
+    return result;
+}
+
+int ClientSocket::waitConnected(unsigned int timeoutSeconds) {
+    if (!fitsSelect(socket)) {
+        Logger::getInstance().log(Logger::LOG_DEBUG, "connect", "Connection undef error, select: %d\n", -1);
+        return CONNECT_FAILED;
+    }
+    fd_set writable;
+    FD_ZERO(&writable);
+    FD_SET(socket, &writable);
+    timeval timeout{};
+    timeout.tv_sec = static_cast<time_t>(timeoutSeconds);
+    int selected = select(socket + 1, nullptr, &writable, nullptr, timeoutSeconds == 0 ? nullptr : &timeout);
+    if (selected < 0) {
+        Logger::getInstance().log(Logger::LOG_DEBUG, "connect", "Connection undef error, select: %d\n",
+                                  selected);
+        return CONNECT_FAILED;
+    }
+    if (selected == 0) {
+        logConnect("Connection timeout\n");
+        return CONNECT_TIMEOUT;
+    }
+    if (!FD_ISSET(socket, &writable)) {
+        logConnect("Connection undef error, FD_ISSET: 0\n");
+        return CONNECT_FAILED;
+    }
+    int error = 0;
+    socklen_t size = sizeof(error);
+    if (getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &size) != 0) {
+        logConnect("Connection undef error, getSockOpt: ret != 0\n");
+        return CONNECT_FAILED;
+    }
+    if (error != 0) {
+        Logger::getInstance().log(Logger::LOG_DEBUG, "connect", "Connection undef error, SO_ERROR: %d\n",
+                                  error);
+        return CONNECT_FAILED;
+    }
+    logConnect("Connection is open\n");
+    return CONNECT_OK;
+}
+
+bool ClientSocket::tryConnect(unsigned int timeoutSeconds) {
+    // The budget is counted in attempts, not read from a clock.
+    unsigned int elapsed = 0;
+    for (;;) {
+        int result = connect(kAttemptSeconds);
+        if (result == CONNECT_OK) {
+            return true;
+        }
+        if (result == CONNECT_FAILED) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(kRetryPauseMilliseconds));
+        }
+        elapsed += kAttemptSeconds;
+        if (elapsed >= timeoutSeconds) {
+            return false;
+        }
+    }
+}
+
+int ClientSocket::read(char* data, int length) {
+    return static_cast<int>(recv(socket, data, static_cast<size_t>(length), 0));
+}
+
+int ClientSocket::write(unsigned char* data, int length) {
+    // A peer that has gone away must give an error result here, not a SIGPIPE that ends the process.
+    return static_cast<int>(send(socket, data, static_cast<size_t>(length), MSG_NOSIGNAL));
+}
+
+int ClientSocket::waitData(unsigned int timeoutMicroseconds) {
+    if (!fitsSelect(socket)) {
+        return -1;
+    }
+    fd_set readable;
+    FD_ZERO(&readable);
+    FD_SET(socket, &readable);
+    timeval timeout{};
+    timeout.tv_sec = static_cast<time_t>(timeoutMicroseconds / 1000000);
+    timeout.tv_usec = static_cast<suseconds_t>(timeoutMicroseconds % 1000000);
+    return select(socket + 1, &readable, nullptr, nullptr, &timeout);
+}
+
+int ClientSocket::waitData(std::vector<ClientSocket*>& sockets, ClientSocket*& ready,
+                           unsigned int timeoutMilliseconds) {
+    fd_set readable;
+    FD_ZERO(&readable);
+    for (ClientSocket* candidate : sockets) {
+        if (!fitsSelect(candidate->socket)) {
+            return WAIT_ERROR;
+        }
+        FD_SET(candidate->socket, &readable);
+    }
+    timeval timeout{};
+    timeout.tv_sec = static_cast<time_t>(timeoutMilliseconds / 1000);
+    timeout.tv_usec = static_cast<suseconds_t>(timeoutMilliseconds % 1000 * 1000);
+    int selected = select(FD_SETSIZE, &readable, nullptr, nullptr,
+                          timeoutMilliseconds == kWaitForever ? nullptr : &timeout);
+    if (selected < 0) {
+        return WAIT_ERROR;
+    }
+    if (selected == 0) {
+        return WAIT_TIMEOUT;
+    }
+    for (ClientSocket* candidate : sockets) {
+        if (FD_ISSET(candidate->socket, &readable)) {
+            ready = candidate;
+            return WAIT_READY;
+        }
+    }
+    return WAIT_ERROR;
+}

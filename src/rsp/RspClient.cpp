@@ -1,0 +1,190 @@
+#include "rsp/RspClient.h"
+
+#include "app/Logger.h"
+#include "rsp/ClientSocket.h"
+
+#include <climits>
+#include <cstring>
+
+namespace {
+
+const unsigned int kReplyTimeoutMilliseconds = 1000;
+// Start byte, '#' and two checksum digits.
+const int kFrameOverhead = 4;
+const int kChecksumDigits = 2;
+
+unsigned int toMicroseconds(unsigned int milliseconds) {
+    if (milliseconds > UINT_MAX / 1000) {
+        return UINT_MAX;
+    }
+    return milliseconds * 1000;
+}
+
+} // namespace
+
+RspClient::RspClient(ClientSocket* newSocket, std::string newName, RspClientRole newRole)
+    : clientSocket(newSocket), role(newRole), name(std::move(newName)) {
+    transmitBuffer.clear();
+    receiveBuffer.clear();
+}
+
+RspClient::~RspClient() {
+    delete clientSocket;
+}
+
+int RspClient::getPacket(unsigned int timeoutMilliseconds) {
+    receiveBuffer.resetPacket();
+    for (;;) {
+        int found = receiveBuffer.parseForPacket();
+        if (found > 0) {
+            return found;
+        }
+        int waited = clientSocket->waitData(toMicroseconds(timeoutMilliseconds));
+        if (waited == 0) {
+            return 0;
+        }
+        if (waited < 0) {
+            Logger::getInstance().log(Logger::LOG_DEBUG, "getPacket",
+                                      "Error while waiting for client to send data, exiting...\n");
+            return -1;
+        }
+        // A full buffer asks for 0 bytes and gets 0: to the caller that is a lost connection.
+        int received = clientSocket->read(reinterpret_cast<char*>(receiveBuffer.getFreeSpace()),
+                                          receiveBuffer.getFreeSize());
+        if (received < 1) {
+            return -1;
+        }
+        receiveBuffer.addReceived(received);
+    }
+}
+
+int RspClient::forwardPacket(RspClient& to) {
+    int frameLength = receiveBuffer.getPacketLength();
+    int written = to.sendPacket(receiveBuffer.getBuffer(), static_cast<unsigned int>(frameLength));
+    receiveBuffer.consumePacket();
+    return written < frameLength ? -1 : written;
+}
+
+int RspClient::sendPacket(unsigned char* data, unsigned int length) {
+    return clientSocket->write(data, static_cast<int>(length));
+}
+
+bool RspClient::sendPacket(RspBuffer& buffer) {
+    int frameLength = buffer.getPacketLength();
+    if (sendPacket(buffer.getBuffer(), static_cast<unsigned int>(frameLength)) != frameLength) {
+        return false;
+    }
+    buffer.clear();
+    return true;
+}
+
+bool RspClient::sendFrame(const std::string& payload, RSPpacketType type) {
+    if (transmitBuffer.createPacket(payload, type)) {
+        return sendPacket(transmitBuffer);
+    }
+    return streamFrame(payload, type);
+}
+
+bool RspClient::streamFrame(const std::string& payload, RSPpacketType type) {
+    const int frameEnd = 1 + kChecksumDigits;
+    bool sent = (transmitBuffer.getFreeSize() > 0 || flushTransmit()) && transmitBuffer.startPacket(type);
+    const char* data = payload.data();
+    int left = static_cast<int>(payload.size());
+    while (sent && left > 0) {
+        if (transmitBuffer.getFreeSize() == 0 && !flushTransmit()) {
+            sent = false;
+            break;
+        }
+        int added = transmitBuffer.addPartWChecksum(data, left);
+        data += added;
+        left -= added;
+    }
+    sent = sent && (transmitBuffer.getFreeSize() >= frameEnd || flushTransmit()) &&
+           transmitBuffer.endPacket() && sendPacket(transmitBuffer);
+    if (!sent) {
+        // Part of the frame may be out already; what is left could never complete it.
+        transmitBuffer.clear();
+    }
+    return sent;
+}
+
+bool RspClient::flushTransmit() {
+    int held = transmitBuffer.getPacketLength();
+    if (sendPacket(transmitBuffer.getBuffer(), static_cast<unsigned int>(held)) != held) {
+        return false;
+    }
+    transmitBuffer.dropSent();
+    return true;
+}
+
+bool RspClient::sendCommand(const std::string& payload) {
+    if (sendFrame(payload, RSP_PACKET_COMMAND)) {
+        return true;
+    }
+    Logger::getInstance().log(Logger::LOG_DEBUG, "sendCommand", "failed sending command\n");
+    return false;
+}
+
+bool RspClient::sendNotification(const std::string& payload) {
+    if (sendFrame(payload, RSP_PACKET_NOTIFICATION)) {
+        return true;
+    }
+    Logger::getInstance().log(Logger::LOG_DEBUG, "sendNotification", "failed sending command\n");
+    return false;
+}
+
+bool RspClient::sendWaitCommand(const std::string& command, std::string& reply) {
+    return sendCommand(command) && waitCommand(reply);
+}
+
+bool RspClient::waitCommand(std::string& reply) {
+    return waitCommand(reply, kReplyTimeoutMilliseconds) > 0;
+}
+
+int RspClient::waitCommand(std::string& reply, unsigned int timeoutMilliseconds) {
+    int found = getPacket(timeoutMilliseconds);
+    if (found <= 0) {
+        return found;
+    }
+    if (!framedPayload(reply, false)) {
+        const unsigned char* frame = receiveBuffer.getBuffer();
+        reply.assign(frame, frame + receiveBuffer.getPacketLength());
+    }
+    receiveBuffer.consumePacket();
+    return static_cast<int>(reply.size());
+}
+
+bool RspClient::peekCommand(std::string prefix) {
+    if (receiveBuffer.getPacketLength() <= 0 ||
+        prefix.size() > static_cast<std::size_t>(receiveBuffer.getLength())) {
+        return false;
+    }
+    return std::memcmp(receiveBuffer.getBuffer(), prefix.data(), prefix.size()) == 0;
+}
+
+bool RspClient::getCommand(std::string& command, bool consume) {
+    const unsigned char* frame = receiveBuffer.getBuffer();
+    bool found = framedPayload(command, true);
+    if (!found && receiveBuffer.getPacketLength() == 1 && (frame[0] == '+' || frame[0] == '-')) {
+        command.assign(1, static_cast<char>(frame[0]));
+        found = true;
+    }
+    if (found && consume) {
+        receiveBuffer.consumePacket();
+    }
+    return found;
+}
+
+bool RspClient::framedPayload(std::string& payload, bool allowNotification) {
+    const unsigned char* frame = receiveBuffer.getBuffer();
+    int frameLength = receiveBuffer.getPacketLength();
+    // The length test comes first, so that nothing is read in front of a one-byte packet.
+    if (frameLength < kFrameOverhead || frame[frameLength - 1 - kChecksumDigits] != '#') {
+        return false;
+    }
+    if (frame[0] != '$' && !(allowNotification && frame[0] == '%')) {
+        return false;
+    }
+    payload.assign(frame + 1, frame + frameLength - 1 - kChecksumDigits);
+    return true;
+}
