@@ -2,6 +2,7 @@
 
 #include "app/Logger.h"
 #include "rsp/ClientSocket.h"
+#include "rsp/RspUtil.h"
 
 #include <climits>
 #include <cstring>
@@ -186,5 +187,30 @@ bool RspClient::framedPayload(std::string& payload, bool allowNotification) {
         return false;
     }
     payload.assign(frame + 1, frame + frameLength - 1 - kChecksumDigits);
+    return true;
+}
+
+bool RspClient::readMemory(const std::string& addressHex, unsigned int length,
+                           std::vector<unsigned char>& data) {
+    std::string reply;
+    if (!sendWaitCommand(RspUtil::createCommand_m(addressHex, length), reply)) {
+        return false;
+    }
+    if (!RspUtil::parseReply_m(reply, data)) {
+        return false;
+    }
+    return data.size() >= length;
+}
+
+bool RspClient::readMemory(unsigned int address, unsigned int length, std::vector<unsigned char>& data) {
+    return readMemory(RspUtil::toString(address, 16), length, data);
+}
+
+bool RspClient::readMemory(unsigned int address, unsigned int& value) {
+    std::vector<unsigned char> data;
+    if (!readMemory(address, 4, data)) {
+        return false;
+    }
+    value = RspUtil::toUINT32(data.data());
     return true;
 }

@@ -4,6 +4,7 @@
 #include "rsp/RspBuffer.h"
 
 #include <string>
+#include <vector>
 
 class ClientSocket;
 
@@ -48,6 +49,13 @@ public:
     bool peekCommand(std::string prefix);
     // The payload of the frame found, or a lone '+' or '-'; false for anything else (0x03 among it).
     bool getCommand(std::string& command, bool consume);
+
+    // Target memory through the GDB server: one "m" exchange, at most 1000 ms, no retry, no chunking.
+    // True only if the reply held at least length bytes; a longer reply is kept whole.
+    bool readMemory(const std::string& addressHex, unsigned int length, std::vector<unsigned char>& data);
+    bool readMemory(unsigned int address, unsigned int length, std::vector<unsigned char>& data);
+    // The 32-bit word at address; value is written only on success.
+    bool readMemory(unsigned int address, unsigned int& value);
 
 private:
     bool sendFrame(const std::string& payload, RSPpacketType type);

@@ -1,0 +1,106 @@
+#include "rsp/RspClient.h"
+
+#include "PeeredEndpoint.h"
+#include "app/Logger.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+namespace {
+
+// The endpoint plays the proxy's "GDB Server" side; the fake peer answers as the server would.
+class RspClientReadMemoryIntegration : public ::testing::Test {
+protected:
+    void SetUp() override {
+        Logger::getInstance().setLogLevel(7);
+        pair = PeeredEndpoint::make("GDB Server", ROLE_GDB_SERVER);
+        ASSERT_TRUE(pair.endpoint);
+    }
+    FakeRspPeer& server() { return *pair.peer; }
+    RspClient& endpoint() { return *pair.endpoint; }
+
+    PeeredEndpoint pair;
+};
+
+TEST_F(RspClientReadMemoryIntegration, GoodReplyFillsData) {
+    server().serve(FakeRspPeer::replies({{"m20000104,4", "01000000"}}));
+    std::vector<unsigned char> data;
+    EXPECT_TRUE(endpoint().readMemory(0x20000104, 4, data));
+    EXPECT_EQ(std::vector<unsigned char>({0x01, 0x00, 0x00, 0x00}), data);
+    EXPECT_EQ(std::vector<std::string>({"$m20000104,4#54"}), server().receivedLog());
+}
+
+TEST_F(RspClientReadMemoryIntegration, AddressTextGoesOutAsItStands) {
+    server().serve(FakeRspPeer::replies({{"m0020,2", "abcd"}}));
+    std::vector<unsigned char> data;
+    EXPECT_TRUE(endpoint().readMemory("0020", 2, data));
+    EXPECT_EQ(std::vector<unsigned char>({0xab, 0xcd}), data);
+}
+
+TEST_F(RspClientReadMemoryIntegration, WordIsReadInTargetOrder) {
+    server().serve(FakeRspPeer::replies({{"m8000,4", "44332211"}}));
+    unsigned int value = 7;
+    EXPECT_TRUE(endpoint().readMemory(0x8000, value));
+    EXPECT_EQ(0x11223344u, value);
+}
+
+TEST_F(RspClientReadMemoryIntegration, ShortReplyFailsAndKeepsWhatCame) {
+    server().serve(FakeRspPeer::replies({{"m1000,4", "aabb"}}));
+    std::vector<unsigned char> data;
+    EXPECT_FALSE(endpoint().readMemory(0x1000, 4, data));
+    EXPECT_EQ(std::vector<unsigned char>({0xaa, 0xbb}), data);
+    unsigned int value = 7;
+    server().overrideReply("m1000,4", "aabb");
+    EXPECT_FALSE(endpoint().readMemory(0x1000, value));
+    EXPECT_EQ(7u, value);
+}
+
+TEST_F(RspClientReadMemoryIntegration, OddErrorReplyFails) {
+    server().serve(FakeRspPeer::replies({{"m0,4", "E14"}}));
+    std::vector<unsigned char> data = {9};
+    EXPECT_FALSE(endpoint().readMemory(0, 4, data));
+    EXPECT_TRUE(data.empty());
+}
+
+TEST_F(RspClientReadMemoryIntegration, EvenErrorReplyPassesForOneByteOnly) {
+    server().serve(FakeRspPeer::replies({{"m0,1", "E1"}, {"m0,2", "E1"}}));
+    std::vector<unsigned char> data;
+    EXPECT_TRUE(endpoint().readMemory(0, 1, data));
+    EXPECT_EQ(1u, data.size());
+    EXPECT_FALSE(endpoint().readMemory(0, 2, data));
+    EXPECT_EQ(1u, data.size());
+}
+
+TEST_F(RspClientReadMemoryIntegration, LongerReplyIsKeptWhole) {
+    server().serve(FakeRspPeer::replies({{"m0,2", "0102030405"}}));
+    server().overrideReply("m0,2", "01020304");
+    std::vector<unsigned char> data;
+    EXPECT_TRUE(endpoint().readMemory(0, 2, data));
+    EXPECT_EQ(std::vector<unsigned char>({1, 2, 3, 4}), data);
+}
+
+TEST_F(RspClientReadMemoryIntegration, MissingReplyFailsAfterOneSecond) {
+    server().serve([](const std::string&) -> std::optional<std::string> { return std::nullopt; });
+    std::vector<unsigned char> data;
+    auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(endpoint().readMemory(0, 4, data));
+    auto waited = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(waited, std::chrono::milliseconds(950));
+    EXPECT_LT(waited, std::chrono::milliseconds(1800));
+    // No retry: the server saw the one request.
+    EXPECT_EQ(std::vector<std::string>({"$m0,4#fd"}), server().receivedLog());
+}
+
+TEST_F(RspClientReadMemoryIntegration, AcknowledgingServerGivesThePlusAsReply) {
+    server().acknowledge(true);
+    server().serve(FakeRspPeer::replies({{"m0,4", "01020304"}}));
+    std::vector<unsigned char> data;
+    // The '+' is taken for the reply and fails to parse; the real reply is left for whoever reads next.
+    EXPECT_FALSE(endpoint().readMemory(0, 4, data));
+    std::string reply;
+    EXPECT_EQ(8, endpoint().waitCommand(reply, 1000));
+    EXPECT_EQ("01020304", reply);
+}
+
+} // namespace
