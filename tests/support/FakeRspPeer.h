@@ -32,7 +32,7 @@ class FakeRspPeer {
 public:
     // Returns the reply payload for a request payload; nullopt sends nothing.
     using Handler = std::function<std::optional<std::string>(const std::string& request)>;
-    static const int kDefaultTimeoutMs = 2000;
+    static constexpr int kDefaultTimeoutMs = 2000;
 
     // Plays the GDB server: listens on an ephemeral loopback port and accepts the first connection.
     static std::unique_ptr<FakeRspPeer> listen();

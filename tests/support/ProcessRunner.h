@@ -12,7 +12,7 @@
 // The destructor kills a child that still runs, so a failing test leaves nothing behind.
 class ProcessRunner {
 public:
-    static const int kDefaultTimeoutMs = 5000;
+    static constexpr int kDefaultTimeoutMs = 5000;
 
     ProcessRunner(const std::string& program, const std::vector<std::string>& args);
     ~ProcessRunner();

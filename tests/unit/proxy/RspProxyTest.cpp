@@ -1,0 +1,360 @@
+#include "proxy/RspProxy.h"
+
+#include "FakeRspPeer.h"
+#include "PeeredEndpoint.h"
+#include "app/Logger.h"
+#include "app/Properties.h"
+#include "rsp/ClientSocket.h"
+#include "rsp/RspClient.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <functional>
+#include <future>
+#include <pthread.h>
+#include <sys/socket.h>
+#include <thread>
+
+namespace {
+
+using Hook = std::function<bool(RspClient& from, RspClient& to, bool& handled)>;
+
+// A proxy whose hook is the test's; by default it hands every packet on and remembers it.
+class ScriptedProxy : public RspProxy {
+public:
+    bool interceptPacket(RspClient& from, RspClient& to, bool& handled) override {
+        RspBuffer& buffer = from.getReceiveBuffer();
+        seen.push_back(from.getName() + " " +
+                       std::string(reinterpret_cast<const char*>(buffer.getBuffer()),
+                                   static_cast<std::size_t>(buffer.getPacketLength())));
+        if (hook) {
+            return hook(from, to, handled);
+        }
+        handled = false;
+        return true;
+    }
+
+    Hook hook;
+    std::vector<std::string> seen;
+};
+
+void setOptions(std::vector<std::string> args) {
+    Properties::getInstance().clear();
+    Properties::getInstance().init(args);
+}
+
+class RspProxyTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        Properties::getInstance().clear();
+        Logger::getInstance().setLogLevel(7);
+    }
+};
+
+TEST_F(RspProxyTest, DefaultsLieWithTheReader) {
+    ScriptedProxy proxy;
+    EXPECT_TRUE(proxy.init());
+    EXPECT_EQ(60000, proxy.getListenPort());
+    EXPECT_EQ("127.0.0.1", proxy.getServerHost());
+    EXPECT_EQ(61234, proxy.getServerPort());
+    EXPECT_EQ(15u, proxy.getConnectTimeout());
+    EXPECT_FALSE(proxy.isBypass());
+    EXPECT_EQ("", proxy.getServerName());
+}
+
+TEST_F(RspProxyTest, ServerConnectionTable) {
+    struct Row {
+        std::string value;
+        bool valid;
+        std::string host;
+        unsigned short port;
+    };
+    const Row rows[] = {
+        {":3333", true, "127.0.0.1", 3333},
+        {"10.0.0.1:3333", true, "10.0.0.1", 3333},
+        {"10.0.0.1:65535", true, "10.0.0.1", 65535},
+        {"10.0.0.1:3333abc", true, "10.0.0.1", 3333},
+        {"10.0.0.1", false, "", 0},
+        {"10.0.0.1:1:2", false, "", 0},
+        {"10.0.0.1:65536", false, "", 0},
+        {"10.0.0.1:abc", false, "", 0},
+        {"10.0.0.1:", false, "", 0},
+        {"10.0.0.1:99999999999999999999999", false, "", 0},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.value);
+        setOptions({"--server_connection", row.value});
+        ScriptedProxy proxy;
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(row.valid, proxy.init());
+        std::string log = testing::internal::GetCapturedStdout();
+        if (row.valid) {
+            EXPECT_EQ("", log);
+            EXPECT_EQ(row.host, proxy.getServerHost());
+            EXPECT_EQ(row.port, proxy.getServerPort());
+        } else {
+            EXPECT_EQ("Invalid format: --server_connection <hostname/ip:portnumber>\n", log);
+        }
+    }
+}
+
+TEST_F(RspProxyTest, AMalformedConnectionStillReadsTheOtherOptions) {
+    setOptions({"--server_connection", "10.0.0.1", "--port", "2000", "--bypass", "true"});
+    ScriptedProxy proxy;
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(proxy.init());
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(2000, proxy.getListenPort());
+    EXPECT_TRUE(proxy.isBypass());
+}
+
+TEST_F(RspProxyTest, ListenPortIsCutToSixteenBitsSilently) {
+    setOptions({"--port", "65536"});
+    ScriptedProxy proxy;
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(proxy.init());
+    EXPECT_EQ("", testing::internal::GetCapturedStdout());
+    EXPECT_EQ(0, proxy.getListenPort());
+}
+
+TEST_F(RspProxyTest, InvalidNumbersFallBackToDefaults) {
+    setOptions({"--port", "12x", "--gdbserver_connect_timeout", "soon"});
+    ScriptedProxy proxy;
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(proxy.init());
+    EXPECT_EQ("RspUtil::toUINT32(), failure: soon\n", testing::internal::GetCapturedStdout());
+    EXPECT_EQ(60000, proxy.getListenPort());
+    EXPECT_EQ(15u, proxy.getConnectTimeout());
+}
+
+TEST_F(RspProxyTest, OtherOptionsAreRead) {
+    setOptions({"--gdbserver_connect_timeout", "3", "--bypass", "yes", "--server", "probe-server"});
+    ScriptedProxy proxy;
+    EXPECT_TRUE(proxy.init());
+    EXPECT_EQ(3u, proxy.getConnectTimeout());
+    EXPECT_FALSE(proxy.isBypass()) << "only the text \"true\" is true";
+    EXPECT_EQ("probe-server", proxy.getServerName());
+}
+
+// The loop between two real endpoints, each with a fake peer behind it.
+class RspProxyIntegration : public ::testing::Test {
+protected:
+    void SetUp() override {
+        Properties::getInstance().clear();
+        Logger::getInstance().setLogLevel(7);
+        gdbSide = PeeredEndpoint::make("GDB Client", ROLE_GDB_CLIENT);
+        serverSide = PeeredEndpoint::make("GDB Server", ROLE_GDB_SERVER);
+        ASSERT_TRUE(gdbSide.endpoint && serverSide.endpoint);
+    }
+    void TearDown() override {
+        if (loop.valid()) {
+            gdb().close();
+            loop.wait();
+        }
+    }
+
+    void initProxy(std::vector<std::string> args) {
+        setOptions(args);
+        ASSERT_TRUE(proxy.init());
+    }
+    void startLoop() {
+        testing::internal::CaptureStdout();
+        loop = std::async(std::launch::async, [this] {
+            return proxy.doProxyWork(gdbSide.endpoint.get(), serverSide.endpoint.get());
+        });
+    }
+    // The loop's result and everything it logged.
+    std::pair<bool, std::string> finishLoop() {
+        bool result = loop.get();
+        return {result, testing::internal::GetCapturedStdout()};
+    }
+
+    FakeRspPeer& gdb() { return *gdbSide.peer; }
+    FakeRspPeer& server() { return *serverSide.peer; }
+
+    ScriptedProxy proxy;
+    PeeredEndpoint gdbSide;
+    PeeredEndpoint serverSide;
+    std::future<bool> loop;
+};
+
+TEST_F(RspProxyIntegration, ForwardsByteForByteInBothDirections) {
+    startLoop();
+    const std::string toServer = "$qSupported:multiprocess+;swbreak+#c9$m20000000,4#93$vCont;c#a8$M0,1:ff#00";
+    const std::string toGdb = "$OK#9a$E01#a6$78563412#08%Stop:T05#99$\x7d\x03#00";
+    ASSERT_TRUE(gdb().sendRaw(toServer));
+    ASSERT_TRUE(server().sendRaw(toGdb));
+    ASSERT_TRUE(server().waitReceivedBytes(toServer.size()));
+    ASSERT_TRUE(gdb().waitReceivedBytes(toGdb.size()));
+    EXPECT_EQ(toServer, server().receivedBytes());
+    EXPECT_EQ(toGdb, gdb().receivedBytes());
+    gdb().close();
+    auto [result, log] = finishLoop();
+    EXPECT_TRUE(result);
+    EXPECT_EQ("Lost connection to GDB Client\n", log);
+}
+
+TEST_F(RspProxyIntegration, SeveralFramesInOneReadAreEachHandled) {
+    startLoop();
+    ASSERT_TRUE(gdb().sendRaw("$m0,4#fd+$c#63"));
+    EXPECT_EQ("$m0,4#fd", server().nextRaw());
+    EXPECT_EQ("+", server().nextRaw());
+    EXPECT_EQ("$c#63", server().nextRaw());
+    gdb().close();
+    EXPECT_TRUE(finishLoop().first);
+    EXPECT_EQ((std::vector<std::string>{"GDB Client $m0,4#fd", "GDB Client +", "GDB Client $c#63"}),
+              proxy.seen);
+}
+
+TEST_F(RspProxyIntegration, AServerThatGoesAwayEndsTheLoopInOrder) {
+    startLoop();
+    server().close();
+    auto [result, log] = finishLoop();
+    EXPECT_TRUE(result);
+    EXPECT_EQ("Lost connection to GDB Server\n", log);
+}
+
+TEST_F(RspProxyIntegration, AHandledPacketIsNotForwarded) {
+    proxy.hook = [](RspClient& from, RspClient&, bool& handled) {
+        std::string command;
+        handled = true;
+        return from.getCommand(command, true) && from.sendCommand("OK");
+    };
+    startLoop();
+    ASSERT_TRUE(gdb().sendPacket("Hg0"));
+    EXPECT_EQ("$OK#9a", gdb().nextRaw());
+    EXPECT_TRUE(server().quietFor(50));
+    gdb().close();
+    EXPECT_TRUE(finishLoop().first);
+}
+
+TEST_F(RspProxyIntegration, AFailingHookEndsTheLoopAsAFailure) {
+    proxy.hook = [](RspClient&, RspClient&, bool& handled) {
+        handled = false;
+        return false;
+    };
+    startLoop();
+    ASSERT_TRUE(gdb().sendPacket("qC"));
+    auto [result, log] = finishLoop();
+    EXPECT_FALSE(result);
+    EXPECT_EQ("Packet intercept failed: GDB Client to: GDB Server\n"
+              "Failed handle packet from: GDB Client to: GDB Server\n",
+              log);
+    EXPECT_TRUE(server().quietFor(20));
+}
+
+TEST_F(RspProxyIntegration, AFailedForwardEndsTheLoopAsAFailure) {
+    shutdown(serverSide.endpoint->getClientSocket()->getSocket(), SHUT_WR);
+    startLoop();
+    ASSERT_TRUE(gdb().sendPacket("c"));
+    auto [result, log] = finishLoop();
+    EXPECT_FALSE(result);
+    EXPECT_EQ("Failed forwarding data from: GDB Client to: GDB Server\n"
+              "Failed handle packet from: GDB Client to: GDB Server\n",
+              log);
+}
+
+TEST_F(RspProxyIntegration, BypassForwardsEverythingWithoutTheHook) {
+    initProxy({"--bypass", "true"});
+    startLoop();
+    const std::string fromGdb = std::string("+-\x03") + "$qSymbol::#5b$qSymbol:7078437572#00";
+    const std::string fromServer = "$qSymbol:707843757272656e74544342#8c+";
+    ASSERT_TRUE(gdb().sendRaw(fromGdb));
+    ASSERT_TRUE(server().sendRaw(fromServer));
+    ASSERT_TRUE(server().waitReceivedBytes(fromGdb.size()));
+    ASSERT_TRUE(gdb().waitReceivedBytes(fromServer.size()));
+    EXPECT_EQ(fromGdb, server().receivedBytes());
+    EXPECT_EQ(fromServer, gdb().receivedBytes());
+    gdb().close();
+    EXPECT_TRUE(finishLoop().first);
+    EXPECT_TRUE(proxy.seen.empty());
+}
+
+TEST_F(RspProxyIntegration, BypassReportsAFailedForward) {
+    initProxy({"--bypass", "true"});
+    shutdown(gdbSide.endpoint->getClientSocket()->getSocket(), SHUT_WR);
+    startLoop();
+    ASSERT_TRUE(server().sendPacket("OK"));
+    auto [result, log] = finishLoop();
+    EXPECT_FALSE(result);
+    EXPECT_EQ("Failed forwarding data from: GDB Server to: GDB Client\n"
+              "Failed handle packet from: GDB Server to: GDB Client\n",
+              log);
+}
+
+TEST_F(RspProxyIntegration, AStopDuringAPacketEndsTheLoopAfterIt) {
+    proxy.hook = [this](RspClient&, RspClient&, bool& handled) {
+        proxy.stop();
+        handled = false;
+        return true;
+    };
+    startLoop();
+    ASSERT_TRUE(gdb().sendRaw("$m0,4#fd$c#63"));
+    auto [result, log] = finishLoop();
+    EXPECT_TRUE(result);
+    EXPECT_EQ("", log);
+    EXPECT_EQ("$m0,4#fd", server().nextRaw());
+    EXPECT_EQ(std::vector<std::string>{"GDB Client $m0,4#fd"}, proxy.seen) << "the rest of the read waits";
+}
+
+TEST_F(RspProxyIntegration, AStopBeforeTheLoopIsForgotten) {
+    proxy.stop();
+    startLoop();
+    ASSERT_TRUE(gdb().sendPacket("c"));
+    EXPECT_EQ("$c#63", server().nextRaw());
+    gdb().close();
+    EXPECT_TRUE(finishLoop().first);
+}
+
+TEST_F(RspProxyIntegration, GdbHasTheTurnWhenBothSidesAreReadable) {
+    proxy.hook = [this](RspClient&, RspClient&, bool& handled) {
+        handled = false;
+        if (proxy.seen.size() == 2) {
+            proxy.stop();
+        }
+        return true;
+    };
+    ASSERT_TRUE(server().sendPacket("OK"));
+    ASSERT_TRUE(gdb().sendPacket("c"));
+    ASSERT_GT(serverSide.endpoint->getClientSocket()->waitData(1000000u), 0);
+    ASSERT_GT(gdbSide.endpoint->getClientSocket()->waitData(1000000u), 0);
+    startLoop();
+    EXPECT_TRUE(finishLoop().first);
+    EXPECT_EQ((std::vector<std::string>{"GDB Client $c#63", "GDB Server $OK#9a"}), proxy.seen);
+}
+
+void ignoreSignal(int) {}
+
+TEST_F(RspProxyIntegration, ASignalDuringTheWaitEndsTheLoopAsAFailure) {
+    struct sigaction action {};
+    action.sa_handler = ignoreSignal;
+    sigemptyset(&action.sa_mask);
+    struct sigaction previous {};
+    ASSERT_EQ(0, sigaction(SIGUSR1, &action, &previous));
+    std::promise<pthread_t> threadId;
+    testing::internal::CaptureStdout();
+    loop = std::async(std::launch::async, [this, &threadId] {
+        threadId.set_value(pthread_self());
+        return proxy.doProxyWork(gdbSide.endpoint.get(), serverSide.endpoint.get());
+    });
+    pthread_t looping = threadId.get_future().get();
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    pthread_kill(looping, SIGUSR1);
+    auto [result, log] = finishLoop();
+    sigaction(SIGUSR1, &previous, nullptr);
+    EXPECT_FALSE(result);
+    EXPECT_EQ("", log) << "the wait failure has no line of its own";
+}
+
+TEST_F(RspProxyIntegration, RunReportsAListeningPortInUse) {
+    // Another listener holds the port.
+    auto holder = FakeRspPeer::listen();
+    initProxy({"--port", std::to_string(holder->port())});
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(proxy.run());
+    EXPECT_EQ("Failed listen for incoming connections on port: " + std::to_string(holder->port()) + "\n",
+              testing::internal::GetCapturedStdout());
+}
+
+} // namespace
