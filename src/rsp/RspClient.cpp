@@ -4,6 +4,7 @@
 #include "rsp/ClientSocket.h"
 #include "rsp/RspUtil.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 
@@ -90,15 +91,16 @@ bool RspClient::streamFrame(const std::string& payload, RSPpacketType type) {
     const int frameEnd = 1 + kChecksumDigits;
     bool sent = (transmitBuffer.getFreeSize() > 0 || flushTransmit()) && transmitBuffer.startPacket(type);
     const char* data = payload.data();
-    int left = static_cast<int>(payload.size());
+    std::size_t left = payload.size();
     while (sent && left > 0) {
         if (transmitBuffer.getFreeSize() == 0 && !flushTransmit()) {
             sent = false;
             break;
         }
-        int added = transmitBuffer.addPartWChecksum(data, left);
+        int piece = static_cast<int>(std::min<std::size_t>(left, static_cast<std::size_t>(INT_MAX)));
+        int added = transmitBuffer.addPartWChecksum(data, piece);
         data += added;
-        left -= added;
+        left -= static_cast<std::size_t>(added);
     }
     sent = sent && (transmitBuffer.getFreeSize() >= frameEnd || flushTransmit()) &&
            transmitBuffer.endPacket() && sendPacket(transmitBuffer);
