@@ -28,7 +28,6 @@ const std::string kBanner = "Veltrona Tarnwick. Version 0.17.0\n"
                             "Copyright (c) Veltrona. All rights reserved.\n"
                             "\n";
 
-
 // The proxy singleton is shared by every test of the process: each one loads its own driver first, which
 // also puts the proxy back to where a process starts, and unloads it at the end.
 class TarnwickTest : public ::testing::Test {
@@ -48,10 +47,6 @@ protected:
 
     FakeRtosDriver driver{"FreeRTOS", "freertos"};
 };
-
-std::string framed(const std::string& payload) {
-    return "$" + payload + "#" + rspframe::checksumHex(payload);
-}
 
 TEST_F(TarnwickTest, IsOneInstance) {
     EXPECT_EQ(&Tarnwick::getInstance(), &Tarnwick::getInstance());
