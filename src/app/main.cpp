@@ -1,5 +1,6 @@
 #include "app/Logger.h"
 #include "app/Properties.h"
+#include "debuginfo/SymbolTable.h"
 #include "proxy/Tarnwick.h"
 
 #include <csignal>
@@ -93,8 +94,10 @@ int main(int argc, char** argv) {
     Logger& logger = Logger::getInstance();
     logger.init();
 
-    // 5. The symbol table and its debug-info cache start here, once they exist: SymbolTable::init(),
-    //    whose failure marks the result failed.
+    // 5. The debug-info cache must exist before a driver can be detected over it.
+    if (result && !SymbolTable::getInstance().init()) {
+        result = false;
+    }
 
     // 6.
     if (result) {

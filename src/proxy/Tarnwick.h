@@ -2,19 +2,103 @@
 #define TARNWICK_PROXY_TARNWICK_H
 
 #include "proxy/RspProxy.h"
+#include "rtos/RtosDriverFactory.h"
+#include "target/TargetDescription.h"
+#include "target/ThreadList.h"
 
-// The proxy of the program. For now it hands every packet on.
+#include <array>
+#include <string>
+
+class IRtosDriver;
+class RspClient;
+class TargetThread;
+
+// The proxy that knows kernel threads: it answers GDB's thread, register, symbol and "monitor rtos"
+// requests from the driver and the thread snapshot, rewrites stop replies, and hands all else on.
+//
+// Every intercept_ operation takes (from, to, handled): from holds the packet in its receive buffer, to is
+// the other endpoint. True with handled false: not its packet, the loop forwards it. True with handled
+// true: answered and consumed. False: a fault that ends the proxy's work.
 class Tarnwick : public RspProxy {
 public:
+    using Interceptor = bool (Tarnwick::*)(RspClient& from, RspClient& to, bool& handled);
+
+    // A packet from GDB that the proxy inspects.
+    struct ClientPrefix {
+        // The frame's first bytes, '$' included.
+        const char* prefix;
+        // Set where the prefix is not enough: the payload must be exactly this text, else it is forwarded.
+        const char* exactPayload;
+        Interceptor handler;
+        // Logged when the handler fails.
+        const char* failureLine;
+    };
+    static constexpr std::size_t kClientPrefixCount = 12;
+
     // Built at the first call; the signal handler reaches the proxy through it.
     static Tarnwick& getInstance();
     ~Tarnwick() override = default;
 
+    // Reads the proxy options and the driver database and loads the driver, by "--rtos" or by detection.
     bool init();
+    // The rest of init once the factory has spoken: takes newDriver (null fails), logs its name and runs
+    // its init(). The proxy forgets all it learned from a connection, so tests use it to install a fake
+    // driver in a proxy that is as at process start; the driver is not owned and must outlive its use.
+    bool loadDriver(IRtosDriver* newDriver);
+
     bool interceptPacket(RspClient& from, RspClient& to, bool& handled) override;
+    // The client packets inspected, tested in this order; the first match decides.
+    static const std::array<ClientPrefix, kClientPrefixCount>& getClientPrefixes();
+
+    // The snapshot, rebuilt first if it is not valid.
+    ThreadList& getThreads(RspClient& server);
+    // Rebuilds the snapshot; afterwards it is valid and, but for a driver's own thread 1, holds an
+    // active thread, the fallback thread 1 if nothing better.
+    void updateThreadList(RspClient& server);
+    // The thread a g packet is for: the one of the latest "Hg", used once, or the active thread.
+    bool getThreadFor_g(RspClient& server, TargetThread& out);
+
+    bool intercept_k(RspClient& from, RspClient& to, bool& handled);
+    bool intercept_qSymbol(RspClient& from, RspClient& to, bool& handled);
+    bool intercept_qXferthreadsread(RspClient& from, RspClient& to, bool& handled);
+    bool intercept_qfThreadInfo(RspClient& from, RspClient& to, bool& handled);
+    bool intercept_qsThreadInfo(RspClient& from, RspClient& to, bool& handled);
+    bool intercept_qThreadExtraInfo(RspClient& from, RspClient& to, bool& handled);
+    bool intercept_qC(RspClient& from, RspClient& to, bool& handled);
+    bool intercept_T(RspClient& from, RspClient& to, bool& handled);
+    bool intercept_H(RspClient& from, RspClient& to, bool& handled);
+    // Here from is the server endpoint and to the GDB endpoint.
+    bool intercept_stopReply(RspClient& from, RspClient& to, bool& handled);
+    bool intercept_g(RspClient& from, RspClient& to, bool& handled);
+    bool intercept_qXferfeaturesreadtarget_xml(RspClient& from, RspClient& to, bool& handled);
+    bool intercept_monitor(RspClient& from, RspClient& to, bool& handled);
+
+    unsigned int getStopCount() const { return stopCount; }
+    const std::string& getNextOperation() const { return nextOperation; }
+    unsigned int getNextOperationThreadId() const { return nextOperationThreadId; }
+    const TargetDescription& getTargetDescription() const { return targetDescription; }
+    // Length in bytes of this target's g reply; 0 until the first g has reached the server.
+    static unsigned int getPayloadSize();
+    // target.xml as collected from the server so far.
+    static const std::string& getTargetXml();
 
 private:
     Tarnwick() = default;
+
+    bool dispatchServerPacket(RspClient& from, RspClient& to, bool& handled);
+    bool dispatchClientPacket(RspClient& from, RspClient& to, bool& handled);
+    // One question of the symbol negotiation; false only if GDB did not answer.
+    bool lookupSymbol(RspClient& gdb, const std::string& name);
+    // The g reply of a switched-out thread, or "E1".
+    std::string registersOf(RspClient& server, TargetThread& thread);
+
+    ThreadList threadList;
+    std::string nextOperation;
+    unsigned int nextOperationThreadId = 0;
+    IRtosDriver* driver = nullptr;
+    RtosDriverFactory driverFactory;
+    unsigned int stopCount = 0;
+    TargetDescription targetDescription;
 };
 
 #endif

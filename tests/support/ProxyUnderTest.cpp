@@ -2,13 +2,67 @@
 
 #include "FreePort.h"
 #include "TestPaths.h"
+#include "rtos/IRtosDriver.h"
+#include "rtos/RtosDriverFactory.h"
 
 #include <gtest/gtest.h>
+
+namespace {
+
+// The first row of the database whose driver this build can create; false if there is none.
+bool findBuiltInDriver(RtosDriverInfo& found) {
+    RtosDriverFactory factory;
+    if (!factory.readDatabase(testpaths::sourceDir() + "/drivers/drivers.csv")) {
+        return false;
+    }
+    for (const RtosDriverInfo& row : factory.getDrivers()) {
+        std::unique_ptr<IRtosDriver> driver(factory.create(row));
+        if (driver) {
+            found = row;
+            return true;
+        }
+    }
+    return false;
+}
+
+const RtosDriverInfo& builtInDriver() {
+    static const RtosDriverInfo row = [] {
+        RtosDriverInfo found;
+        findBuiltInDriver(found);
+        return found;
+    }();
+    return row;
+}
+
+} // namespace
+
+std::vector<std::string> ProxyUnderTest::startupArguments() {
+    const std::string driverId = builtInDriver().getId().empty() ? "freertos" : builtInDriver().getId();
+    return {"--file", testpaths::fixturesDir() + "/sim_cm3.elf", "--debug_info_cache", "/dev/null", "--rtos",
+            driverId};
+}
+
+bool ProxyUnderTest::driverBuiltIn() {
+    return !builtInDriver().getId().empty();
+}
+
+std::string ProxyUnderTest::driverLine() {
+    return "Loading RTOS driver... " + builtInDriver().getName() + "\n";
+}
+
+std::string ProxyUnderTest::initOutput() {
+    return "Veltrona Tarnwick. Version 0.17.0\n"
+           "Copyright (c) Veltrona. All rights reserved.\n"
+           "\n" +
+           driverLine();
+}
 
 std::vector<std::string> ProxyUnderTest::arguments(unsigned short listenPort, unsigned short serverPort,
                                                    const std::vector<std::string>& extraArgs) {
     std::vector<std::string> args = {"--port", std::to_string(listenPort), "--server_connection",
                                      "127.0.0.1:" + std::to_string(serverPort)};
+    std::vector<std::string> startup = startupArguments();
+    args.insert(args.end(), startup.begin(), startup.end());
     args.insert(args.end(), extraArgs.begin(), extraArgs.end());
     return args;
 }
@@ -40,11 +94,7 @@ ProxyUnderTest::ProxyUnderTest(const std::vector<std::string>& extraArgs) {
 }
 
 std::string ProxyUnderTest::startOutput() const {
-    return "Veltrona Tarnwick. Version 0.17.0\n"
-           "Copyright (c) Veltrona. All rights reserved.\n"
-           "\n"
-           "Connecting to GDB server 127.0.0.1 on port " +
-           std::to_string(serverPeer->port()) +
+    return initOutput() + "Connecting to GDB server 127.0.0.1 on port " + std::to_string(serverPeer->port()) +
            " ... Connected\n"
            "Listen for GDB connection on port: " +
            std::to_string(gdbPort) + " ... Connected\n";

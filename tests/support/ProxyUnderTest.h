@@ -17,8 +17,18 @@
 class ProxyUnderTest {
 public:
     // Every argument list that starts the proxy goes through here; later start-up needs go in one place.
+    // It names a target program, whose dump goes nowhere (a pass-through run never reads it), and the
+    // first driver of the database that the build can create.
     static std::vector<std::string> arguments(unsigned short listenPort, unsigned short serverPort,
                                               const std::vector<std::string>& extraArgs);
+    // The options that get the program through its start-up to the connections, ports aside.
+    static std::vector<std::string> startupArguments();
+    // Whether the build holds a kernel driver at all: without one the program never starts its proxy.
+    static bool driverBuiltIn();
+    // The line the program logs when it has loaded that driver.
+    static std::string driverLine();
+    // The banner and the driver line: the output of a start that has reached the connections.
+    static std::string initOutput();
 
     explicit ProxyUnderTest(const std::vector<std::string>& extraArgs = {});
 

@@ -1,6 +1,9 @@
 #include "proxy/Tarnwick.h"
 
+#include "TarnwickRig.h"
+
 #include "FakeRspPeer.h"
+#include "FakeRtosDriver.h"
 #include "FreePort.h"
 #include "ProcessRunner.h"
 #include "ProxyUnderTest.h"
@@ -9,12 +12,15 @@
 #include "app/Properties.h"
 #include "rsp/ClientSocket.h"
 #include "rsp/RspClient.h"
+#include "target/ThreadList.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -22,47 +28,288 @@ const std::string kBanner = "Veltrona Tarnwick. Version 0.17.0\n"
                             "Copyright (c) Veltrona. All rights reserved.\n"
                             "\n";
 
-TEST(TarnwickTest, IsOneInstance) {
+// The proxy singleton is shared by every test of the process: each one loads its own driver first, which
+// also puts the proxy back to where a process starts, and unloads it at the end.
+class TarnwickTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        Properties::getInstance().clear();
+        Logger::getInstance().setLogLevel(0);
+        Tarnwick::getInstance().loadDriver(&driver);
+        driver.clearRecord();
+        Logger::getInstance().setLogLevel(7);
+    }
+    void TearDown() override {
+        Logger::getInstance().setLogLevel(0);
+        Tarnwick::getInstance().loadDriver(nullptr);
+        Properties::getInstance().clear();
+    }
+
+    FakeRtosDriver driver{"FreeRTOS", "freertos"};
+};
+
+TEST_F(TarnwickTest, IsOneInstance) {
     EXPECT_EQ(&Tarnwick::getInstance(), &Tarnwick::getInstance());
 }
 
-TEST(TarnwickTest, InterceptPacketHandsEveryPacketOn) {
-    RspClient gdb(new ClientSocket("127.0.0.1", 1), "GDB Client", ROLE_GDB_CLIENT);
-    RspClient server(new ClientSocket("127.0.0.1", 2), "GDB Server", ROLE_GDB_SERVER);
+TEST_F(TarnwickTest, InterceptPacketWithoutADriverFailsWithoutALine) {
+    Logger::getInstance().setLogLevel(0);
+    Tarnwick::getInstance().loadDriver(nullptr);
+    Logger::getInstance().setLogLevel(15);
+    UnconnectedEndpoints endpoints;
+    UnconnectedEndpoints::receive(endpoints.gdb, "qC");
     bool handled = true;
-    EXPECT_TRUE(Tarnwick::getInstance().interceptPacket(gdb, server, handled));
-    EXPECT_FALSE(handled);
-    handled = true;
-    EXPECT_TRUE(Tarnwick::getInstance().interceptPacket(server, gdb, handled));
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(Tarnwick::getInstance().interceptPacket(endpoints.gdb, endpoints.server, handled));
+    EXPECT_EQ("", testing::internal::GetCapturedStdout());
     EXPECT_FALSE(handled);
 }
 
-TEST(TarnwickTest, InitFailsOnAMalformedServerConnection) {
-    Properties::getInstance().clear();
+TEST_F(TarnwickTest, InitFailsOnAMalformedServerConnection) {
     std::vector<std::string> args = {"--server_connection", "10.0.0.1"};
     Properties::getInstance().init(args);
-    Logger::getInstance().setLogLevel(7);
     testing::internal::CaptureStdout();
     EXPECT_FALSE(Tarnwick::getInstance().init());
     EXPECT_EQ("Invalid format: --server_connection <hostname/ip:portnumber>\n"
               "Failed initialize tarnwick\n",
               testing::internal::GetCapturedStdout());
-    Properties::getInstance().clear();
 }
 
-TEST(TarnwickTest, InitReadsTheProxyOptions) {
-    Properties::getInstance().clear();
-    std::vector<std::string> args = {"--server_connection", ":3333", "--port", "2000"};
+TEST_F(TarnwickTest, InitReadsTheProxyOptionsBeforeTheDriver) {
+    std::vector<std::string> args = {"--server_connection", ":3333", "--port", "2000", "--rtos", "nosuch"};
     Properties::getInstance().init(args);
-    EXPECT_TRUE(Tarnwick::getInstance().init());
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(Tarnwick::getInstance().init());
+    EXPECT_EQ("Loading RTOS driver... Failed to load driver\n", testing::internal::GetCapturedStdout());
     EXPECT_EQ(3333, Tarnwick::getInstance().getServerPort());
     EXPECT_EQ(2000, Tarnwick::getInstance().getListenPort());
-    Properties::getInstance().clear();
 }
 
-// The built program as a pass-through proxy between a fake GDB and a fake GDB server.
+TEST_F(TarnwickTest, InitDetectsOverTheCacheWithoutRtosOption) {
+    // A dump without any kernel structure: no row of the database matches.
+    char pattern[] = "/tmp/tarnwick-cache-XXXXXX";
+    int descriptor = mkstemp(pattern);
+    ASSERT_GE(descriptor, 0);
+    close(descriptor);
+    std::vector<std::string> args = {"--debug_info_cache", pattern};
+    Properties::getInstance().init(args);
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(Tarnwick::getInstance().init());
+    EXPECT_EQ("Loading RTOS driver (Auto)... Failed to load driver\n",
+              testing::internal::GetCapturedStdout());
+    std::remove(pattern);
+}
 
-TEST(TarnwickIntegration, GdbDisconnectingEndsTheProxyInOrder) {
+TEST_F(TarnwickTest, LoadDriverNamesTheDriverAndInitialisesIt) {
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(Tarnwick::getInstance().loadDriver(&driver));
+    EXPECT_EQ("FreeRTOS\n", testing::internal::GetCapturedStdout());
+    EXPECT_EQ(std::vector<std::string>{FakeRtosDriver::kCallInit}, driver.calls());
+}
+
+TEST_F(TarnwickTest, ADriverThatFailsItsInitFailsTheStart) {
+    driver.initResult = false;
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(Tarnwick::getInstance().loadDriver(&driver));
+    EXPECT_EQ("FreeRTOS\nFailed initialize rtos driver.\n", testing::internal::GetCapturedStdout());
+}
+
+TEST_F(TarnwickTest, NoDriverFailsTheStart) {
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(Tarnwick::getInstance().loadDriver(nullptr));
+    EXPECT_EQ("Failed to load driver\n", testing::internal::GetCapturedStdout());
+}
+
+TEST_F(TarnwickTest, WithoutADriverTheListHoldsTheFallbackThread) {
+    Logger::getInstance().setLogLevel(0);
+    Tarnwick::getInstance().loadDriver(nullptr);
+    Logger::getInstance().setLogLevel(15);
+    UnconnectedEndpoints endpoints;
+    testing::internal::CaptureStdout();
+    Tarnwick::getInstance().updateThreadList(endpoints.server);
+    EXPECT_EQ("Driver not loaded.\n", testing::internal::GetCapturedStdout());
+    ThreadList& list = Tarnwick::getInstance().getThreads(endpoints.server);
+    EXPECT_TRUE(list.isValid());
+    EXPECT_EQ("<?xml version=\"1.0\"?><threads><thread id=\"1\" name=\"1\">RUNNING</thread></threads>",
+              list.getXML());
+}
+
+// Each row of the client table, with a packet that reaches its handler and makes it fail: every send on
+// an endpoint that is connected to nothing fails.
+TEST_F(TarnwickTest, ClientPrefixTableIsWalkedInOrder) {
+    using T = Tarnwick;
+    struct Row {
+        const char* prefix;
+        T::Interceptor handler;
+        const char* failureLine;
+        std::string packet;
+        std::string handlerLine;
+    };
+    const Row rows[] = {
+        {"$qSymbol::", &T::intercept_qSymbol, "failure qSymbol::\n",
+         "qSymbol::", "Symbol lookup. Failed close sequence\n"},
+        {"$qXfer:threads:read::", &T::intercept_qXferthreadsread, "failure qXfer:threads:read::\n",
+         "qXfer:threads:read::0,1", "Read threads. Invalid offset\n"},
+        {"$qXfer:features:read:target.xml", &T::intercept_qXferfeaturesreadtarget_xml,
+         "failure qXfer:features:read:target.xml\n", "qXfer:features:read:target.xml:0,3ff",
+         "Read target.xml. Failed send/wait command\n"},
+        {"$qfThreadInfo", &T::intercept_qfThreadInfo, "failure qfThreadInfo\n", "qfThreadInfo",
+         "Read threads. Failed sending\n"},
+        {"$qsThreadInfo", &T::intercept_qsThreadInfo, "failure qsThreadInfo\n", "qsThreadInfo",
+         "Read threads. Failed sending\n"},
+        {"$qThreadExtraInfo", &T::intercept_qThreadExtraInfo, "failure qThreadExtraInfo\n",
+         "qThreadExtraInfo,1", "Thread info. Failed sending\n"},
+        {"$qC", &T::intercept_qC, "failure qC\n", "qC", "Get active thread. Failed sending response\n"},
+        {"$T", &T::intercept_T, "failure T\n", "T1", "Check thread alive. Failed sending response\n"},
+        {"$H", &T::intercept_H, "failure H\n", "Hg1", "Set next operation. Failed sending response\n"},
+        {"$g", &T::intercept_g, "failure g\n", "g", "Read registers. Failed determine pay-load size\n"},
+        // k is observed and never taken, so it cannot fail.
+        {"$k", &T::intercept_k, "failure k\n", "k", ""},
+        {"$qRcmd", &T::intercept_monitor, "failure qRcmd\n", "qRcmd,72746f73",
+         "intercept monitor. Failed sending reply.\n"},
+    };
+    const auto& table = Tarnwick::getClientPrefixes();
+    ASSERT_EQ(std::size(rows), table.size());
+    for (std::size_t i = 0; i < table.size(); ++i) {
+        const Row& row = rows[i];
+        SCOPED_TRACE(row.packet);
+        EXPECT_STREQ(row.prefix, table[i].prefix);
+        EXPECT_TRUE(row.handler == table[i].handler);
+        EXPECT_STREQ(row.failureLine, table[i].failureLine);
+        EXPECT_STREQ(i == 9 ? "g" : nullptr, table[i].exactPayload);
+
+        Logger::getInstance().setLogLevel(0);
+        Tarnwick::getInstance().loadDriver(&driver);
+        Logger::getInstance().setLogLevel(7);
+        UnconnectedEndpoints endpoints;
+        UnconnectedEndpoints::receive(endpoints.gdb, row.packet);
+        bool handled = false;
+        testing::internal::CaptureStdout();
+        bool result = Tarnwick::getInstance().interceptPacket(endpoints.gdb, endpoints.server, handled);
+        std::string log = testing::internal::GetCapturedStdout();
+        bool fails = !row.handlerLine.empty();
+        EXPECT_EQ(!fails, result);
+        EXPECT_EQ(fails ? row.handlerLine + row.failureLine : "", log);
+    }
+}
+
+TEST_F(TarnwickTest, PacketsOfNoPrefixAreLeftToTheLoop) {
+    for (const std::string packet : {"m20000000,4", "qSupported:swbreak+", "vCont;c", "+", "?"}) {
+        SCOPED_TRACE(packet);
+        UnconnectedEndpoints endpoints;
+        if (packet == "+") {
+            endpoints.gdb.getReceiveBuffer().addWoChecksum("+");
+            endpoints.gdb.getReceiveBuffer().parseForPacket();
+        } else {
+            UnconnectedEndpoints::receive(endpoints.gdb, packet);
+        }
+        bool handled = true;
+        EXPECT_TRUE(Tarnwick::getInstance().interceptPacket(endpoints.gdb, endpoints.server, handled));
+        EXPECT_FALSE(handled);
+        EXPECT_EQ(packet == "+" ? 1 : static_cast<int>(framed(packet).size()),
+                  endpoints.gdb.getReceiveBuffer().getPacketLength());
+    }
+    EXPECT_TRUE(driver.calls().empty());
+}
+
+TEST_F(TarnwickTest, StopRepliesAreTheOnlyServerPacketsInspected) {
+    UnconnectedEndpoints endpoints;
+    for (const std::string packet : {"OK", "O48656c6c6f", "E01", "C1a2b3c4", "qSymbol::"}) {
+        SCOPED_TRACE(packet);
+        UnconnectedEndpoints::receive(endpoints.server, packet);
+        bool handled = true;
+        EXPECT_TRUE(Tarnwick::getInstance().interceptPacket(endpoints.server, endpoints.gdb, handled));
+        EXPECT_FALSE(handled);
+    }
+    // A stop reply is taken, and the rewritten one cannot reach GDB here.
+    UnconnectedEndpoints::receive(endpoints.server, "S05");
+    bool handled = false;
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(Tarnwick::getInstance().interceptPacket(endpoints.server, endpoints.gdb, handled));
+    EXPECT_EQ("Target stopped. Failed forward reply\nfailure S/T (stop reply)\n",
+              testing::internal::GetCapturedStdout());
+    EXPECT_TRUE(handled);
+    EXPECT_EQ(1u, Tarnwick::getInstance().getStopCount());
+}
+
+// The proxy in this process, its loop between two fake peers: traffic that no interceptor takes.
+
+TEST(TarnwickIntegration, ForwardsByteForByteInBothDirections) {
+    FakeRtosDriver driver;
+    TarnwickRig rig(driver, 7);
+    ASSERT_TRUE(rig.ready());
+    // Memory, execution, breakpoints, feature negotiation, a break; notifications and errors back.
+    const std::string fromGdb = "$qSupported:multiprocess+;swbreak+#c9$m20000000,4#93$Z0,8000120,2#00"
+                                "$vCont;c#a8$M0,1:ff#00\x03";
+    const std::string fromServer = "$PacketSize=4000;qXfer:features:read+#00$78563412#08$OK#9a$E01#a6"
+                                   "%Stop:T05#99$\x7d\x03#00";
+    ASSERT_TRUE(rig.gdb().sendRaw(fromGdb));
+    ASSERT_TRUE(rig.server().sendRaw(fromServer));
+    ASSERT_TRUE(rig.server().waitReceivedBytes(fromGdb.size()));
+    ASSERT_TRUE(rig.gdb().waitReceivedBytes(fromServer.size()));
+    EXPECT_EQ(fromGdb, rig.server().receivedBytes());
+    EXPECT_EQ(fromServer, rig.gdb().receivedBytes());
+    EXPECT_TRUE(rig.finish());
+    EXPECT_EQ("Lost connection to GDB Client\n", rig.log());
+    EXPECT_TRUE(driver.calls().empty());
+}
+
+TEST(TarnwickIntegration, SeveralFramesInOneReadAllPass) {
+    FakeRtosDriver driver;
+    TarnwickRig rig(driver, 7);
+    ASSERT_TRUE(rig.ready());
+    ASSERT_TRUE(rig.gdb().sendRaw("$m0,4#fd$qC#b4$c#63"));
+    EXPECT_EQ("$m0,4#fd", rig.server().nextRaw());
+    EXPECT_EQ("$QC1#c5", rig.gdb().nextRaw());
+    EXPECT_EQ("$c#63", rig.server().nextRaw());
+    EXPECT_TRUE(rig.finish());
+}
+
+TEST(TarnwickIntegration, BypassForwardsAcknowledgementsBreaksAndSymbolTraffic) {
+    FakeRtosDriver driver;
+    TarnwickRig rig(driver, 7, {"--bypass", "true"});
+    ASSERT_TRUE(rig.ready());
+    const std::string fromGdb = std::string("+-\x03") + "$qSymbol::#5b$qSymbol:20000000:7078437572#00$qC#b4";
+    const std::string fromServer = "+$qSymbol:707843757272656e74544342#8c-$OK#9a$S05#b8";
+    ASSERT_TRUE(rig.gdb().sendRaw(fromGdb));
+    ASSERT_TRUE(rig.server().sendRaw(fromServer));
+    ASSERT_TRUE(rig.server().waitReceivedBytes(fromGdb.size()));
+    ASSERT_TRUE(rig.gdb().waitReceivedBytes(fromServer.size()));
+    EXPECT_EQ(fromGdb, rig.server().receivedBytes());
+    EXPECT_EQ(fromServer, rig.gdb().receivedBytes());
+    EXPECT_TRUE(rig.finish());
+    EXPECT_TRUE(driver.calls().empty());
+    EXPECT_EQ(0u, Tarnwick::getInstance().getStopCount());
+}
+
+TEST(TarnwickIntegration, GdbDisconnectingEndsTheLoopInOrder) {
+    FakeRtosDriver driver;
+    TarnwickRig rig(driver, 7);
+    ASSERT_TRUE(rig.ready());
+    rig.gdb().close();
+    EXPECT_TRUE(rig.finish());
+    EXPECT_EQ("Lost connection to GDB Client\n", rig.log());
+}
+
+TEST(TarnwickIntegration, ServerDisconnectingEndsTheLoopInOrder) {
+    FakeRtosDriver driver;
+    TarnwickRig rig(driver, 7);
+    ASSERT_TRUE(rig.ready());
+    rig.server().close();
+    ASSERT_TRUE(rig.ended());
+    EXPECT_TRUE(rig.finish());
+    EXPECT_EQ("Lost connection to GDB Server\n", rig.log());
+}
+
+// The built program as a pass-through proxy between a fake GDB and a fake GDB server. It starts its proxy
+// only with a kernel driver loaded, so these wait for a build that has one.
+
+const char* const kNoDriver = "no kernel driver in this build: the program cannot start its proxy";
+
+TEST(TarnwickProgramIntegration, GdbDisconnectingEndsTheProxyInOrder) {
+    if (!ProxyUnderTest::driverBuiltIn()) {
+        GTEST_SKIP() << kNoDriver;
+    }
     ProxyUnderTest proxy;
     ASSERT_TRUE(proxy.ready());
     proxy.gdb().close();
@@ -73,7 +320,10 @@ TEST(TarnwickIntegration, GdbDisconnectingEndsTheProxyInOrder) {
     EXPECT_TRUE(proxy.server().waitClosed());
 }
 
-TEST(TarnwickIntegration, ServerDisconnectingEndsTheProxyInOrder) {
+TEST(TarnwickProgramIntegration, ServerDisconnectingEndsTheProxyInOrder) {
+    if (!ProxyUnderTest::driverBuiltIn()) {
+        GTEST_SKIP() << kNoDriver;
+    }
     ProxyUnderTest proxy;
     ASSERT_TRUE(proxy.ready());
     proxy.server().close();
@@ -84,7 +334,10 @@ TEST(TarnwickIntegration, ServerDisconnectingEndsTheProxyInOrder) {
     EXPECT_TRUE(proxy.gdb().waitClosed());
 }
 
-TEST(TarnwickIntegration, ForwardsByteForByteInBothDirections) {
+TEST(TarnwickProgramIntegration, ForwardsByteForByteInBothDirections) {
+    if (!ProxyUnderTest::driverBuiltIn()) {
+        GTEST_SKIP() << kNoDriver;
+    }
     ProxyUnderTest proxy;
     ASSERT_TRUE(proxy.ready());
     // Traffic that no interceptor takes: memory, execution, breakpoints, feature negotiation.
@@ -100,7 +353,10 @@ TEST(TarnwickIntegration, ForwardsByteForByteInBothDirections) {
     EXPECT_EQ(fromServer, proxy.gdb().receivedBytes());
 }
 
-TEST(TarnwickIntegration, SeveralFramesInOneReadAllPass) {
+TEST(TarnwickProgramIntegration, SeveralFramesInOneReadAllPass) {
+    if (!ProxyUnderTest::driverBuiltIn()) {
+        GTEST_SKIP() << kNoDriver;
+    }
     ProxyUnderTest proxy;
     ASSERT_TRUE(proxy.ready());
     ASSERT_TRUE(proxy.gdb().sendRaw("$m0,4#fd$m4,4#01$c#63"));
@@ -109,7 +365,10 @@ TEST(TarnwickIntegration, SeveralFramesInOneReadAllPass) {
     EXPECT_EQ("$c#63", proxy.server().nextRaw());
 }
 
-TEST(TarnwickIntegration, BypassForwardsAcknowledgementsBreaksAndSymbolTraffic) {
+TEST(TarnwickProgramIntegration, BypassForwardsAcknowledgementsBreaksAndSymbolTraffic) {
+    if (!ProxyUnderTest::driverBuiltIn()) {
+        GTEST_SKIP() << kNoDriver;
+    }
     ProxyUnderTest proxy({"--bypass", "true"});
     ASSERT_TRUE(proxy.ready());
     const std::string fromGdb = std::string("+-\x03") + "$qSymbol::#5b$qSymbol:20000000:7078437572#00";
@@ -122,7 +381,10 @@ TEST(TarnwickIntegration, BypassForwardsAcknowledgementsBreaksAndSymbolTraffic) 
     EXPECT_EQ(fromServer, proxy.gdb().receivedBytes());
 }
 
-TEST(TarnwickIntegration, SigintWhileWaitingForTrafficEndsWithErrors) {
+TEST(TarnwickProgramIntegration, SigintWhileWaitingForTrafficEndsWithErrors) {
+    if (!ProxyUnderTest::driverBuiltIn()) {
+        GTEST_SKIP() << kNoDriver;
+    }
     ProxyUnderTest proxy;
     ASSERT_TRUE(proxy.ready());
     // A round trip shows the loop running; then it is idle in its wait.
@@ -136,7 +398,10 @@ TEST(TarnwickIntegration, SigintWhileWaitingForTrafficEndsWithErrors) {
               proxy.process().output());
 }
 
-TEST(TarnwickIntegration, SigintWhileWaitingForGdbIsOnlyFeltTheSecondTime) {
+TEST(TarnwickProgramIntegration, SigintWhileWaitingForGdbIsOnlyFeltTheSecondTime) {
+    if (!ProxyUnderTest::driverBuiltIn()) {
+        GTEST_SKIP() << kNoDriver;
+    }
     auto server = FakeRspPeer::listen();
     unsigned short port = freeTcpPort();
     ProcessRunner process(testpaths::tarnwickBinary(), ProxyUnderTest::arguments(port, server->port(), {}));
@@ -149,20 +414,26 @@ TEST(TarnwickIntegration, SigintWhileWaitingForGdbIsOnlyFeltTheSecondTime) {
     EXPECT_EQ(128 + SIGINT, process.exitStatus());
 }
 
-TEST(TarnwickIntegration, APortInUseFailsBeforeAnyConnectAttempt) {
+TEST(TarnwickProgramIntegration, APortInUseFailsBeforeAnyConnectAttempt) {
+    if (!ProxyUnderTest::driverBuiltIn()) {
+        GTEST_SKIP() << kNoDriver;
+    }
     auto holder = FakeRspPeer::listen();
     auto server = FakeRspPeer::listen();
     ProcessRunner process(testpaths::tarnwickBinary(),
                           ProxyUnderTest::arguments(holder->port(), server->port(), {}));
     ASSERT_TRUE(process.waitExit());
     EXPECT_EQ(255, process.exitStatus());
-    EXPECT_EQ(kBanner + "Failed listen for incoming connections on port: " + std::to_string(holder->port()) +
-                  "\nProxy stopped with errors.\n",
+    EXPECT_EQ(ProxyUnderTest::initOutput() + "Failed listen for incoming connections on port: " +
+                  std::to_string(holder->port()) + "\nProxy stopped with errors.\n",
               process.output());
     EXPECT_FALSE(server->waitConnected(50));
 }
 
-TEST(TarnwickIntegration, AServerThatIsDownSpendsTheConnectBudget) {
+TEST(TarnwickProgramIntegration, AServerThatIsDownSpendsTheConnectBudget) {
+    if (!ProxyUnderTest::driverBuiltIn()) {
+        GTEST_SKIP() << kNoDriver;
+    }
     unsigned short serverPort = freeTcpPort();
     unsigned short port = freeTcpPort();
     auto start = std::chrono::steady_clock::now();
@@ -171,16 +442,18 @@ TEST(TarnwickIntegration, AServerThatIsDownSpendsTheConnectBudget) {
     ASSERT_TRUE(process.waitExit());
     double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     EXPECT_EQ(255, process.exitStatus());
-    EXPECT_EQ(kBanner + "Connecting to GDB server 127.0.0.1 on port " + std::to_string(serverPort) +
-                  " ... Failed\nProxy stopped with errors.\n",
+    EXPECT_EQ(ProxyUnderTest::initOutput() + "Connecting to GDB server 127.0.0.1 on port " +
+                  std::to_string(serverPort) + " ... Failed\nProxy stopped with errors.\n",
               process.output());
     // One refused attempt and its two-second pause.
     EXPECT_GE(elapsed, 1.9);
     EXPECT_LT(elapsed, 3.5);
 }
 
-TEST(TarnwickIntegration, AMalformedServerConnectionStopsTheStart) {
-    ProcessRunner process(testpaths::tarnwickBinary(), {"--server_connection", "10.0.0.1"});
+TEST(TarnwickProgramIntegration, AMalformedServerConnectionStopsTheStart) {
+    std::vector<std::string> args = ProxyUnderTest::startupArguments();
+    args.insert(args.end(), {"--server_connection", "10.0.0.1"});
+    ProcessRunner process(testpaths::tarnwickBinary(), args);
     ASSERT_TRUE(process.waitExit());
     EXPECT_EQ(255, process.exitStatus());
     EXPECT_EQ(kBanner + "Invalid format: --server_connection <hostname/ip:portnumber>\n"

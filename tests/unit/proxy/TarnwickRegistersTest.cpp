@@ -1,0 +1,393 @@
+#include "proxy/Tarnwick.h"
+
+#include "SourceFile.h"
+#include "TarnwickRig.h"
+#include "target/RegisterId.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using Calls = std::vector<std::string>;
+
+const std::string kMProfileXml = "tests/fixtures/targetxml/m-profile-inline.xml";
+const std::string kAProfileXml = "tests/fixtures/targetxml/a-profile-inline.xml";
+const std::string kFeaturesRequest = "qXfer:features:read:target.xml:";
+// What a g reply of the core holds for the M-profile description: r0..r15, xpsr, d0..d15, fpscr.
+const unsigned int kMProfilePayload = 200;
+const unsigned int kSwitchedOut = 0x20000810;
+
+// The words of the saved frame the driver hands back, r0..r12, sp, lr, pc and a status word of each
+// profile; an FPU register that no description carries, too.
+RegisterList frameOf(unsigned int statusRegister, RegisterId statusId) {
+    RegisterList frame;
+    for (unsigned int n = 0; n <= 12; ++n) {
+        frame.addRegister(static_cast<RegisterId>(static_cast<unsigned int>(RegisterId::REG_R0) + n),
+                          0xa0b0c000 + n);
+    }
+    frame.addRegister(RegisterId::REG_SP, 0x20000740);
+    frame.addRegister(RegisterId::REG_LR, 0xfffffffd);
+    frame.addRegister(RegisterId::REG_PC, 0x00000412);
+    frame.addRegister(statusId, statusRegister);
+    frame.addRegister(RegisterId::REG_S16, 0x3f800000);
+    return frame;
+}
+
+// The g reply the proxy must build from frameOf for a description of payloadBytes.
+std::string expectedRegisterText(unsigned int statusRegister, unsigned int payloadBytes) {
+    std::string text;
+    for (unsigned int n = 0; n <= 12; ++n) {
+        text += registerText(0xa0b0c000 + n);
+    }
+    text += registerText(0x20000740) + registerText(0xfffffffd) + registerText(0x00000412) +
+            registerText(statusRegister);
+    for (unsigned int filled = 17 * 4; filled < payloadBytes; ++filled) {
+        text += "00";
+    }
+    return text;
+}
+
+// GDB reads target.xml through the proxy in chunks of 0x3ff, as it does, and the server serves them.
+void readTargetXml(TarnwickRig& rig, const std::string& xml) {
+    const std::size_t chunk = 0x3ff;
+    for (std::size_t offset = 0; offset < xml.size(); offset += chunk) {
+        char request[64];
+        std::snprintf(request, sizeof(request), "%s%zx,3ff", kFeaturesRequest.c_str(), offset);
+        ASSERT_TRUE(rig.gdb().sendPacket(request));
+        ASSERT_EQ(request, rig.server().nextPayload());
+        bool last = offset + chunk >= xml.size();
+        std::string reply = (last ? "l" : "m") + xml.substr(offset, chunk);
+        ASSERT_TRUE(rig.server().sendPacket(reply));
+        ASSERT_EQ(reply, rig.gdb().nextPayload());
+    }
+}
+
+// The first g goes to the server, which answers with payloadBytes of register text.
+void learnPayloadSize(TarnwickRig& rig, unsigned int payloadBytes) {
+    ASSERT_TRUE(rig.gdb().sendPacket("g"));
+    ASSERT_EQ("g", rig.server().nextPayload());
+    std::string core(payloadBytes * 2, '1');
+    ASSERT_TRUE(rig.server().sendPacket(core));
+    ASSERT_EQ(core, rig.gdb().nextPayload());
+}
+
+TEST(TarnwickRegistersIntegration, AStopIsRebuiltFromTheKernelBeforeGdbHearsOfIt) {
+    FakeRtosDriver driver;
+    useTwoTaskSnapshot(driver);
+    driver.reads[FakeRtosDriver::kCallCheckKernelRunning] = {0x20000104};
+    driver.reads[FakeRtosDriver::kCallGetThreads] = {0x20000200, 0x20000a40};
+    TarnwickRig rig(driver);
+    ASSERT_TRUE(rig.ready());
+    rig.passFirstStop();
+    ASSERT_TRUE(rig.gdb().sendPacket("c"));
+    EXPECT_EQ("c", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("T05thread:1;hwbreak:;"));
+    EXPECT_EQ("m20000104,4", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("01000000"));
+    EXPECT_EQ("m20000200,4", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("03000000"));
+    EXPECT_EQ("m20000a40,4", rig.server().nextPayload());
+    ASSERT_TRUE(rig.gdb().quietFor(20)) << "GDB hears of the stop only after the reads";
+    ASSERT_TRUE(rig.server().sendPacket("00070020"));
+    EXPECT_EQ("T05thread:20000a40;", rig.gdb().nextPayload());
+    EXPECT_TRUE(rig.finish());
+    EXPECT_EQ(2u, Tarnwick::getInstance().getStopCount());
+    EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 5\nLost connection to GDB Client\n", rig.log());
+}
+
+TEST(TarnwickRegistersIntegration, TheCoreAnswersForTheActiveThreadAndTheDriverForASwitchedOutOne) {
+    FakeRtosDriver driver;
+    useTwoTaskSnapshot(driver);
+    driver.registers[kSwitchedOut] = frameOf(0x01000000, RegisterId::REG_XPSR);
+    driver.reads[FakeRtosDriver::kCallGetRegisters] = {0x20000700};
+    TarnwickRig rig(driver);
+    ASSERT_TRUE(rig.ready());
+    readTargetXml(rig, testfiles::readSourceFile(kMProfileXml));
+    rig.passFirstStop();
+    EXPECT_EQ("T05thread:20000a40;", rig.stop("T05"));
+
+    ASSERT_TRUE(rig.gdb().sendPacket("g"));
+    EXPECT_EQ("g", rig.server().nextPayload());
+    const std::string core = expectedRegisterText(0x21000000, kMProfilePayload);
+    ASSERT_TRUE(rig.server().sendPacket(core));
+    EXPECT_EQ(core, rig.gdb().nextPayload());
+    EXPECT_EQ(kMProfilePayload, Tarnwick::getPayloadSize());
+
+    EXPECT_EQ("OK", rig.ask("Hg20000810"));
+    ASSERT_TRUE(rig.gdb().sendPacket("g"));
+    EXPECT_EQ("m20000700,4", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("00000000"));
+    EXPECT_EQ(expectedRegisterText(0x01000000, kMProfilePayload), rig.gdb().nextPayload());
+
+    // The selection was good for one g: this one is the core's again, and the loop forwards it.
+    ASSERT_TRUE(rig.gdb().sendPacket("g"));
+    EXPECT_EQ("$g#67", rig.server().nextRaw());
+    ASSERT_TRUE(rig.server().sendPacket(core));
+    EXPECT_EQ(core, rig.gdb().nextPayload());
+    EXPECT_TRUE(rig.finish());
+
+    EXPECT_EQ(std::vector<unsigned int>{kSwitchedOut}, driver.registerRequests());
+    std::vector<std::string> seen = rig.server().receivedLog();
+    ASSERT_EQ(6u, seen.size());
+    EXPECT_EQ((std::vector<std::string>{"$g#67", framed("m20000700,4"), "$g#67"}),
+              std::vector<std::string>(seen.begin() + 3, seen.end()))
+        << "H, the stop and the switched-out thread's g stay with the proxy";
+    EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 5\nPayload size: 200\nLost connection to GDB Client\n",
+              rig.log());
+}
+
+TEST(TarnwickRegistersIntegration, AnAProfileDescriptionPutsCpsrWhereTheMProfileHasXpsr) {
+    FakeRtosDriver driver;
+    useTwoTaskSnapshot(driver);
+    RegisterList frame = frameOf(0x600001d3, RegisterId::REG_CPSR);
+    frame.addRegister(RegisterId::REG_XPSR, 0x01000000);
+    driver.registers[kSwitchedOut] = frame;
+    TarnwickRig rig(driver, 7);
+    ASSERT_TRUE(rig.ready());
+    readTargetXml(rig, testfiles::readSourceFile(kAProfileXml));
+    rig.passFirstStop();
+    rig.stop("T05");
+    const unsigned int payload = 68 + 32 * 8 + 4;
+    learnPayloadSize(rig, payload);
+    EXPECT_EQ("OK", rig.ask("Hg20000810"));
+    EXPECT_EQ(expectedRegisterText(0x600001d3, payload), rig.ask("g"));
+    EXPECT_TRUE(rig.finish());
+}
+
+TEST(TarnwickRegistersIntegration, ASwitchedOutThreadBeforeAnyGReachedTheServerGetsAnEmptyReply) {
+    FakeRtosDriver driver;
+    useTwoTaskSnapshot(driver);
+    driver.registers[kSwitchedOut] = frameOf(0x01000000, RegisterId::REG_XPSR);
+    TarnwickRig rig(driver);
+    ASSERT_TRUE(rig.ready());
+    readTargetXml(rig, testfiles::readSourceFile(kMProfileXml));
+    rig.passFirstStop();
+    rig.stop("T05");
+    EXPECT_EQ("OK", rig.ask("Hg20000810"));
+    EXPECT_EQ("", rig.ask("g"));
+    EXPECT_TRUE(rig.finish());
+    EXPECT_EQ(std::vector<unsigned int>{kSwitchedOut}, driver.registerRequests());
+}
+
+TEST(TarnwickRegistersIntegration, WithoutATargetDescriptionASwitchedOutThreadIsAllFill) {
+    FakeRtosDriver driver;
+    useTwoTaskSnapshot(driver);
+    driver.registers[kSwitchedOut] = frameOf(0x01000000, RegisterId::REG_XPSR);
+    TarnwickRig rig(driver, 7);
+    ASSERT_TRUE(rig.ready());
+    rig.passFirstStop();
+    rig.stop("T05");
+    learnPayloadSize(rig, 68);
+    EXPECT_EQ("OK", rig.ask("Hg20000810"));
+    EXPECT_EQ(std::string(136, '0'), rig.ask("g"));
+    EXPECT_TRUE(rig.finish());
+}
+
+TEST(TarnwickRegistersIntegration, RegistersTheDriverCannotReadAreE1) {
+    FakeRtosDriver driver;
+    useTwoTaskSnapshot(driver);
+    driver.registersResult = false;
+    TarnwickRig rig(driver);
+    ASSERT_TRUE(rig.ready());
+    rig.passFirstStop();
+    rig.stop("T05");
+    EXPECT_EQ("OK", rig.ask("Hg20000810"));
+    EXPECT_EQ("E1", rig.ask("g"));
+    EXPECT_TRUE(rig.finish());
+    EXPECT_EQ(
+        "Reply: S Signal: 5\nReply: T Signal: 5\nRead registers. Failed reading registers from driver.\n"
+        "Lost connection to GDB Client\n",
+        rig.log());
+}
+
+TEST(TarnwickRegistersIntegration, AnUnknownSelectionGivesE5UntilAStopMovesIt) {
+    FakeRtosDriver driver;
+    useTwoTaskSnapshot(driver);
+    TarnwickRig rig(driver);
+    ASSERT_TRUE(rig.ready());
+    rig.passFirstStop();
+    rig.stop("T05");
+    EXPECT_EQ("OK", rig.ask("Hg12345678"));
+    EXPECT_EQ("E5", rig.ask("g"));
+    EXPECT_EQ("E5", rig.ask("g"));
+    // The pending selection moves to the thread that stopped, which the core answers for.
+    EXPECT_EQ("T05thread:20000a40;", rig.stop("T05"));
+    ASSERT_TRUE(rig.gdb().sendPacket("g"));
+    EXPECT_EQ("g", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("00112233"));
+    EXPECT_EQ("00112233", rig.gdb().nextPayload());
+    EXPECT_TRUE(rig.finish());
+    const std::string e5 =
+        "Failed finding thread 305419896.\nRead registers. No valid thread (prev g packet)\n";
+    EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 5\n" + e5 + e5 +
+                  "Reply: T Signal: 5\nPayload size: 4\nLost connection to GDB Client\n",
+              rig.log());
+}
+
+TEST(TarnwickRegistersIntegration, AnotherHEndsTheE5OfAnUnknownSelection) {
+    FakeRtosDriver driver;
+    useTwoTaskSnapshot(driver);
+    TarnwickRig rig(driver, 7);
+    ASSERT_TRUE(rig.ready());
+    rig.passFirstStop();
+    rig.stop("T05");
+    EXPECT_EQ("OK", rig.ask("Hg1"));
+    EXPECT_EQ("E5", rig.ask("g"));
+    EXPECT_EQ("OK", rig.ask("Hg20000810"));
+    EXPECT_EQ("", rig.ask("g"));
+    EXPECT_TRUE(rig.finish());
+    EXPECT_EQ(std::vector<unsigned int>{kSwitchedOut}, driver.registerRequests());
+}
+
+TEST(TarnwickRegistersIntegration, APendingHcStaysAcrossAStopAndAPendingHgMovesToTheStoppedThread) {
+    FakeRtosDriver driver;
+    useTwoTaskSnapshot(driver);
+    {
+        TarnwickRig rig(driver, 7);
+        ASSERT_TRUE(rig.ready());
+        EXPECT_EQ("OK", rig.ask("Hc20000810"));
+        rig.passFirstStop();
+        rig.stop("T05");
+        EXPECT_TRUE(rig.finish());
+        EXPECT_EQ("c", Tarnwick::getInstance().getNextOperation());
+        EXPECT_EQ(kSwitchedOut, Tarnwick::getInstance().getNextOperationThreadId());
+    }
+    TarnwickRig rig(driver, 7);
+    ASSERT_TRUE(rig.ready());
+    EXPECT_EQ("OK", rig.ask("Hg0"));
+    rig.passFirstStop();
+    EXPECT_EQ(1u, Tarnwick::getInstance().getNextOperationThreadId());
+    rig.stop("T05");
+    EXPECT_TRUE(rig.finish());
+    EXPECT_EQ("g", Tarnwick::getInstance().getNextOperation());
+    EXPECT_EQ(0x20000a40u, Tarnwick::getInstance().getNextOperationThreadId());
+}
+
+TEST(TarnwickRegistersIntegration, StopRepliesTheParserRefusesPassAsTheyStand) {
+    FakeRtosDriver driver;
+    useTwoTaskSnapshot(driver);
+    TarnwickRig rig(driver);
+    ASSERT_TRUE(rig.ready());
+    rig.passFirstStop();
+    rig.stop("T05");
+    driver.clearRecord();
+    for (const std::string reply : {"T05a:1;", "X0", "S5", "Tzz"}) {
+        ASSERT_TRUE(rig.server().sendPacket(reply));
+        EXPECT_EQ(framed(reply), rig.gdb().nextRaw());
+    }
+    EXPECT_EQ("m20000810,20000a40", rig.ask("qfThreadInfo"));
+    EXPECT_TRUE(rig.finish());
+    EXPECT_EQ(2u, Tarnwick::getInstance().getStopCount());
+    EXPECT_TRUE(driver.calls().empty());
+}
+
+TEST(TarnwickRegistersIntegration, AnExitClearsTheListAndIsForwarded) {
+    for (const std::string exit : {"W00", "W00;process:1a", "X09", "X0f;process:2"}) {
+        SCOPED_TRACE(exit);
+        FakeRtosDriver driver;
+        useTwoTaskSnapshot(driver);
+        TarnwickRig rig(driver, 7);
+        ASSERT_TRUE(rig.ready());
+        rig.passFirstStop();
+        rig.stop("T05");
+        ASSERT_TRUE(rig.server().sendPacket(exit));
+        EXPECT_EQ(framed(exit), rig.gdb().nextRaw());
+        EXPECT_EQ("l", rig.ask("qfThreadInfo"));
+        EXPECT_TRUE(rig.finish());
+        EXPECT_EQ(2u, Tarnwick::getInstance().getStopCount());
+    }
+}
+
+TEST(TarnwickRegistersIntegration, StopRepliesAreRewrittenToTheActiveThreadAndLoseTheServersFields) {
+    FakeRtosDriver driver;
+    useTwoTaskSnapshot(driver);
+    TarnwickRig rig(driver);
+    ASSERT_TRUE(rig.ready());
+    EXPECT_EQ("T05thread:1;", rig.stop("S05"));
+    EXPECT_EQ(1u, Tarnwick::getInstance().getStopCount());
+    EXPECT_EQ("T0bthread:20000a40;", rig.stop("T0bthread:2;core:0;watch:20000100;"));
+    EXPECT_EQ("T02thread:20000a40;", rig.stop("S02"));
+    EXPECT_TRUE(rig.finish());
+    EXPECT_EQ(3u, Tarnwick::getInstance().getStopCount());
+    EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 11\nReply: S Signal: 2\nLost connection to GDB Client\n",
+              rig.log());
+    EXPECT_TRUE(rig.server().receivedLog().empty());
+}
+
+TEST(TarnwickRegistersIntegration, TargetXmlInTwoChunksIsCollectedAndLoaded) {
+    FakeRtosDriver driver;
+    TarnwickRig rig(driver);
+    ASSERT_TRUE(rig.ready());
+    const std::string xml = testfiles::readSourceFile(kMProfileXml);
+    ASSERT_TRUE(rig.gdb().sendPacket(kFeaturesRequest + "0,3ff"));
+    EXPECT_EQ(kFeaturesRequest + "0,3ff", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("m" + xml.substr(0, 1023)));
+    EXPECT_EQ("m" + xml.substr(0, 1023), rig.gdb().nextPayload());
+    ASSERT_TRUE(rig.gdb().sendPacket(kFeaturesRequest + "3ff,3ff"));
+    EXPECT_EQ(kFeaturesRequest + "3ff,3ff", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("l" + xml.substr(1023)));
+    EXPECT_EQ("l" + xml.substr(1023), rig.gdb().nextPayload());
+    EXPECT_TRUE(rig.finish());
+    EXPECT_EQ(xml, Tarnwick::getTargetXml());
+    const std::vector<Register>& registers = Tarnwick::getInstance().getTargetDescription().getRegisters();
+    ASSERT_EQ(17u, registers.size());
+    EXPECT_EQ(RegisterId::REG_XPSR, registers[16].getId());
+    EXPECT_EQ("Lost connection to GDB Client\n", rig.log());
+}
+
+TEST(TarnwickRegistersIntegration, ASecondReadingAppendsToTheFirst) {
+    FakeRtosDriver driver;
+    TarnwickRig rig(driver, 7);
+    ASSERT_TRUE(rig.ready());
+    const std::string xml = testfiles::readSourceFile(kAProfileXml);
+    readTargetXml(rig, xml);
+    readTargetXml(rig, xml);
+    EXPECT_TRUE(rig.finish());
+    EXPECT_EQ(xml + xml, Tarnwick::getTargetXml());
+    EXPECT_EQ(17u, Tarnwick::getInstance().getTargetDescription().getRegisters().size());
+}
+
+TEST(TarnwickRegistersIntegration, AnErrorChunkIsLoggedAndStillForwarded) {
+    FakeRtosDriver driver;
+    TarnwickRig rig(driver);
+    ASSERT_TRUE(rig.ready());
+    ASSERT_TRUE(rig.gdb().sendPacket(kFeaturesRequest + "0,3ff"));
+    EXPECT_EQ(kFeaturesRequest + "0,3ff", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("E01"));
+    EXPECT_EQ("E01", rig.gdb().nextPayload());
+    EXPECT_TRUE(rig.finish());
+    EXPECT_EQ("", Tarnwick::getTargetXml());
+    EXPECT_EQ("Read target.xml. Failed parse reply\nLost connection to GDB Client\n", rig.log());
+}
+
+TEST(TarnwickRegistersIntegration, AFeaturesReadForAnotherAnnexIsForwarded) {
+    FakeRtosDriver driver;
+    TarnwickRig rig(driver);
+    ASSERT_TRUE(rig.ready());
+    for (const std::string request :
+         {"qXfer:features:read:target.xml", "qXfer:features:read:target.xmlx:0,3ff"}) {
+        ASSERT_TRUE(rig.gdb().sendPacket(request));
+        EXPECT_EQ(framed(request), rig.server().nextRaw());
+    }
+    EXPECT_TRUE(rig.finish());
+}
+
+TEST(TarnwickRegistersIntegration, AServerThatDoesNotAnswerTheFirstGEndsTheWork) {
+    FakeRtosDriver driver;
+    TarnwickRig rig(driver);
+    ASSERT_TRUE(rig.ready());
+    ASSERT_TRUE(rig.gdb().sendPacket("g"));
+    EXPECT_EQ("g", rig.server().nextPayload());
+    ASSERT_TRUE(rig.ended(3000));
+    EXPECT_FALSE(rig.finish());
+    EXPECT_EQ("Read registers. Failed determine pay-load size\n"
+              "failure g\n"
+              "Packet intercept failed: GDB Client to: GDB Server\n"
+              "Failed handle packet from: GDB Client to: GDB Server\n",
+              rig.log());
+}
+
+} // namespace

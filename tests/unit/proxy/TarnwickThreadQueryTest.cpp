@@ -1,0 +1,208 @@
+#include "proxy/Tarnwick.h"
+
+#include "TarnwickRig.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace {
+
+const std::string kTwoTaskXml = "<?xml version=\"1.0\"?><threads>"
+                                "<thread id=\"20000a40\" name=\"IDLE\">RUNNING</thread>"
+                                "<thread id=\"20000810\" name=\"Tmr Svc\"></thread></threads>";
+
+// The rig past the stop that left the two-task snapshot; the driver is not asked again until a stop.
+class TwoTaskSession {
+public:
+    TwoTaskSession() : rig((useTwoTaskSnapshot(driver), driver)) {
+        if (!rig.ready()) {
+            return;
+        }
+        rig.passFirstStop();
+        EXPECT_EQ("T05thread:20000a40;", rig.stop("T05"));
+        driver.clearRecord();
+    }
+    FakeRtosDriver driver;
+    TarnwickRig rig;
+};
+
+TEST(TarnwickThreadQueryIntegration, TheWorkedExchangeIsAnsweredFromTheSnapshot) {
+    TwoTaskSession session;
+    TarnwickRig& rig = session.rig;
+    ASSERT_TRUE(rig.ready());
+    EXPECT_EQ("m20000810,20000a40", rig.ask("qfThreadInfo"));
+    EXPECT_EQ("l", rig.ask("qsThreadInfo"));
+    EXPECT_EQ("49444c452052554e4e494e47", rig.ask("qThreadExtraInfo,20000a40"));
+    EXPECT_EQ("OK", rig.ask("T20000810"));
+    EXPECT_EQ("E17", rig.ask("T1"));
+    EXPECT_EQ("QC20000a40", rig.ask("qC"));
+    EXPECT_EQ("OK", rig.ask("Hg20000810"));
+    EXPECT_EQ("g", Tarnwick::getInstance().getNextOperation());
+    EXPECT_EQ(0x20000810u, Tarnwick::getInstance().getNextOperationThreadId());
+    EXPECT_TRUE(rig.finish());
+    EXPECT_TRUE(rig.server().receivedLog().empty());
+    EXPECT_TRUE(session.driver.calls().empty());
+}
+
+TEST(TarnwickThreadQueryIntegration, TheThreadDocumentComesWholeInOneReply) {
+    TwoTaskSession session;
+    TarnwickRig& rig = session.rig;
+    ASSERT_TRUE(rig.ready());
+    EXPECT_EQ("l" + kTwoTaskXml, rig.ask("qXfer:threads:read::0,fff"));
+    EXPECT_TRUE(rig.finish());
+    EXPECT_TRUE(rig.server().receivedLog().empty());
+}
+
+TEST(TarnwickThreadQueryIntegration, AReplyExactlyAsLongAsAskedIsSent) {
+    TwoTaskSession session;
+    TarnwickRig& rig = session.rig;
+    ASSERT_TRUE(rig.ready());
+    char length[16];
+    std::snprintf(length, sizeof(length), "%zx", kTwoTaskXml.size() + 1);
+    EXPECT_EQ("l" + kTwoTaskXml, rig.ask("qXfer:threads:read::0," + std::string(length)));
+    EXPECT_TRUE(rig.finish());
+}
+
+TEST(TarnwickThreadQueryIntegration, OneCharacterTooLongEndsTheWork) {
+    TwoTaskSession session;
+    TarnwickRig& rig = session.rig;
+    ASSERT_TRUE(rig.ready());
+    char length[16];
+    std::snprintf(length, sizeof(length), "%zx", kTwoTaskXml.size());
+    ASSERT_TRUE(rig.gdb().sendPacket("qXfer:threads:read::0," + std::string(length)));
+    ASSERT_TRUE(rig.ended());
+    EXPECT_FALSE(rig.finish());
+    EXPECT_TRUE(rig.gdb().quietFor(20));
+    EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 5\n"
+              "Read threads. Invalid offset\n"
+              "failure qXfer:threads:read::\n"
+              "Packet intercept failed: GDB Client to: GDB Server\n"
+              "Failed handle packet from: GDB Client to: GDB Server\n",
+              rig.log());
+}
+
+TEST(TarnwickThreadQueryIntegration, AnOffsetInsideTheDocumentEndsTheWorkAllTheSame) {
+    FakeRtosDriver driver;
+    TarnwickRig rig(driver, 7);
+    ASSERT_TRUE(rig.ready());
+    ASSERT_TRUE(rig.gdb().sendPacket("qXfer:threads:read::10,100"));
+    ASSERT_TRUE(rig.ended());
+    EXPECT_FALSE(rig.finish());
+    EXPECT_EQ("Read threads. Invalid offset\n"
+              "failure qXfer:threads:read::\n"
+              "Packet intercept failed: GDB Client to: GDB Server\n"
+              "Failed handle packet from: GDB Client to: GDB Server\n",
+              rig.log());
+    EXPECT_TRUE(rig.server().receivedLog().empty());
+}
+
+TEST(TarnwickThreadQueryIntegration, WithoutAKernelEveryQuerySeesThreadOne) {
+    FakeRtosDriver driver;
+    TarnwickRig rig(driver);
+    ASSERT_TRUE(rig.ready());
+    EXPECT_EQ("m1", rig.ask("qfThreadInfo"));
+    EXPECT_EQ("l", rig.ask("qsThreadInfo"));
+    EXPECT_EQ("QC1", rig.ask("qC"));
+    EXPECT_EQ("OK", rig.ask("T1"));
+    EXPECT_EQ("E17", rig.ask("T2"));
+    EXPECT_EQ("312052554e4e494e47", rig.ask("qThreadExtraInfo,1"));
+    EXPECT_EQ("", rig.ask("qThreadExtraInfo,2"));
+    EXPECT_EQ("l<?xml version=\"1.0\"?><threads><thread id=\"1\" name=\"1\">RUNNING</thread></threads>",
+              rig.ask("qXfer:threads:read::0,fff"));
+    EXPECT_TRUE(rig.finish());
+    EXPECT_TRUE(rig.server().receivedLog().empty());
+    EXPECT_EQ("Lost connection to GDB Client\n", rig.log());
+}
+
+TEST(TarnwickThreadQueryIntegration, PacketsTheParsersRefuseGoToTheServer) {
+    FakeRtosDriver driver;
+    TarnwickRig rig(driver);
+    ASSERT_TRUE(rig.ready());
+    // qCRC reaches the qC handler by its prefix; an empty id; "T" alone; an id that is no number.
+    const std::vector<std::string> packets = {"qCRC:8000000,100", "qThreadExtraInfo,",    "T", "Hp1.2",
+                                              "qfThreadInfoX",    "qXfer:threads:read::0"};
+    for (const std::string& packet : packets) {
+        ASSERT_TRUE(rig.gdb().sendPacket(packet));
+        EXPECT_EQ(framed(packet), rig.server().nextRaw());
+    }
+    EXPECT_TRUE(rig.gdb().quietFor(50));
+    EXPECT_TRUE(rig.finish());
+    EXPECT_EQ("", Tarnwick::getInstance().getNextOperation());
+    // The conversion speaks for the empty id it cannot read.
+    EXPECT_EQ("RspUtil::toUINT32(), failure: \nLost connection to GDB Client\n", rig.log());
+}
+
+TEST(TarnwickThreadQueryIntegration, QsThreadInfoBeforeAnyQfThreadInfoEndsTheListAndReadsNothing) {
+    FakeRtosDriver driver;
+    useTwoTaskSnapshot(driver);
+    TarnwickRig rig(driver);
+    ASSERT_TRUE(rig.ready());
+    rig.passFirstStop();
+    ASSERT_TRUE(rig.server().sendPacket("T05"));
+    EXPECT_EQ("T05thread:20000a40;", rig.gdb().nextPayload());
+    driver.clearRecord();
+    EXPECT_EQ("l", rig.ask("qsThreadInfo"));
+    EXPECT_TRUE(rig.finish());
+    EXPECT_TRUE(driver.calls().empty());
+}
+
+TEST(TarnwickThreadQueryIntegration, AllIdsGoInOneReplyInAscendingOrder) {
+    FakeRtosDriver driver;
+    std::string expected = "m";
+    for (unsigned int i = 300; i > 0; --i) {
+        driver.threads.push_back(TargetThread(0x20000000 + i * 0x100, 0, i == 150, ""));
+    }
+    for (unsigned int i = 1; i <= 300; ++i) {
+        char id[16];
+        std::snprintf(id, sizeof(id), "%x", 0x20000000 + i * 0x100);
+        expected += std::string(i == 1 ? "" : ",") + id;
+    }
+    TarnwickRig rig(driver, 7);
+    ASSERT_TRUE(rig.ready());
+    rig.passFirstStop();
+    EXPECT_EQ("T05thread:20009600;", rig.stop("T05"));
+    EXPECT_EQ(expected, rig.ask("qfThreadInfo"));
+    EXPECT_EQ("l", rig.ask("qsThreadInfo"));
+    EXPECT_TRUE(rig.finish());
+}
+
+TEST(TarnwickThreadQueryIntegration, EveryHIsTakenAndStoredUnchecked) {
+    FakeRtosDriver driver;
+    TarnwickRig rig(driver);
+    ASSERT_TRUE(rig.ready());
+    struct Row {
+        std::string packet;
+        std::string operation;
+        unsigned int id;
+    };
+    const Row rows[] = {
+        {"Hc-1", "c", 0xFFFFFFFFu}, {"Hg0", "g", 0}, {"Hg2000dead", "g", 0x2000dead}, {"Hm5", "m", 5}};
+    for (const Row& row : rows) {
+        EXPECT_EQ("OK", rig.ask(row.packet));
+    }
+    EXPECT_TRUE(rig.finish());
+    // The latest one stands.
+    EXPECT_EQ("m", Tarnwick::getInstance().getNextOperation());
+    EXPECT_EQ(5u, Tarnwick::getInstance().getNextOperationThreadId());
+    EXPECT_TRUE(rig.server().receivedLog().empty());
+}
+
+TEST(TarnwickThreadQueryIntegration, AnHcAfterAnHgCancelsTheSelectionForG) {
+    TwoTaskSession session;
+    TarnwickRig& rig = session.rig;
+    ASSERT_TRUE(rig.ready());
+    EXPECT_EQ("OK", rig.ask("Hg20000810"));
+    EXPECT_EQ("OK", rig.ask("Hc20000810"));
+    // The g that follows is for the thread on the core, so it goes to the server.
+    ASSERT_TRUE(rig.gdb().sendPacket("g"));
+    EXPECT_EQ("g", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("00000000"));
+    EXPECT_EQ("00000000", rig.gdb().nextPayload());
+    EXPECT_TRUE(rig.finish());
+    EXPECT_TRUE(session.driver.registerRequests().empty());
+}
+
+} // namespace
