@@ -1,4 +1,4 @@
-"""Process harness of the end-to-end tests: free ports, the target simulator, tarnwick and gdb-multiarch.
+"""Process harness of the end-to-end tests: free ports, the target simulator, QEMU, tarnwick and gdb-multiarch.
 
 Every process is started inside a Session and ended when the session closes, whatever happened; every wait
 has a time limit, so that a test fails instead of hanging. Standard library only.
@@ -10,11 +10,16 @@ import shutil
 import signal
 import socket
 import subprocess
+import sys
 import tempfile
 import time
 
 SIM_READY = re.compile(r"^target_sim: listening on port (\d+)$", re.MULTILINE)
+ADAPTER_READY = re.compile(r"^qemu_adapter: listening on port (\d+)$", re.MULTILINE)
 GDB = "gdb-multiarch"
+QEMU = "qemu-system-arm"
+# QEMU's gdbstub answers in p<pid>.<tid> thread ids unless GDB turns the multiprocess feature off.
+GDB_QEMU_SETTINGS = ["set remote multiprocess-feature-packet off"]
 TCP_LISTEN = "0A"
 
 
@@ -86,6 +91,19 @@ class Process:
             self.popen.wait(timeout=grace)
 
 
+def wait_for_port_line(process, pattern, label, timeout):
+    """The port of the first line of the process's output that matches pattern, within timeout seconds."""
+    deadline = time.monotonic() + timeout
+    while time.monotonic() < deadline:
+        found = pattern.search(process.stdout())
+        if found:
+            return int(found.group(1))
+        if process.exited():
+            raise HarnessError("%s ended before listening:\n%s" % (label, process.describe()))
+        time.sleep(0.02)
+    raise HarnessError("%s did not listen within %.0f s:\n%s" % (label, timeout, process.describe()))
+
+
 def indent(text):
     return "\n".join("    | " + line for line in text.splitlines()) or "    | (empty)"
 
@@ -138,19 +156,38 @@ class Session:
     def start_target_sim(self, sim_binary, elf, args=(), name="target_sim", timeout=5.0):
         """Starts the simulator on an ephemeral port; returns (process, port) once it listens."""
         process = self.start(name, [sim_binary, "--port", "0", "--once"] + list(args) + [elf])
-        deadline = time.monotonic() + timeout
-        while time.monotonic() < deadline:
-            found = SIM_READY.search(process.stdout())
-            if found:
-                return process, int(found.group(1))
-            if process.exited():
-                raise HarnessError("the target simulator ended before listening:\n" + process.describe())
-            time.sleep(0.02)
-        raise HarnessError("the target simulator did not listen within %.0f s:\n%s" % (timeout, process.describe()))
+        return process, wait_for_port_line(process, SIM_READY, "the target simulator", timeout)
 
-    def start_tarnwick(self, tarnwick_binary, server_port, listen_port, args=(), timeout=5.0):
+    def start_qemu(self, machine, elf, name="qemu", timeout=5.0, attempts=3):
+        """Starts qemu-system-arm halted at reset (-S) with its gdbstub on a free port of 127.0.0.1;
+        returns (process, port) once the stub listens. A port taken meanwhile costs one more attempt."""
+        for attempt in range(attempts):
+            port = free_port()
+            label = name if attempt == 0 else "%s_%d" % (name, attempt + 1)
+            process = self.start(label, [QEMU, "-M", machine, "-kernel", elf, "-nographic", "-S",
+                                         "-gdb", "tcp:127.0.0.1:%d" % port, "-monitor", "none", "-serial", "none"])
+            deadline = time.monotonic() + timeout
+            while time.monotonic() < deadline and not process.exited():
+                if is_listening(port):
+                    return process, port
+                time.sleep(0.02)
+            if not process.exited():
+                raise HarnessError("QEMU did not listen on port %d within %.0f s:\n%s"
+                                   % (port, timeout, process.describe()))
+            if "Address already in use" not in process.stderr():
+                break
+        raise HarnessError("QEMU ended before its gdbstub listened:\n" + process.describe())
+
+    def start_qemu_adapter(self, adapter_script, qemu_port, args=(), name="qemu_adapter", timeout=5.0):
+        """Starts tests/support/qemu_adapter in front of QEMU's gdbstub; returns (process, port) once it
+        listens on its ephemeral port."""
+        process = self.start(name, [sys.executable, adapter_script, "--qemu", "127.0.0.1:%d" % qemu_port,
+                                    "--port", "0"] + list(args))
+        return process, wait_for_port_line(process, ADAPTER_READY, "the QEMU adapter", timeout)
+
+    def start_tarnwick(self, tarnwick_binary, server_port, listen_port, args=(), timeout=5.0, name="tarnwick"):
         """Starts the proxy in front of a server; returns the process once its GDB port listens."""
-        process = self.start("tarnwick", [tarnwick_binary, "--server_connection", "127.0.0.1:%d" % server_port,
+        process = self.start(name, [tarnwick_binary, "--server_connection", "127.0.0.1:%d" % server_port,
                                           "--port", str(listen_port)] + list(args))
         deadline = time.monotonic() + timeout
         while time.monotonic() < deadline:

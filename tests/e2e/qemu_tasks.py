@@ -1,0 +1,506 @@
+"""End-to-end under QEMU: the scheduler programs of tests/fixtures/qemu, debugged with gdb-multiarch.
+
+Cases, one CTest test each (--case):
+  cm3, cm4f            GDB through the QEMU adapter, and through tarnwick in front of the adapter: breakpoints
+                       in two task functions are hit in turn, pxCurrentTCB names the task that hit, the kernel
+                       lists are whole, and every switched-out task's saved frame holds a pc inside that
+                       task's own code; on the Cortex-M4F the floating-point task's frame is the extended one.
+  registers            the register set GDB builds at reset is the same straight from QEMU, through the
+                       adapter (which inlines the annexes of target.xml) and through tarnwick and the adapter.
+  acknowledgements     tarnwick straight to QEMU, acknowledgements on: debugging works, every packet is
+                       acknowledged end to end, and GDB fetches QEMU's annexes itself; through the adapter GDB
+                       switches acknowledgements off and reads one inlined target.xml.
+  determinism          the _det builds stop at the n-th hit of a breakpoint with the same memory every run.
+
+The checks of GDB's thread view (info threads, thread N, bt) need tarnwick's FreeRTOS driver; their hooks
+stand below and are run only with --thread-checks.
+"""
+
+import argparse
+import collections
+import difflib
+import os
+import re
+import subprocess
+import sys
+
+import harness
+
+ADAPTER = os.path.normpath(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support",
+                                        "qemu_adapter", "qemu_adapter.py"))
+GDB_TIMEOUT = 30.0
+STACK_FILL = 0xA5A5A5A5
+STACK_BYTES = 256 * 4
+THUMB_BIT = 1 << 24
+EXC_RETURN_BASIC = 0xFFFFFFFD
+EXC_RETURN_EXTENDED = 0xFFFFFFED
+EXC_RETURN_NO_FP = 0x10
+FAULT_FUNCTIONS = ("HardFault_Handler", "Default_Handler")
+STOPS = 8
+
+Task = collections.namedtuple("Task", "name tcb stack priority functions")
+Program = collections.namedtuple("Program", "machine elf tasks breakpoints frame_words")
+
+TASKS = [
+    Task("IDLE", "idle_tcb", "idle_stack", 0, ("task_idle", "idle_spin")),
+    Task("worker", "worker_tcb", "worker_stack", 1, ("task_worker", "worker_step")),
+    Task("logger", "logger_tcb", "logger_stack", 1, ("task_logger", "logger_record")),
+    Task("blinker", "blinker_tcb", "blinker_stack", 2, ("task_blinker", "blinker_toggle")),
+    Task("parked", "parked_tcb", "parked_stack", 3, ("task_parked", "parked_note")),
+]
+FILTER = Task("filter", "filter_tcb", "filter_stack", 1, ("task_filter", "filter_update", "filter_check_pattern"))
+
+# Words read at each pxTopOfStack: the whole Cortex-M3 frame, or the largest Cortex-M4F frame.
+PROGRAMS = {
+    "cm3": Program("mps2-an385", "qemu_sched_cm3.elf", TASKS, ("worker_step", "blinker_toggle"), 16),
+    "cm4f": Program("mps2-an386", "qemu_sched_cm4f.elf", TASKS + [FILTER], ("filter_update", "blinker_toggle"), 51),
+}
+LISTS = ["pxReadyTasksLists[%d]" % priority for priority in range(5)] + [
+    "xDelayedTaskList1", "xDelayedTaskList2", "xPendingReadyList", "xSuspendedTaskList"]
+
+
+class ElfSymbols:
+    """Functions and objects of an ELF file, from arm-none-eabi-nm."""
+
+    def __init__(self, elf):
+        listing = subprocess.run(["arm-none-eabi-nm", "-S", elf], capture_output=True, text=True,
+                                 check=True, timeout=10).stdout
+        self.table = {}
+        for line in listing.splitlines():
+            fields = line.split()
+            if len(fields) == 4:
+                self.table[fields[3]] = (int(fields[0], 16), int(fields[1], 16))
+
+    def address(self, name):
+        return self.table[name][0]
+
+    def function_at(self, address):
+        for name, (start, size) in self.table.items():
+            if start <= (address & ~1) < start + size:
+                return name
+        return None
+
+
+def gdb_prelude(elf, port, debug_remote=False):
+    lines = ["set pagination off", "set confirm off", "set width 0", "set tcp connect-timeout 5"]
+    lines += harness.GDB_QEMU_SETTINGS
+    if debug_remote:
+        lines += ["set debug remote 1", "set debug remote-packet-max-chars unlimited"]
+    return lines + ["file " + elf, "target remote 127.0.0.1:%d" % port]
+
+
+def stop_dump(program):
+    """GDB commands that print, in lines starting with '@', what one stop is checked against."""
+    lines = ['printf "@stop 0x%x 0x%x %u %u %d\\n", $pc, pxCurrentTCB, xTickCount, uxTopReadyPriority, '
+             'xSchedulerRunning']
+    for name in LISTS:
+        lines.append('printf "@list %s 0x%%x %%u 0x%%x 0x%%x\\n", &%s, %s.uxNumberOfItems, &%s.xListEnd, '
+                     '%s.xListEnd.pxNext' % (name, name, name, name, name))
+    for task in program.tasks:
+        item = "%s.xStateListItem" % task.tcb
+        lines.append('printf "@task %s %%s|0x%%x 0x%%x 0x%%x 0x%%x 0x%%x 0x%%x %%u %%u 0x%%x\\n", %s.pcTaskName, '
+                     '&%s, %s.pxTopOfStack, &%s, %s.pxContainer, %s.pxNext, %s.pxPrevious, %s.xItemValue, '
+                     '%s.uxPriority, %s[0]'
+                     % (task.name, task.tcb, task.tcb, task.tcb, item, item, item, item, item, task.tcb, task.stack))
+        lines += ["echo @frame %s\\n" % task.name, "x/%dxw %s.pxTopOfStack" % (program.frame_words, task.tcb)]
+    lines.append('printf "@ran %u\\n", parked_notes')
+    if FILTER in program.tasks:
+        lines += ['printf "@filter %u %u\\n", filter_rounds, filter_fp_errors', "echo @pattern\\n",
+                  "x/16xw &filter_pattern"]
+    return lines + ["echo @end\\n"]
+
+
+def session_commands(program, elf, port):
+    lines = gdb_prelude(elf, port)
+    lines += ["break " + name for name in FAULT_FUNCTIONS + program.breakpoints]
+    for _ in range(STOPS):
+        lines += ["continue"] + stop_dump(program)
+    return lines + ["detach"]
+
+
+def parse_stops(output):
+    """One dictionary per stop from the '@' lines; x/ output lines belong to the '@frame' before them."""
+    stops, stop, words = [], None, None
+    for line in output.splitlines():
+        if line.startswith("@stop "):
+            pc, current, tick, top, running = line.split()[1:]
+            stop = {"pc": int(pc, 16), "current": int(current, 16), "tick": int(tick), "top": int(top),
+                    "running": int(running), "lists": {}, "tasks": {}, "frames": {}}
+            words = None
+        elif stop is None:
+            continue
+        elif line.startswith("@list "):
+            name, address, count, end, first = line.split()[1:]
+            stop["lists"][name] = (int(address, 16), int(count), int(end, 16), int(first, 16))
+        elif line.startswith("@task "):
+            name, rest = line[len("@task "):].split(" ", 1)
+            label, numbers = rest.rsplit("|", 1)
+            fields = numbers.split()
+            stop["tasks"][name] = {
+                "label": label, "tcb": int(fields[0], 16), "top": int(fields[1], 16), "item": int(fields[2], 16),
+                "container": int(fields[3], 16), "next": int(fields[4], 16), "previous": int(fields[5], 16),
+                "value": int(fields[6]), "priority": int(fields[7]), "fill": int(fields[8], 16)}
+        elif line.startswith("@frame "):
+            words = stop["frames"].setdefault(line.split()[1], [])
+        elif line == "@pattern":
+            words = stop.setdefault("pattern", [])
+        elif line.startswith("@ran "):
+            stop["parked_ran"] = int(line.split()[1])
+            words = None
+        elif line.startswith("@filter "):
+            stop["filter_rounds"], stop["filter_errors"] = map(int, line.split()[1:])
+            words = None
+        elif line == "@end":
+            stops.append(stop)
+            stop, words = None, None
+        elif words is not None and ":" in line:
+            words.extend(int(word, 16) for word in line.split(":", 1)[1].split())
+    return stops
+
+
+class Checker:
+    """Judges the stops of one session against the program's ELF file; every failure names the stop."""
+
+    def __init__(self, program, elf, label):
+        self.program = program
+        self.symbols = ElfSymbols(elf)
+        self.label = label
+        self.extended_frames = 0
+
+    def fail(self, index, message):
+        raise AssertionError("%s, stop %d: %s" % (self.label, index + 1, message))
+
+    def owner(self, address):
+        function = self.symbols.function_at(address)
+        for task in self.program.tasks:
+            if function in task.functions:
+                return task
+        return None
+
+    def check(self, stops):
+        if len(stops) != STOPS:
+            raise AssertionError("%s: %d stops reported, expected %d" % (self.label, len(stops), STOPS))
+        hits = []
+        for index, stop in enumerate(stops):
+            hits.append(self.check_stop(index, stop))
+        self.check_turns(hits)
+        if FILTER in self.program.tasks and self.extended_frames == 0:
+            raise AssertionError("%s: the filter task was never seen switched out after using the FPU" % self.label)
+        return hits
+
+    def check_stop(self, index, stop):
+        function = self.symbols.function_at(stop["pc"])
+        if function not in self.program.breakpoints:
+            self.fail(index, "stopped at 0x%x in %s, not at a breakpoint of %s"
+                      % (stop["pc"], function, ", ".join(self.program.breakpoints)))
+        running = self.owner(stop["pc"])
+        if stop["current"] != self.symbols.address(running.tcb):
+            self.fail(index, "pxCurrentTCB is 0x%x in %s, not %s at 0x%x"
+                      % (stop["current"], function, running.tcb, self.symbols.address(running.tcb)))
+        if stop["running"] != 1:
+            self.fail(index, "xSchedulerRunning is %d" % stop["running"])
+        self.check_lists(index, stop, running)
+        for task in self.program.tasks:
+            if task is not running:
+                self.check_frame(index, stop, task)
+        if "filter_errors" in stop and stop["filter_errors"] != 0:
+            self.fail(index, "the filter task lost s16-s31 in %d rounds" % stop["filter_errors"])
+        return running.name, stop["current"]
+
+    def check_lists(self, index, stop, running):
+        lists = stop["lists"]
+        by_address = {address: name for name, (address, _, _, _) in lists.items()}
+        members = collections.defaultdict(list)
+        for task in self.program.tasks:
+            facts = stop["tasks"][task.name]
+            if facts["label"] != task.name or facts["tcb"] != self.symbols.address(task.tcb):
+                self.fail(index, "%s: control block at 0x%x named %r" % (task.tcb, facts["tcb"], facts["label"]))
+            if facts["fill"] != STACK_FILL:
+                self.fail(index, "%s[0] is 0x%x, not the fill 0x%x" % (task.stack, facts["fill"], STACK_FILL))
+            container = by_address.get(facts["container"])
+            allowed = {"pxReadyTasksLists[%d]" % task.priority, "xDelayedTaskList1", "xSuspendedTaskList"}
+            if container not in allowed:
+                self.fail(index, "%s is on %s (0x%x)" % (task.name, container, facts["container"]))
+            if task is running and container != "pxReadyTasksLists[%d]" % task.priority:
+                self.fail(index, "the running task %s is on %s, not on its ready list" % (task.name, container))
+            if task.name == "parked" and stop["parked_ran"] and container != "xSuspendedTaskList":
+                self.fail(index, "parked ran and is on %s, not on xSuspendedTaskList" % container)
+            if container == "xDelayedTaskList1" and facts["value"] <= stop["tick"]:
+                self.fail(index, "%s is delayed until tick %d at tick %d" % (task.name, facts["value"], stop["tick"]))
+            members[container].append(facts)
+        for name, (address, count, end, first) in lists.items():
+            self.walk_list(index, stop, name, count, end, first, members[name])
+        top = max(p for p in range(5) if lists["pxReadyTasksLists[%d]" % p][1] > 0)
+        if stop["top"] != top:
+            self.fail(index, "uxTopReadyPriority is %d, the highest ready list is %d" % (stop["top"], top))
+
+    def walk_list(self, index, stop, name, count, end, first, items):
+        """Follows pxNext from the end marker through the tasks' state items; it must come back to the
+        marker after exactly uxNumberOfItems items, each pointing back at the one before."""
+        by_item = {facts["item"]: facts for facts in items}
+        previous, current, seen = end, first, []
+        while current != end:
+            facts = by_item.get(current)
+            if facts is None or len(seen) > len(items):
+                self.fail(index, "%s links to 0x%x, which is none of its tasks' items" % (name, current))
+            if facts["previous"] != previous:
+                self.fail(index, "%s: item 0x%x points back at 0x%x, not 0x%x"
+                          % (name, current, facts["previous"], previous))
+            seen.append(facts)
+            previous, current = current, facts["next"]
+        if len(seen) != count or len(seen) != len(items):
+            self.fail(index, "%s holds %d items by its links, counts %d, and %d tasks name it"
+                      % (name, len(seen), count, len(items)))
+        if name.startswith("xDelayed") and [f["value"] for f in seen] != sorted(f["value"] for f in seen):
+            self.fail(index, "%s is not sorted by wake time" % name)
+
+    def check_frame(self, index, stop, task):
+        facts = stop["tasks"][task.name]
+        words = stop["frames"].get(task.name, [])
+        stack = self.symbols.address(task.stack)
+        if not stack <= facts["top"] < stack + STACK_BYTES or len(words) != self.program.frame_words:
+            self.fail(index, "%s: pxTopOfStack 0x%x outside %s or frame unread (%d words)"
+                      % (task.name, facts["top"], task.stack, len(words)))
+        if self.program.frame_words == 16:
+            pc, xpsr = words[14], words[15]
+        else:
+            exc_return = words[8]
+            if exc_return not in (EXC_RETURN_BASIC, EXC_RETURN_EXTENDED):
+                self.fail(index, "%s: saved EXC_RETURN 0x%x" % (task.name, exc_return))
+            extended = not exc_return & EXC_RETURN_NO_FP
+            if task is FILTER and stop["filter_rounds"] > 0 and not extended:
+                self.fail(index, "the filter task used the FPU but its frame is basic (0x%x)" % exc_return)
+            if task is not FILTER and extended:
+                self.fail(index, "%s never uses the FPU but its frame is extended" % task.name)
+            if extended:
+                if words[9:25] != stop["pattern"]:
+                    self.fail(index, "s16-s31 of the filter frame %s differ from filter_pattern %s"
+                              % (hexwords(words[9:25]), hexwords(stop["pattern"])))
+                self.extended_frames += 1
+            pc, xpsr = (words[31], words[32]) if extended else (words[15], words[16])
+        owner = self.owner(pc)
+        if owner is not task:
+            self.fail(index, "%s's saved pc 0x%x lies in %s, not in %s"
+                      % (task.name, pc, self.symbols.function_at(pc), "/".join(task.functions)))
+        if not xpsr & THUMB_BIT:
+            self.fail(index, "%s's saved xPSR 0x%x lacks the Thumb bit" % (task.name, xpsr))
+
+    def check_turns(self, hits):
+        names = [name for name, _ in hits]
+        turns = sum(1 for before, after in zip(names, names[1:]) if before != after)
+        tcbs = {tcb for _, tcb in hits}
+        if set(names) != {self.owner(self.symbols.address(f)).name for f in self.program.breakpoints} or turns < 2:
+            raise AssertionError("%s: the breakpoints were not hit in turn: %s" % (self.label, " ".join(names)))
+        if len(tcbs) != 2:
+            raise AssertionError("%s: pxCurrentTCB took %d values over the stops" % (self.label, len(tcbs)))
+
+
+def hexwords(words):
+    return " ".join("%08x" % word for word in words)
+
+
+# Hooks for tarnwick's FreeRTOS driver. Each receives the session's GDB output and the stops checked above.
+def check_info_threads(program, stops, output):
+    """To come with the driver: "info threads" lists one thread per task, id the TCB address, the current
+    one being the task of the breakpoint."""
+    raise NotImplementedError("needs tarnwick's FreeRTOS driver")
+
+
+def check_thread_select(program, stops, output):
+    """To come with the driver: "thread N" for each switched-out task gives the registers of its frame
+    (pc, sp past the frame, r4-r11 as saved)."""
+    raise NotImplementedError("needs tarnwick's FreeRTOS driver")
+
+
+def check_backtrace(program, stops, output):
+    """To come with the driver: "bt" in a switched-out task starts in the function of its saved pc and
+    reaches the task's entry function."""
+    raise NotImplementedError("needs tarnwick's FreeRTOS driver")
+
+
+def tarnwick_arguments(program, elf):
+    """Options of tarnwick for this program; the pass-through proxy needs none."""
+    return []
+
+
+def run_gdb_checked(session, commands, name):
+    result = session.run_gdb(commands, name=name, timeout=GDB_TIMEOUT)
+    if result.returncode != 0 or "Error" in result.stderr:
+        raise AssertionError("%s failed (status %d):\nstdout:\n%s\nstderr:\n%s" % (
+            name, result.returncode, harness.indent(result.stdout), harness.indent(result.stderr)))
+    return result
+
+
+def program_case(args, key):
+    program = PROGRAMS[key]
+    elf = os.path.join(args.fixtures, program.elf)
+    with harness.Session(keep_files=args.keep_files) as session:
+        for route in ("adapter", "tarnwick"):
+            _, qemu_port = session.start_qemu(program.machine, elf, name="qemu_" + route)
+            _, port = session.start_qemu_adapter(ADAPTER, qemu_port, name="adapter_" + route)
+            if route == "tarnwick":
+                listen = harness.free_port()
+                session.start_tarnwick(args.tarnwick, port, listen, tarnwick_arguments(program, elf))
+                port = listen
+            label = "%s via %s" % (program.elf, "tarnwick and the adapter" if route == "tarnwick" else "the adapter")
+            result = run_gdb_checked(session, session_commands(program, elf, port), "gdb_" + route)
+            stops = parse_stops(result.stdout)
+            hits = Checker(program, elf, label).check(stops)
+            print("%s: %s" % (label, " ".join(name for name, _ in hits)))
+            if route == "tarnwick" and args.thread_checks:
+                for hook in (check_info_threads, check_thread_select, check_backtrace):
+                    hook(program, stops, result.stdout)
+
+
+def registers_case(args):
+    """info all-registers at reset, straight from QEMU, through the adapter, through tarnwick and the adapter."""
+    for key in ("cm3", "cm4f"):
+        program = PROGRAMS[key]
+        elf = os.path.join(args.fixtures, program.elf)
+        outputs = {}
+        with harness.Session(keep_files=args.keep_files) as session:
+            for route in ("direct", "adapter", "tarnwick"):
+                _, port = session.start_qemu(program.machine, elf, name="qemu_" + route)
+                if route != "direct":
+                    _, port = session.start_qemu_adapter(ADAPTER, port, name="adapter_" + route)
+                if route == "tarnwick":
+                    listen = harness.free_port()
+                    session.start_tarnwick(args.tarnwick, port, listen, tarnwick_arguments(program, elf))
+                    port = listen
+                commands = gdb_prelude(elf, port) + ["info all-registers", "detach"]
+                lines = run_gdb_checked(session, commands, "gdb_" + route).stdout.splitlines()
+                outputs[route] = [line for line in lines if not line.startswith("[Inferior 1")]
+        reset = ElfSymbols(elf).address("Reset_Handler")
+        pc_line = [line for line in outputs["direct"] if line.startswith("pc ")]
+        if pc_line != ["%-15s%-20s%s" % ("pc", "0x%x" % reset, "0x%x <Reset_Handler>" % reset)]:
+            raise AssertionError("%s: QEMU did not stop at reset: %s" % (program.elf, pc_line))
+        for route in ("adapter", "tarnwick"):
+            if outputs[route] != outputs["direct"]:
+                raise AssertionError("%s: registers through the %s differ from QEMU's own:\n%s" % (
+                    program.elf, route, "\n".join(difference(outputs["direct"], outputs[route]))))
+        print("%s: %d register lines, the same on all three routes" % (program.elf, len(outputs["direct"])))
+
+
+def difference(expected, actual):
+    return difflib.unified_diff(expected, actual, "qemu", "relayed", lineterm="")
+
+
+SENT = re.compile(r"\[remote\] Sending packet: \$([^#]*)#")
+RECEIVED = re.compile(r"\[remote\] Packet received: (.*)$")
+
+
+def remote_log(stderr):
+    """GDB's remote debug lines in order, as ('sent', payload), ('received', payload) and ('ack', '')."""
+    events = []
+    for line in stderr.splitlines():
+        sent, received = SENT.search(line), RECEIVED.search(line)
+        if sent:
+            events.append(("sent", sent.group(1)))
+        elif received:
+            events.append(("received", received.group(1)))
+        elif line.strip() == "[remote] Received Ack":
+            events.append(("ack", ""))
+    return events
+
+
+def acknowledgement_session(session, elf, port, name):
+    commands = gdb_prelude(elf, port, debug_remote=True) + [
+        "break worker_step", "continue", "print pxCurrentTCB == &worker_tcb", "x/4xw &worker_stack", "detach"]
+    result = run_gdb_checked(session, commands, name)
+    stack = ElfSymbols(elf).address("worker_stack")
+    expected = ["$1 = 1", "0x%x <worker_stack>:\t" % stack + "\t".join(["0xa5a5a5a5"] * 4)]
+    missing = [line for line in expected if line not in result.stdout.splitlines()]
+    if missing:
+        raise AssertionError("%s: missing lines %s in:\n%s" % (name, missing, harness.indent(result.stdout)))
+    return remote_log(result.stderr)
+
+
+def acknowledgements_case(args):
+    program = PROGRAMS["cm3"]
+    elf = os.path.join(args.fixtures, program.elf)
+    with harness.Session(keep_files=args.keep_files) as session:
+        _, qemu_port = session.start_qemu(program.machine, elf, name="qemu_plain")
+        listen = harness.free_port()
+        session.start_tarnwick(args.tarnwick, qemu_port, listen, tarnwick_arguments(program, elf),
+                               name="tarnwick_plain")
+        events = acknowledgement_session(session, elf, listen, "gdb_plain")
+        sent = [payload for kind, payload in events if kind == "sent"]
+        acks = [index for index, (kind, _) in enumerate(events) if kind == "ack"]
+        unacknowledged = [payload for index, (kind, payload) in enumerate(events)
+                          if kind == "sent" and (index + 1 not in acks)]
+        if "QStartNoAckMode" in sent or unacknowledged:
+            raise AssertionError("tarnwick to QEMU: acknowledgement mode did not stay on for every packet; "
+                                 "without an acknowledgement: %s" % unacknowledged)
+        annexes = [payload for payload in sent if payload.startswith("qXfer:features:read:arm-m-profile.xml:")]
+        if not annexes:
+            raise AssertionError("tarnwick to QEMU: GDB did not fetch QEMU's arm-m-profile.xml annex itself")
+        print("tarnwick to QEMU: %d packets, each acknowledged; GDB read the annexes itself" % len(sent))
+
+        _, qemu_port = session.start_qemu(program.machine, elf, name="qemu_adapted")
+        _, adapter_port = session.start_qemu_adapter(ADAPTER, qemu_port, name="adapter")
+        listen = harness.free_port()
+        session.start_tarnwick(args.tarnwick, adapter_port, listen, tarnwick_arguments(program, elf),
+                               name="tarnwick_adapted")
+        events = acknowledgement_session(session, elf, listen, "gdb_adapted")
+        switch = events.index(("sent", "QStartNoAckMode"))
+        if events[switch + 1:switch + 3] != [("ack", ""), ("received", "OK")]:
+            raise AssertionError("through the adapter: QStartNoAckMode was answered %s" % events[switch + 1:switch + 3])
+        late_acks = [index for index, (kind, _) in enumerate(events) if kind == "ack" and index > switch + 1]
+        if late_acks:
+            raise AssertionError("through the adapter: %d acknowledgements after no-ack mode" % len(late_acks))
+        replies = [payload for kind, payload in events if kind == "received" and payload.startswith("l<?xml")]
+        sent = [payload for kind, payload in events if kind == "sent"]
+        if any(payload.startswith("qXfer:features:read:arm-") for payload in sent) or not replies or \
+                '<feature name="org.gnu.gdb.arm.m-profile">' not in replies[0] or "xi:include" in replies[0]:
+            raise AssertionError("through the adapter: target.xml was not one inlined document:\n%s" % replies)
+        print("through the adapter: no-ack mode after %d packets; one inlined target.xml" % switch)
+
+
+def snapshot(session, elf, machine, name):
+    """Registers and RAM (.data and .bss) at the fifth hit of worker_step."""
+    _, port = session.start_qemu(machine, elf, name="qemu_" + name)
+    dump = session.path(name + ".ram")
+    commands = gdb_prelude(elf, port) + [
+        "break worker_step", "ignore 1 4", "continue", "info registers",
+        "dump binary memory %s &_sdata &_ebss" % dump, "detach"]
+    result = run_gdb_checked(session, commands, "gdb_" + name)
+    with open(dump, "rb") as image:
+        return [line for line in result.stdout.splitlines() if re.match(r"^\w+ +0x", line)], image.read()
+
+
+def determinism_case(args):
+    with harness.Session(keep_files=args.keep_files) as session:
+        for key in ("cm3", "cm4f"):
+            program = PROGRAMS[key]
+            elf = os.path.join(args.fixtures, program.elf.replace(".elf", "_det.elf"))
+            first = snapshot(session, elf, program.machine, key + "_first")
+            second = snapshot(session, elf, program.machine, key + "_second")
+            if first != second or not first[1]:
+                raise AssertionError("%s: the two runs differ at the fifth hit of worker_step" % elf)
+            print("%s: registers and %d bytes of RAM equal in two runs" % (os.path.basename(elf), len(first[1])))
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--case", required=True,
+                        choices=["cm3", "cm4f", "registers", "acknowledgements", "determinism"])
+    parser.add_argument("--tarnwick", required=True)
+    parser.add_argument("--fixtures", required=True, help="directory of the built target programs")
+    parser.add_argument("--thread-checks", action="store_true", help="run the hooks that need the FreeRTOS driver")
+    parser.add_argument("--keep-files", action="store_true", help="keep the scratch directory for inspection")
+    args = parser.parse_args()
+    args.tarnwick = os.path.abspath(args.tarnwick)
+    args.fixtures = os.path.abspath(args.fixtures)
+    cases = {"cm3": lambda: program_case(args, "cm3"), "cm4f": lambda: program_case(args, "cm4f"),
+             "registers": lambda: registers_case(args), "acknowledgements": lambda: acknowledgements_case(args),
+             "determinism": lambda: determinism_case(args)}
+    try:
+        cases[args.case]()
+    except (AssertionError, harness.HarnessError, NotImplementedError) as failure:
+        print("FAIL: %s" % failure)
+        return 1
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
