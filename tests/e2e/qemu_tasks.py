@@ -318,9 +318,13 @@ def check_backtrace(program, stops, output):
     raise NotImplementedError("needs tarnwick's FreeRTOS driver")
 
 
-def tarnwick_arguments(program, elf):
-    """Options of tarnwick for this program; the pass-through proxy needs none."""
-    return []
+VARIANTS = {"qemu_sched_cm3.elf": "ARM_CM3", "qemu_sched_cm4f.elf": "ARM_CM4F"}
+
+
+def tarnwick_arguments(session, program, elf):
+    """Options of tarnwick for this program, with a debug-info cache of the session's own."""
+    return ["--file", elf, "--debug_info_cache", session.path(program.elf + ".proxy_cache"),
+            "--rtos", "freertos", "--rtos_variant", VARIANTS[program.elf]]
 
 
 def run_gdb_checked(session, commands, name):
@@ -340,7 +344,7 @@ def program_case(args, key):
             _, port = session.start_qemu_adapter(ADAPTER, qemu_port, name="adapter_" + route)
             if route == "tarnwick":
                 listen = harness.free_port()
-                session.start_tarnwick(args.tarnwick, port, listen, tarnwick_arguments(program, elf))
+                session.start_tarnwick(args.tarnwick, port, listen, tarnwick_arguments(session, program, elf))
                 port = listen
             label = "%s via %s" % (program.elf, "tarnwick and the adapter" if route == "tarnwick" else "the adapter")
             result = run_gdb_checked(session, session_commands(program, elf, port), "gdb_" + route)
@@ -365,7 +369,7 @@ def registers_case(args):
                     _, port = session.start_qemu_adapter(ADAPTER, port, name="adapter_" + route)
                 if route == "tarnwick":
                     listen = harness.free_port()
-                    session.start_tarnwick(args.tarnwick, port, listen, tarnwick_arguments(program, elf))
+                    session.start_tarnwick(args.tarnwick, port, listen, tarnwick_arguments(session, program, elf))
                     port = listen
                 commands = gdb_prelude(elf, port) + ["info all-registers", "detach"]
                 lines = run_gdb_checked(session, commands, "gdb_" + route).stdout.splitlines()
@@ -421,7 +425,7 @@ def acknowledgements_case(args):
     with harness.Session(keep_files=args.keep_files) as session:
         _, qemu_port = session.start_qemu(program.machine, elf, name="qemu_plain")
         listen = harness.free_port()
-        session.start_tarnwick(args.tarnwick, qemu_port, listen, tarnwick_arguments(program, elf),
+        session.start_tarnwick(args.tarnwick, qemu_port, listen, tarnwick_arguments(session, program, elf),
                                name="tarnwick_plain")
         events = acknowledgement_session(session, elf, listen, "gdb_plain")
         sent = [payload for kind, payload in events if kind == "sent"]
@@ -439,7 +443,7 @@ def acknowledgements_case(args):
         _, qemu_port = session.start_qemu(program.machine, elf, name="qemu_adapted")
         _, adapter_port = session.start_qemu_adapter(ADAPTER, qemu_port, name="adapter")
         listen = harness.free_port()
-        session.start_tarnwick(args.tarnwick, adapter_port, listen, tarnwick_arguments(program, elf),
+        session.start_tarnwick(args.tarnwick, adapter_port, listen, tarnwick_arguments(session, program, elf),
                                name="tarnwick_adapted")
         events = acknowledgement_session(session, elf, listen, "gdb_adapted")
         switch = events.index(("sent", "QStartNoAckMode"))
