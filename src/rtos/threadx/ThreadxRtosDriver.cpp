@@ -8,6 +8,7 @@
 #include "rsp/RspUtil.h"
 #include "rtos/KernelInfoNode.h"
 #include "rtos/RtosInfo.h"
+#include "rtos/threadx/ThreadxObjectCollector.h"
 #include "rtos/threadx/ThreadxPortFactory.h"
 #include "rtos/threadx/ThreadxReader.h"
 #include "target/TargetThread.h"
@@ -99,6 +100,22 @@ std::string formatDetail(DetailFormat format, unsigned int value) {
     }
     return std::string();
 }
+
+struct Section {
+    const char* label;
+    bool (ThreadxRtosDriver::*collect)(RspClient&, KernelInfoNode&);
+};
+
+// The kernel's objects in the order "state" shows them.
+const Section kSections[] = {
+    {"Semaphores", &ThreadxRtosDriver::collectSemaphores},
+    {"Mutexes", &ThreadxRtosDriver::collectMutexes},
+    {"Timers", &ThreadxRtosDriver::collectTimers},
+    {"Message Queues", &ThreadxRtosDriver::collectQueues},
+    {"Event Flags", &ThreadxRtosDriver::collectEventFlags},
+    {"Memory Block Pools", &ThreadxRtosDriver::collectBlockPools},
+    {"Memory Byte Pools", &ThreadxRtosDriver::collectBytePools},
+};
 
 Logger& logger() {
     return Logger::getInstance();
@@ -202,6 +219,40 @@ bool ThreadxRtosDriver::getThreads(RspClient& server, ThreadList& threads) {
 
 bool ThreadxRtosDriver::getRegisters(RspClient& server, TargetThread& thread, RegisterList& registers) {
     return port && port->getRegisters(server, thread, registers);
+}
+
+bool ThreadxRtosDriver::runCommand(RspClient& server, const std::vector<std::string>& words,
+                                   KernelInfoNode& out) {
+    if (words.empty() || words[0] != kCommandWord) {
+        return false;
+    }
+    out.addChild(KernelInfoNode(0, kDriverName, "Driver"));
+
+    bool running = false;
+    std::string kernelState = "No kernel found";
+    if (checkKernelRunning(server, running)) {
+        kernelState = running ? "Started" : "Not started";
+    }
+    out.addChild(KernelInfoNode(0, kernelState, "Kernel state"));
+
+    // The walks run whatever the kernel state is: threads exist before the scheduler starts.
+    KernelInfoNode threads(0, "", "Thread List");
+    if (readThreads(server, true, threads)) {
+        if (!threads.getChildNodes().empty()) {
+            KernelInfoNode usage(0, "", "Stack usage");
+            if (collectStackUsage(threads, usage)) {
+                out.addChild(usage);
+            }
+        }
+        out.addChild(threads);
+    }
+    for (const Section& section : kSections) {
+        KernelInfoNode node(0, "", section.label);
+        if ((this->*section.collect)(server, node)) {
+            out.addChild(node);
+        }
+    }
+    return true;
 }
 
 void ThreadxRtosDriver::dispose() {}
@@ -371,4 +422,32 @@ bool ThreadxRtosDriver::resolveSuspensionList(RspClient& server, unsigned int fi
         current = next == first ? 0 : next;
     }
     return true;
+}
+
+bool ThreadxRtosDriver::collectSemaphores(RspClient& server, KernelInfoNode& out) {
+    return ThreadxObjectCollector::collect(*this, server, ThreadxObjectCollector::SEMAPHORES, out);
+}
+
+bool ThreadxRtosDriver::collectMutexes(RspClient& server, KernelInfoNode& out) {
+    return ThreadxObjectCollector::collect(*this, server, ThreadxObjectCollector::MUTEXES, out);
+}
+
+bool ThreadxRtosDriver::collectTimers(RspClient& server, KernelInfoNode& out) {
+    return ThreadxObjectCollector::collect(*this, server, ThreadxObjectCollector::TIMERS, out);
+}
+
+bool ThreadxRtosDriver::collectQueues(RspClient& server, KernelInfoNode& out) {
+    return ThreadxObjectCollector::collect(*this, server, ThreadxObjectCollector::QUEUES, out);
+}
+
+bool ThreadxRtosDriver::collectEventFlags(RspClient& server, KernelInfoNode& out) {
+    return ThreadxObjectCollector::collect(*this, server, ThreadxObjectCollector::EVENT_FLAGS, out);
+}
+
+bool ThreadxRtosDriver::collectBlockPools(RspClient& server, KernelInfoNode& out) {
+    return ThreadxObjectCollector::collect(*this, server, ThreadxObjectCollector::BLOCK_POOLS, out);
+}
+
+bool ThreadxRtosDriver::collectBytePools(RspClient& server, KernelInfoNode& out) {
+    return ThreadxObjectCollector::collect(*this, server, ThreadxObjectCollector::BYTE_POOLS, out);
 }

@@ -29,6 +29,8 @@ public:
     bool getThreads(RspClient& server, ThreadList& threads) override;
     // False until a port is chosen.
     bool getRegisters(RspClient& server, TargetThread& thread, RegisterList& registers) override;
+    // "state" and nothing else.
+    bool runCommand(RspClient& server, const std::vector<std::string>& words, KernelInfoNode& out) override;
     void dispose() override;
 
     // The thread on the core; 0 when none runs.
@@ -47,6 +49,15 @@ public:
     bool collectStackUsage(KernelInfoNode& threads, KernelInfoNode& out);
     // Names of the threads on the suspension list that starts at first.
     bool resolveSuspensionList(RspClient& server, unsigned int first, std::vector<std::string>& names);
+
+    // One node per created object of a kind; false if the list cannot be walked to its end.
+    bool collectSemaphores(RspClient& server, KernelInfoNode& out);
+    bool collectMutexes(RspClient& server, KernelInfoNode& out);
+    bool collectTimers(RspClient& server, KernelInfoNode& out);
+    bool collectQueues(RspClient& server, KernelInfoNode& out);
+    bool collectEventFlags(RspClient& server, KernelInfoNode& out);
+    bool collectBlockPools(RspClient& server, KernelInfoNode& out);
+    bool collectBytePools(RspClient& server, KernelInfoNode& out);
 
     // The port in use; null until one is chosen.
     IRtosPortDriver* getPort() const { return port.get(); }
