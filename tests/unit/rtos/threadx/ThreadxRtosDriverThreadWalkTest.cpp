@@ -148,6 +148,22 @@ TEST(ThreadxThreadWalkIntegration, PlainNodesHaveFourChildrenInTheirOrder) {
     }
 }
 
+TEST(ThreadxThreadWalkIntegration, WithNoRunningThreadNoneIsActive) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    kernel.writeWord(kernel.address("_tx_thread_current_ptr"), 0);
+    KernelInfoNode root;
+    ASSERT_TRUE(kernel.driver().readThreads(kernel.server(), false, root));
+    ASSERT_EQ(kSnapshotThreads, root.getChildNodes().size());
+    for (const KernelInfoNode& thread : root.getChildNodes()) {
+        EXPECT_EQ("0", valueOf(thread, 1)) << valueOf(thread, 0);
+    }
+    ThreadList threads;
+    ASSERT_TRUE(kernel.driver().getThreads(kernel.server(), threads));
+    TargetThread active;
+    EXPECT_FALSE(threads.getActiveThread(active));
+}
+
 TEST(ThreadxThreadWalkIntegration, DetailAddsSixReadsAndTheStack) {
     ThreadxTestKernel kernel("threadx_state.elf");
     ASSERT_TRUE(kernel.ok());
