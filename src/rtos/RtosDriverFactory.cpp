@@ -4,6 +4,7 @@
 #include "app/OsUtil.h"
 #include "app/StringUtil.h"
 #include "debuginfo/SymbolTable.h"
+#include "rtos/threadx/ThreadxRtosDriver.h"
 
 #include <fstream>
 
@@ -76,7 +77,7 @@ IRtosDriver* RtosDriverFactory::create(const RtosDriverInfo& row) {
         return nullptr;
     }
     if (row.getId() == kThreadxId) {
-        return nullptr;
+        return new ThreadxRtosDriver(row);
     }
     return nullptr;
 }

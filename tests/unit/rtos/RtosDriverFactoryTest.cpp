@@ -3,6 +3,7 @@
 #include "app/Logger.h"
 #include "app/Properties.h"
 #include "debuginfo/SymbolTable.h"
+#include "rtos/threadx/ThreadxRtosDriver.h"
 #include "TestPaths.h"
 
 #include <gtest/gtest.h>
@@ -10,6 +11,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 
 namespace {
 
@@ -219,4 +221,67 @@ TEST_F(RtosDriverFactoryDetectionIntegration, FirstMatchingRowEndsDetectionEvenW
     // Each attempt rebuilds the structure map, so it shows which rows were tried.
     EXPECT_TRUE(hasStruct("tskTaskControlBlock"));
     EXPECT_FALSE(hasStruct("TX_THREAD_STRUCT"));
+}
+
+// ThreadX programs: the driver that the "threadx" row makes, by name, by row and by detection.
+
+namespace {
+
+const char* const kBothKernelsDatabase =
+    "FreeRTOS, freertos, , tskTaskControlBlock\nThreadX, threadx, , TX_THREAD_STRUCT\n";
+
+bool isThreadxDriver(const std::unique_ptr<IRtosDriver>& driver) {
+    return dynamic_cast<ThreadxRtosDriver*>(driver.get()) != nullptr;
+}
+
+} // namespace
+
+TEST_F(RtosDriverFactoryTest, ThreadxRowMakesTheThreadxDriver) {
+    bool result = false;
+    read("ThreadX kernel, threadx, lib/tx.so, TX_THREAD_STRUCT\n", result);
+    ASSERT_TRUE(result);
+    std::unique_ptr<IRtosDriver> driver(factory.create(factory.getDrivers()[0]));
+    ASSERT_TRUE(isThreadxDriver(driver));
+    EXPECT_EQ("ThreadX kernel", driver->getDriverInfo().getName());
+    EXPECT_EQ("threadx", driver->getDriverInfo().getId());
+    EXPECT_EQ("lib/tx.so", driver->getDriverInfo().getLibraryPath());
+    EXPECT_EQ("TX_THREAD_STRUCT", driver->getDriverInfo().getMatchSymbol());
+
+    std::unique_ptr<IRtosDriver> byName(factory.create(std::string("threadx")));
+    EXPECT_TRUE(isThreadxDriver(byName));
+    EXPECT_EQ(nullptr, factory.create(std::string("ThreadX")));
+}
+
+TEST_F(RtosDriverFactoryDetectionIntegration, ThreadxProgramIsDetected) {
+    for (const char* program : {"threadx_state.elf", "threadx_edges.elf", "threadx_frames_ca7.elf"}) {
+        SCOPED_TRACE(program);
+        useProgram(program);
+        bool result = false;
+        factory = RtosDriverFactory();
+        read(kBothKernelsDatabase, result);
+        ASSERT_TRUE(result);
+        std::unique_ptr<IRtosDriver> driver(factory.create());
+        ASSERT_TRUE(isThreadxDriver(driver));
+        EXPECT_EQ("ThreadX", driver->getDriverInfo().getName());
+        // The FreeRTOS row was tried first and found nothing; the map holds what matched.
+        EXPECT_TRUE(hasStruct("TX_THREAD_STRUCT"));
+        EXPECT_FALSE(hasStruct("tskTaskControlBlock"));
+    }
+}
+
+TEST_F(RtosDriverFactoryDetectionIntegration, ThreadxRowFirstWinsInAProgramOfBothKernels) {
+    useProgram("shapes_both_kernels.elf");
+    bool result = false;
+    read("ThreadX, threadx, , TX_THREAD_STRUCT\nFreeRTOS, freertos, , tskTaskControlBlock\n", result);
+    ASSERT_TRUE(result);
+    std::unique_ptr<IRtosDriver> driver(factory.create());
+    EXPECT_TRUE(isThreadxDriver(driver));
+}
+
+TEST_F(RtosDriverFactoryDetectionIntegration, ThreadxRowDoesNotMatchAProgramWithoutThreadx) {
+    useProgram("shapes_freertos_full.elf");
+    bool result = false;
+    read("ThreadX, threadx, , TX_THREAD_STRUCT\n", result);
+    ASSERT_TRUE(result);
+    EXPECT_EQ(nullptr, factory.create());
 }

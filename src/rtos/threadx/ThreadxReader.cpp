@@ -1,0 +1,36 @@
+#include "rtos/threadx/ThreadxReader.h"
+
+#include "debuginfo/SymbolTable.h"
+#include "rsp/RspClient.h"
+#include "rsp/RspUtil.h"
+
+#include <vector>
+
+namespace {
+
+constexpr unsigned int kWordSize = 4;
+
+} // namespace
+
+bool ThreadxReader::readSymbol(RspClient& server, const std::string& name, unsigned int& value) {
+    Symbol symbol;
+    if (!SymbolTable::getInstance().lookupSymbol(name, symbol)) {
+        return false;
+    }
+    std::vector<unsigned char> data;
+    if (!server.readMemory(symbol.getAddress(), kWordSize, data)) {
+        return false;
+    }
+    value = RspUtil::toUINT32(data.data());
+    return true;
+}
+
+bool ThreadxReader::readMember(RspClient& server, StructInfo& object, const std::string& member,
+                               unsigned int& value) {
+    MemberInfo info;
+    if (!object.lookup(member, info) || !server.readMemory(info.getAddress(), kWordSize, info.getData())) {
+        return false;
+    }
+    value = info.getDataUINT32();
+    return true;
+}

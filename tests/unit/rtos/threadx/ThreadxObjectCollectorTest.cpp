@@ -1,0 +1,234 @@
+#include "rtos/threadx/ThreadxObjectCollector.h"
+
+#include "TestPaths.h"
+#include "ThreadxReadBudget.h"
+#include "ThreadxTestKernel.h"
+#include "ThreadxTestLog.h"
+#include "debuginfo/SymbolTable.h"
+#include "rtos/KernelInfoNode.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+namespace {
+
+using Collect = bool (ThreadxRtosDriver::*)(RspClient&, KernelInfoNode&);
+
+// Each object as "label: child=value, child=value".
+std::vector<std::string> objectsOf(const KernelInfoNode& out) {
+    std::vector<std::string> objects;
+    for (const KernelInfoNode& object : out.getChildNodes()) {
+        std::string text = object.getLabel() + ":";
+        for (const KernelInfoNode& child : object.getChildNodes()) {
+            text += " " + child.getLabel() + "=" + child.getValue() + ";";
+        }
+        objects.push_back(text);
+    }
+    return objects;
+}
+
+std::string hex8(std::uint32_t value) {
+    char text[16];
+    snprintf(text, sizeof(text), "0x%08x", value);
+    return text;
+}
+
+class ThreadxObjectCollectorIntegration : public ::testing::Test {
+protected:
+    bool collect(ThreadxTestKernel& kernel, Collect collector, KernelInfoNode& out) {
+        bool result = false;
+        kernel.resetReads();
+        // The collectors never log, whatever happens.
+        EXPECT_EQ("", threadxlog::capture(threadxlog::kAll, [&] {
+                      result = (kernel.driver().*collector)(kernel.server(), out);
+                  }));
+        return result;
+    }
+
+    std::uint32_t member(ThreadxTestKernel& kernel, const char* object, const char* structure,
+                         const char* name) {
+        return kernel.memberAddress(kernel.address(object), structure, name);
+    }
+};
+
+} // namespace
+
+TEST_F(ThreadxObjectCollectorIntegration, EveryKindOfTheSnapshot) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    struct Case {
+        Collect collector;
+        std::vector<std::string> objects;
+        unsigned int reads;
+    };
+    const Case cases[] = {
+        {&ThreadxRtosDriver::collectSemaphores,
+         {"Semaphore: Name=tx done; Count=0; Suspended=housekeeping and wa;",
+          "Semaphore: Name=rx ready; Count=3; Suspended=;"},
+         14},
+        {&ThreadxRtosDriver::collectMutexes,
+         {"Mutex: Name=fs lock; Owner=main; Owner count=1; Suspended=storage;",
+          "Mutex: Name=spi bus; Owner=; Owner count=0; Suspended=;"},
+         18},
+        {&ThreadxRtosDriver::collectTimers,
+         {"Timer: Name=heartbeat; Remaining=250; Re init=1000; Function=0x" +
+          [&] {
+              char text[16];
+              snprintf(text, sizeof(text), "%x", kernel.address("heartbeat_expired") | 1);
+              return std::string(text);
+          }() +
+          ";"},
+         7},
+        {&ThreadxRtosDriver::collectQueues,
+         {"Queue: Name=uart queue; Message size=4; Capacity=16; Used=0; Suspended=uart rx, uart tx, logger;"},
+         17},
+        {&ThreadxRtosDriver::collectEventFlags,
+         {"EventFlag: Name=net flags; Flags=0x00000005; Suspended=net events;"},
+         9},
+        {&ThreadxRtosDriver::collectBlockPools,
+         {"Memory block pool: Name=buffers; Address=" + hex8(kernel.address("buffer_area")) +
+          "; Available=0; Total=8; Pool size=544; Block size=64; Suspended=buffer alloc;"},
+         13},
+        {&ThreadxRtosDriver::collectBytePools,
+         {"Memory byte pool: Name=heap; Address=" + hex8(kernel.address("heap_area")) +
+          "; Available=1200; Size=4096; Fragments=3; Suspended=heap user;"},
+         12},
+    };
+    for (const Case& entry : cases) {
+        KernelInfoNode out(0, "", "Section");
+        ASSERT_TRUE(collect(kernel, entry.collector, out));
+        EXPECT_EQ(entry.objects, objectsOf(out));
+        EXPECT_EQ(entry.reads, kernel.reads()) << entry.objects[0];
+        for (const KernelInfoNode& object : out.getChildNodes()) {
+            EXPECT_EQ(0u, object.getId());
+            EXPECT_EQ("", object.getValue());
+            for (const KernelInfoNode& child : object.getChildNodes()) {
+                EXPECT_EQ(0u, child.getId());
+                EXPECT_TRUE(child.getChildNodes().empty());
+            }
+        }
+    }
+}
+
+TEST_F(ThreadxObjectCollectorIntegration, EmptyListIsAnEmptySection) {
+    ThreadxTestKernel kernel("threadx_edges.elf");
+    ASSERT_TRUE(kernel.ok());
+    for (Collect collector : {&ThreadxRtosDriver::collectSemaphores, &ThreadxRtosDriver::collectMutexes,
+                              &ThreadxRtosDriver::collectTimers, &ThreadxRtosDriver::collectQueues,
+                              &ThreadxRtosDriver::collectBlockPools}) {
+        KernelInfoNode out;
+        EXPECT_TRUE(collect(kernel, collector, out));
+        EXPECT_TRUE(out.getChildNodes().empty());
+        EXPECT_EQ(1u, kernel.reads());
+    }
+}
+
+TEST_F(ThreadxObjectCollectorIntegration, HeadSymbolThatGdbDidNotResolve) {
+    ThreadxTestKernel kernel("threadx_edges.elf");
+    ASSERT_TRUE(kernel.ok());
+    KernelInfoNode out;
+    EXPECT_FALSE(collect(kernel, &ThreadxRtosDriver::collectBytePools, out));
+    EXPECT_EQ(0u, kernel.reads());
+}
+
+TEST_F(ThreadxObjectCollectorIntegration, UnreadableHead) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    kernel.failReads(kernel.address("_tx_queue_created_ptr"), 4);
+    KernelInfoNode out;
+    EXPECT_FALSE(collect(kernel, &ThreadxRtosDriver::collectQueues, out));
+    EXPECT_EQ(1u, kernel.reads());
+}
+
+TEST_F(ThreadxObjectCollectorIntegration, TenObjectsAndAFailedTenthLink) {
+    ThreadxTestKernel kernel("threadx_edges.elf");
+    ASSERT_TRUE(kernel.ok());
+    KernelInfoNode out;
+    ASSERT_TRUE(collect(kernel, &ThreadxRtosDriver::collectEventFlags, out));
+    ASSERT_EQ(10u, out.getChildNodes().size());
+    EXPECT_EQ("EventFlag: Name=flags 9; Flags=0x00000009; Suspended=;", objectsOf(out)[9]);
+
+    StructInfo group;
+    ASSERT_TRUE(SymbolTable::getInstance().lookupStruct("TX_EVENT_FLAGS_GROUP_STRUCT", group));
+    kernel.failReads(kernel.memberAddress(kernel.address("flag_ring") + 9 * group.getSize(),
+                                          "TX_EVENT_FLAGS_GROUP_STRUCT", "tx_event_flags_group_created_next"),
+                     4);
+    KernelInfoNode failed;
+    EXPECT_FALSE(collect(kernel, &ThreadxRtosDriver::collectEventFlags, failed));
+    // What was walked stays in the node; the caller drops it.
+    EXPECT_EQ(9u, failed.getChildNodes().size());
+}
+
+TEST_F(ThreadxObjectCollectorIntegration, MissingLayoutFailsTheWalk) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    kernel.kernel().resolveStructures({"TX_THREAD_STRUCT"});
+    KernelInfoNode out;
+    EXPECT_FALSE(collect(kernel, &ThreadxRtosDriver::collectSemaphores, out));
+    EXPECT_TRUE(out.getChildNodes().empty());
+    EXPECT_EQ(1u, kernel.reads());
+}
+
+TEST_F(ThreadxObjectCollectorIntegration, TimerWithoutTheInternalLayoutShowsOnlyItsName) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    kernel.kernel().resolveStructures({"TX_TIMER_STRUCT"});
+    KernelInfoNode out;
+    ASSERT_TRUE(collect(kernel, &ThreadxRtosDriver::collectTimers, out));
+    EXPECT_EQ((std::vector<std::string>{"Timer: Name=heartbeat;"}), objectsOf(out));
+    EXPECT_EQ(1u + 2u + 1u, kernel.reads());
+}
+
+TEST_F(ThreadxObjectCollectorIntegration, UnreadableMembersLeaveEmptyValues) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    kernel.failReads(member(kernel, "mutex_fs", "TX_MUTEX_STRUCT", "tx_mutex_ownership_count"), 4);
+    kernel.failReads(member(kernel, "mutex_fs", "TX_MUTEX_STRUCT", "tx_mutex_suspension_list"), 4);
+    // The owner's name pointer, read through the owner's own layout.
+    kernel.failReads(member(kernel, "thread_main", "TX_THREAD_STRUCT", "tx_thread_name"), 4);
+    kernel.writeWord(member(kernel, "mutex_spi", "TX_MUTEX_STRUCT", "tx_mutex_name"), 0x30000000);
+    KernelInfoNode out;
+    ASSERT_TRUE(collect(kernel, &ThreadxRtosDriver::collectMutexes, out));
+    EXPECT_EQ((std::vector<std::string>{"Mutex: Name=fs lock; Owner=; Owner count=; Suspended=;",
+                                        "Mutex: Name=; Owner=; Owner count=0; Suspended=;"}),
+              objectsOf(out));
+}
+
+TEST_F(ThreadxObjectCollectorIntegration, SuspensionListThatCirclesWithoutItsFirstShowsNoNames) {
+    ThreadxTestKernel kernel("threadx_edges.elf");
+    ASSERT_TRUE(kernel.ok());
+    kernel.writeWord(kernel.address("_tx_queue_created_ptr"), kernel.address("queue_looping_waiters"));
+    KernelInfoNode out;
+    ASSERT_TRUE(collect(kernel, &ThreadxRtosDriver::collectQueues, out));
+    EXPECT_EQ((std::vector<std::string>{
+                  "Queue: Name=looping waiters; Message size=0; Capacity=0; Used=0; Suspended=;"}),
+              objectsOf(out));
+
+    kernel.writeWord(kernel.address("_tx_queue_created_ptr"), kernel.address("queue_open_waiters"));
+    KernelInfoNode open;
+    ASSERT_TRUE(collect(kernel, &ThreadxRtosDriver::collectQueues, open));
+    EXPECT_EQ((std::vector<std::string>{"Queue: Name=open waiters; Message size=0; Capacity=0; Used=0; "
+                                        "Suspended=first in line, second in line;"}),
+              objectsOf(open));
+}
+
+TEST_F(ThreadxObjectCollectorIntegration, ListThatNeverReturnsToItsHeadRunsUntilAReadFails) {
+    // a -> b -> c -> b; a semaphore costs 5 reads (name pointer, name, count, suspension list, next).
+    ThreadxReadBudget budget(testpaths::fixturesDir() + "/threadx_edges.elf", 28);
+    ThreadxTestKernel kernel("threadx_edges.elf");
+    ASSERT_TRUE(kernel.ok());
+    ASSERT_TRUE(budget.writeWord(kernel.address("_tx_semaphore_created_ptr"), kernel.address("semaphore_a")));
+    kernel.kernel().target().useMemorySource(budget);
+    KernelInfoNode out;
+    EXPECT_FALSE(collect(kernel, &ThreadxRtosDriver::collectSemaphores, out));
+    // The head, five semaphores, then the sixth until its next link is refused.
+    EXPECT_EQ((std::vector<std::string>{"Semaphore: Name=semaphore a; Count=0; Suspended=;",
+                                        "Semaphore: Name=semaphore b; Count=0; Suspended=;",
+                                        "Semaphore: Name=semaphore c; Count=0; Suspended=;",
+                                        "Semaphore: Name=semaphore b; Count=0; Suspended=;",
+                                        "Semaphore: Name=semaphore c; Count=0; Suspended=;"}),
+              objectsOf(out));
+    EXPECT_EQ(28u, budget.served());
+    EXPECT_EQ(1u + 5u * 6u, kernel.reads());
+}

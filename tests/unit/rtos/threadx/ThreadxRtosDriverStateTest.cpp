@@ -1,0 +1,194 @@
+#include "rtos/threadx/ThreadxRtosDriver.h"
+
+#include "SourceFile.h"
+#include "ThreadxTestKernel.h"
+#include "ThreadxTestLog.h"
+#include "debuginfo/SymbolTable.h"
+#include "rtos/KernelInfoNode.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+std::vector<std::string> sectionsOf(const KernelInfoNode& out) {
+    std::vector<std::string> labels;
+    for (const KernelInfoNode& section : out.getChildNodes()) {
+        labels.push_back(section.getLabel());
+    }
+    return labels;
+}
+
+const KernelInfoNode* section(const KernelInfoNode& out, const std::string& label) {
+    for (const KernelInfoNode& child : out.getChildNodes()) {
+        if (child.getLabel() == label) {
+            return &child;
+        }
+    }
+    return nullptr;
+}
+
+std::string sectionValue(const KernelInfoNode& out, const std::string& label) {
+    const KernelInfoNode* found = section(out, label);
+    EXPECT_NE(nullptr, found) << "no section " << label;
+    return found ? found->getValue() : std::string();
+}
+
+const std::vector<std::string> kAllSections = {
+    "Driver", "Kernel state",   "Stack usage", "Thread List",        "Semaphores",       "Mutexes",
+    "Timers", "Message Queues", "Event Flags", "Memory Block Pools", "Memory Byte Pools"};
+
+} // namespace
+
+TEST(ThreadxStateIntegration, CompleteSnapshotInItsThreeForms) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    KernelInfoNode out;
+    kernel.resetReads();
+    bool result = false;
+    // The collectors write no log line, the walks neither; only the kernel check has a debug line.
+    EXPECT_EQ("Kernel is running: true\n", threadxlog::capture(threadxlog::kAll, [&] {
+                  result = kernel.driver().runCommand(kernel.server(), {"state"}, out);
+              }));
+    ASSERT_TRUE(result);
+    EXPECT_EQ(kAllSections, sectionsOf(out));
+    EXPECT_EQ(testfiles::readSourceFile("tests/fixtures/expected/threadx_state.txt"),
+              KernelInfoNode::toString(out, FORMAT_TABULAR));
+    EXPECT_EQ(testfiles::readSourceFile("tests/fixtures/expected/threadx_state_tree.txt"),
+              KernelInfoNode::toString(out, FORMAT_TREE));
+    EXPECT_EQ(testfiles::readSourceFile("tests/fixtures/expected/threadx_state.json"),
+              KernelInfoNode::toString(out, FORMAT_JSON));
+    // Kernel state 1; threads 2 + 11 each; semaphores 14, mutexes 18, timers 7, queues 17, event flags 9,
+    // block pools 13, byte pools 12.
+    EXPECT_EQ(1u + 2u + 11u * 13u + 14u + 18u + 7u + 17u + 9u + 13u + 12u, kernel.reads());
+}
+
+TEST(ThreadxStateIntegration, FurtherWordsChangeNothing) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    KernelInfoNode plain;
+    KernelInfoNode more;
+    ASSERT_TRUE(kernel.driver().runCommand(kernel.server(), {"state"}, plain));
+    ASSERT_TRUE(kernel.driver().runCommand(kernel.server(), {"state", "-t", "everything", "STATE"}, more));
+    EXPECT_EQ(KernelInfoNode::toString(plain, FORMAT_JSON), KernelInfoNode::toString(more, FORMAT_JSON));
+}
+
+TEST(ThreadxStateIntegration, OnlyTheExactWordIsACommand) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    kernel.resetReads();
+    const std::vector<std::vector<std::string>> wrong = {
+        {}, {"STATE"}, {"State"}, {"stat"}, {"states"}, {"state "}, {""}, {"threads", "state"}};
+    for (const std::vector<std::string>& words : wrong) {
+        KernelInfoNode out;
+        EXPECT_FALSE(kernel.driver().runCommand(kernel.server(), words, out)) << words.size();
+        EXPECT_TRUE(out.getChildNodes().empty());
+    }
+    EXPECT_EQ(0u, kernel.reads());
+}
+
+TEST(ThreadxStateIntegration, BeforeTheKernelStartsThreadsAreListedAllTheSame) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    kernel.writeWord(kernel.address("_tx_thread_system_state"), 0xf0f0f0f0);
+    KernelInfoNode out;
+    ASSERT_TRUE(kernel.driver().runCommand(kernel.server(), {"state"}, out));
+    EXPECT_EQ(kAllSections, sectionsOf(out));
+    EXPECT_EQ("Not started", sectionValue(out, "Kernel state"));
+    EXPECT_EQ(13u, section(out, "Thread List")->getChildNodes().size());
+}
+
+TEST(ThreadxStateIntegration, FailedKernelCheckIsNoKernelFound) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    kernel.failReads(kernel.address("_tx_thread_system_state"), 4);
+    KernelInfoNode out;
+    ASSERT_TRUE(kernel.driver().runCommand(kernel.server(), {"state"}, out));
+    EXPECT_EQ(kAllSections, sectionsOf(out));
+    EXPECT_EQ("No kernel found", sectionValue(out, "Kernel state"));
+}
+
+TEST(ThreadxStateIntegration, FailedThreadWalkDropsBothThreadSections) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    kernel.failReads(
+        kernel.memberAddress(kernel.address("thread_logger"), "TX_THREAD_STRUCT", "tx_thread_stack_ptr"), 4);
+    KernelInfoNode out;
+    ASSERT_TRUE(kernel.driver().runCommand(kernel.server(), {"state"}, out));
+    EXPECT_EQ((std::vector<std::string>{"Driver", "Kernel state", "Semaphores", "Mutexes", "Timers",
+                                        "Message Queues", "Event Flags", "Memory Block Pools",
+                                        "Memory Byte Pools"}),
+              sectionsOf(out));
+}
+
+TEST(ThreadxStateIntegration, KernelAtItsEdges) {
+    // Not started, one thread in an unknown state, no objects but ten event flags groups, no byte pools.
+    ThreadxTestKernel kernel("threadx_edges.elf");
+    ASSERT_TRUE(kernel.ok());
+    KernelInfoNode out;
+    ASSERT_TRUE(kernel.driver().runCommand(kernel.server(), {"state"}, out));
+    char lonely[200];
+    std::uint32_t thread = kernel.address("lonely");
+    std::uint32_t stack = kernel.address("stack_lonely");
+    // Every field is filled to its column's width + 5, the empty State too.
+    snprintf(
+        lonely, sizeof(lonely),
+        "0x%08x     0          lonely     0x%08x     7            %10s0             0x%08x      0x%08x     "
+        "128B/256B (50.0%%)     \n",
+        thread, stack + 48 * 4, "", stack, stack + 255);
+    std::string flags;
+    for (int i = 0; i < 10; ++i) {
+        char row[80];
+        snprintf(row, sizeof(row), "flags %d     0x%08x     %14s\n", i, i, "");
+        flags += row;
+    }
+    EXPECT_EQ(std::string(
+                  "Driver : ThreadX\n\n"
+                  "Kernel state : Not started\n\n"
+                  "Stack usage\n"
+                  "lonely               : 128B/256B (50.0%)\n\n"
+                  "Thread List\n"
+                  "Thread Id      Active     Name       Stack Ptr      Priority     State     Run count     "
+                  "Stack start     Stack end      Stack usage           \n") +
+                  lonely +
+                  "\n"
+                  // An empty section has no rows: it prints as a value.
+                  "Semaphores : \n\n"
+                  "Mutexes : \n\n"
+                  "Timers : \n\n"
+                  "Message Queues : \n\n"
+                  "Event Flags\n"
+                  "Name        Flags          Suspended     \n" +
+                  flags +
+                  "\n"
+                  "Memory Block Pools : \n\n",
+              KernelInfoNode::toString(out, FORMAT_TABULAR));
+}
+
+TEST(ThreadxStateIntegration, NoThreadCreated) {
+    ThreadxTestKernel kernel("threadx_edges.elf");
+    ASSERT_TRUE(kernel.ok());
+    kernel.writeWord(kernel.address("_tx_thread_created_ptr"), 0);
+    KernelInfoNode out;
+    ASSERT_TRUE(kernel.driver().runCommand(kernel.server(), {"state"}, out));
+    EXPECT_EQ((std::vector<std::string>{"Driver", "Kernel state", "Thread List", "Semaphores", "Mutexes",
+                                        "Timers", "Message Queues", "Event Flags", "Memory Block Pools"}),
+              sectionsOf(out));
+    EXPECT_TRUE(section(out, "Thread List")->getChildNodes().empty());
+    EXPECT_TRUE(section(out, "Semaphores")->getChildNodes().empty());
+}
+
+TEST(ThreadxStateIntegration, FailedObjectWalkLeavesOnlyItsSectionOut) {
+    ThreadxTestKernel kernel("threadx_edges.elf");
+    ASSERT_TRUE(kernel.ok());
+    // The tenth group's next link: nine good groups, then the walk fails.
+    StructInfo group;
+    ASSERT_TRUE(SymbolTable::getInstance().lookupStruct("TX_EVENT_FLAGS_GROUP_STRUCT", group));
+    kernel.failReads(kernel.memberAddress(kernel.address("flag_ring") + 9 * group.getSize(),
+                                          "TX_EVENT_FLAGS_GROUP_STRUCT", "tx_event_flags_group_created_next"),
+                     4);
+    KernelInfoNode out;
+    ASSERT_TRUE(kernel.driver().runCommand(kernel.server(), {"state"}, out));
+    EXPECT_EQ((std::vector<std::string>{"Driver", "Kernel state", "Stack usage", "Thread List", "Semaphores",
+                                        "Mutexes", "Timers", "Message Queues", "Memory Block Pools"}),
+              sectionsOf(out));
+}

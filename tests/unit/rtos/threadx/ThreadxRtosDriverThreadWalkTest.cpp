@@ -1,0 +1,503 @@
+#include "rtos/threadx/ThreadxRtosDriver.h"
+
+#include "TestPaths.h"
+#include "ThreadxReadBudget.h"
+#include "ThreadxTestKernel.h"
+#include "ThreadxTestLog.h"
+#include "rtos/KernelInfoNode.h"
+#include "target/ThreadList.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+namespace {
+
+struct SnapshotThread {
+    const char* symbol;
+    const char* stack;
+    unsigned int stackWords;
+    const char* name;
+};
+
+// The created list of threadx_state.elf, in list order.
+const SnapshotThread kSnapshot[] = {
+    {"thread_main", "stack_main", 256, "main"},
+    {"thread_sensor", "stack_sensor", 128, "sensor poll"},
+    {"thread_uart_rx", "stack_uart_rx", 128, "uart rx"},
+    {"thread_uart_tx", "stack_uart_tx", 128, "uart tx"},
+    {"thread_logger", "stack_logger", 256, "logger"},
+    {"thread_storage", "stack_storage", 256, "storage"},
+    {"thread_net", "stack_net", 128, "net events"},
+    {"thread_housekeeping", "stack_housekeeping", 128, "housekeeping and wa"},
+    {"thread_buffers", "stack_buffers", 128, "buffer alloc"},
+    {"thread_heap", "stack_heap", 128, "heap user"},
+    {"thread_one_shot", "stack_one_shot", 128, "one shot"},
+    {"thread_stopped", "stack_stopped", 128, "stopped"},
+    {"thread_paused", "stack_paused", 128, "paused"},
+};
+constexpr unsigned int kSnapshotThreads = 13;
+
+std::string hex8(std::uint32_t value) {
+    char text[16];
+    snprintf(text, sizeof(text), "0x%08x", value);
+    return text;
+}
+
+// Each saved frame lies on top of its stack.
+std::uint32_t framePointer(ThreadxTestKernel& kernel, const SnapshotThread& thread) {
+    return kernel.address(thread.stack) + (thread.stackWords - 17) * 4;
+}
+
+std::vector<std::string> labelsOf(const KernelInfoNode& node) {
+    std::vector<std::string> labels;
+    for (const KernelInfoNode& child : node.getChildNodes()) {
+        labels.push_back(child.getLabel());
+    }
+    return labels;
+}
+
+std::string valueOf(const KernelInfoNode& node, unsigned int id) {
+    KernelInfoNode child;
+    EXPECT_TRUE(node.getChildNode(id, child)) << "no child " << id;
+    return child.getValue();
+}
+
+std::vector<std::string> namesOf(const KernelInfoNode& threads) {
+    std::vector<std::string> names;
+    for (const KernelInfoNode& thread : threads.getChildNodes()) {
+        names.push_back(valueOf(thread, 0));
+    }
+    return names;
+}
+
+std::uint32_t member(ThreadxTestKernel& kernel, const char* thread, const char* name) {
+    return kernel.memberAddress(kernel.address(thread), "TX_THREAD_STRUCT", name);
+}
+
+} // namespace
+
+TEST(ThreadxThreadWalkIntegration, SnapshotAsGdbThreadsInFourReadsEach) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    ThreadList threads;
+    kernel.resetReads();
+    ASSERT_TRUE(kernel.driver().getThreads(kernel.server(), threads));
+    // The active thread id and the list head, then name pointer, name, stack pointer and next per thread.
+    EXPECT_EQ(2u + 4u * kSnapshotThreads, kernel.reads());
+
+    ASSERT_EQ(kSnapshotThreads, threads.getNumberOfThreads());
+    for (const SnapshotThread& expected : kSnapshot) {
+        SCOPED_TRACE(expected.symbol);
+        TargetThread thread;
+        ASSERT_TRUE(threads.getThread(kernel.address(expected.symbol), thread));
+        EXPECT_EQ(expected.name, thread.getName());
+        EXPECT_EQ(framePointer(kernel, expected), thread.getStackPtr());
+        EXPECT_EQ(expected.symbol == std::string("thread_main"), thread.getCpuActive());
+        EXPECT_EQ(nullptr, thread.getThreadData());
+    }
+}
+
+TEST(ThreadxThreadWalkIntegration, FailureAtAnyThreadGivesNoSnapshot) {
+    struct Case {
+        const char* thread;
+        const char* member;
+    };
+    for (Case entry :
+         {Case{"thread_main", "tx_thread_stack_ptr"}, Case{"thread_uart_rx", "tx_thread_stack_ptr"},
+          Case{"thread_logger", "tx_thread_created_next"}, Case{"thread_paused", "tx_thread_created_next"}}) {
+        SCOPED_TRACE(std::string(entry.thread) + "." + entry.member);
+        ThreadxTestKernel kernel("threadx_state.elf");
+        ASSERT_TRUE(kernel.ok());
+        kernel.failReads(member(kernel, entry.thread, entry.member), 4);
+        ThreadList threads;
+        TargetThread stale(0x1234, 0x5678);
+        threads.addThread(stale);
+        std::string log;
+        bool result = true;
+        log = threadxlog::capture(threadxlog::kAll,
+                                  [&] { result = kernel.driver().getThreads(kernel.server(), threads); });
+        EXPECT_FALSE(result);
+        EXPECT_EQ(0u, threads.getNumberOfThreads());
+        EXPECT_EQ("", log);
+    }
+}
+
+TEST(ThreadxThreadWalkIntegration, PlainNodesHaveFourChildrenInTheirOrder) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    KernelInfoNode root;
+    ASSERT_TRUE(kernel.driver().readThreads(kernel.server(), false, root));
+    ASSERT_EQ(kSnapshotThreads, root.getChildNodes().size());
+    const KernelInfoNode& main = root.getChildNodes()[0];
+    EXPECT_EQ("Thread", main.getLabel());
+    EXPECT_EQ("", main.getValue());
+    EXPECT_EQ(0u, main.getId());
+    ASSERT_EQ(4u, main.getChildNodes().size());
+    const unsigned int ids[] = {2, 1, 0, 3};
+    const std::string labels[] = {"Thread Id", "Active", "Name", "Stack Ptr"};
+    const std::string values[] = {hex8(kernel.address("thread_main")), "1", "main",
+                                  hex8(framePointer(kernel, kSnapshot[0]))};
+    for (unsigned int i = 0; i < 4; ++i) {
+        EXPECT_EQ(ids[i], main.getChildNodes()[i].getId());
+        EXPECT_EQ(labels[i], main.getChildNodes()[i].getLabel());
+        EXPECT_EQ(values[i], main.getChildNodes()[i].getValue());
+    }
+    for (unsigned int i = 1; i < kSnapshotThreads; ++i) {
+        EXPECT_EQ("0", valueOf(root.getChildNodes()[i], 1)) << kSnapshot[i].symbol;
+    }
+}
+
+TEST(ThreadxThreadWalkIntegration, WithNoRunningThreadNoneIsActive) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    kernel.writeWord(kernel.address("_tx_thread_current_ptr"), 0);
+    KernelInfoNode root;
+    ASSERT_TRUE(kernel.driver().readThreads(kernel.server(), false, root));
+    ASSERT_EQ(kSnapshotThreads, root.getChildNodes().size());
+    for (const KernelInfoNode& thread : root.getChildNodes()) {
+        EXPECT_EQ("0", valueOf(thread, 1)) << valueOf(thread, 0);
+    }
+    ThreadList threads;
+    ASSERT_TRUE(kernel.driver().getThreads(kernel.server(), threads));
+    TargetThread active;
+    EXPECT_FALSE(threads.getActiveThread(active));
+}
+
+TEST(ThreadxThreadWalkIntegration, DetailAddsSixReadsAndTheStack) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    KernelInfoNode root;
+    kernel.resetReads();
+    ASSERT_TRUE(kernel.driver().readThreads(kernel.server(), true, root));
+    EXPECT_EQ(2u + 11u * kSnapshotThreads, kernel.reads());
+    const KernelInfoNode& storage = root.getChildNodes()[5];
+    EXPECT_EQ((std::vector<std::string>{"Thread Id", "Active", "Name", "Stack Ptr", "Priority", "State",
+                                        "Run count", "Stack start", "Stack end", "Stack usage"}),
+              labelsOf(storage));
+    std::uint32_t stack = kernel.address("stack_storage");
+    EXPECT_EQ("8", valueOf(storage, 4));
+    EXPECT_EQ("SUSPENDED (MUTEX)", valueOf(storage, 5));
+    EXPECT_EQ("31", valueOf(storage, 6));
+    EXPECT_EQ(hex8(stack), valueOf(storage, 7));
+    EXPECT_EQ(hex8(stack + 1023), valueOf(storage, 8));
+    EXPECT_EQ("862B/1024B (84.2%)", valueOf(storage, 9));
+    EXPECT_EQ("Overflow!", valueOf(root.getChildNodes()[9], 9));
+}
+
+TEST(ThreadxThreadWalkIntegration, StateTextsByValue) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    std::uint32_t state = member(kernel, "thread_sensor", "tx_thread_state");
+    const char* const texts[] = {"READY",
+                                 "COMPLETED",
+                                 "TERMINATED",
+                                 "SUSPENDED",
+                                 "SLEEP",
+                                 "SUSPENDED (QUEUE)",
+                                 "SUSPENDED (SEMAPHORE)",
+                                 "SUSPENDED (EVENT FLAG)",
+                                 "SUSPENDED (BLOCK MEMORY)",
+                                 "SUSPENDED (BYTE MEMORY)",
+                                 "SUSPENDED (IO DRIVER)",
+                                 "SUSPENDED (TX FILE)",
+                                 "SUSPENDED (TCP/IP)",
+                                 "SUSPENDED (MUTEX)",
+                                 "",
+                                 ""};
+    for (std::uint32_t value = 0; value < 16; ++value) {
+        kernel.writeWord(state, value == 15 ? 0xffffffff : value);
+        KernelInfoNode root;
+        ASSERT_TRUE(kernel.driver().readThreads(kernel.server(), true, root));
+        EXPECT_EQ(texts[value], valueOf(root.getChildNodes()[1], 5)) << value;
+    }
+}
+
+TEST(ThreadxThreadWalkIntegration, NoThreadCreated) {
+    ThreadxTestKernel kernel("threadx_edges.elf");
+    ASSERT_TRUE(kernel.ok());
+    kernel.writeWord(kernel.address("_tx_thread_created_ptr"), 0);
+    KernelInfoNode root;
+    kernel.resetReads();
+    EXPECT_TRUE(kernel.driver().readThreads(kernel.server(), true, root));
+    EXPECT_TRUE(root.getChildNodes().empty());
+    EXPECT_EQ(2u, kernel.reads());
+}
+
+TEST(ThreadxThreadWalkIntegration, ThreadLinkedToItselfIsTheWholeList) {
+    ThreadxTestKernel kernel("threadx_edges.elf");
+    ASSERT_TRUE(kernel.ok());
+    KernelInfoNode root;
+    kernel.resetReads();
+    ASSERT_TRUE(kernel.driver().readThreads(kernel.server(), false, root));
+    ASSERT_EQ(1u, root.getChildNodes().size());
+    EXPECT_EQ("lonely", valueOf(root.getChildNodes()[0], 0));
+    // Nothing runs before the scheduler starts.
+    EXPECT_EQ("0", valueOf(root.getChildNodes()[0], 1));
+    EXPECT_EQ(2u + 4u, kernel.reads());
+}
+
+TEST(ThreadxThreadWalkIntegration, UnknownStateWordGivesAnEmptyState) {
+    ThreadxTestKernel kernel("threadx_edges.elf");
+    ASSERT_TRUE(kernel.ok());
+    KernelInfoNode root;
+    ASSERT_TRUE(kernel.driver().readThreads(kernel.server(), true, root));
+    ASSERT_EQ(1u, root.getChildNodes().size());
+    const KernelInfoNode& lonely = root.getChildNodes()[0];
+    EXPECT_EQ("7", valueOf(lonely, 4));
+    EXPECT_EQ("", valueOf(lonely, 5));
+    EXPECT_EQ(10u, lonely.getChildNodes().size());
+    EXPECT_EQ("128B/256B (50.0%)", valueOf(lonely, 9));
+}
+
+TEST(ThreadxThreadWalkIntegration, UnreadableStackPointerEndsTheWalkWithTheThread) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    kernel.failReads(member(kernel, "thread_uart_rx", "tx_thread_stack_ptr"), 4);
+    KernelInfoNode root;
+    kernel.resetReads();
+    EXPECT_FALSE(kernel.driver().readThreads(kernel.server(), false, root));
+    EXPECT_EQ((std::vector<std::string>{"main", "sensor poll", "uart rx"}), namesOf(root));
+    EXPECT_EQ("", valueOf(root.getChildNodes()[2], 3));
+    EXPECT_EQ(2u + 4u * 3u, kernel.reads());
+
+    // With detail the rest of the thread is read all the same.
+    KernelInfoNode detailed;
+    EXPECT_FALSE(kernel.driver().readThreads(kernel.server(), true, detailed));
+    ASSERT_EQ(3u, detailed.getChildNodes().size());
+    EXPECT_EQ(10u, detailed.getChildNodes()[2].getChildNodes().size());
+    EXPECT_EQ("SUSPENDED (QUEUE)", valueOf(detailed.getChildNodes()[2], 5));
+}
+
+TEST(ThreadxThreadWalkIntegration, UnreadableNextPointerDropsTheThread) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    kernel.failReads(member(kernel, "thread_uart_rx", "tx_thread_created_next"), 4);
+    KernelInfoNode root;
+    EXPECT_FALSE(kernel.driver().readThreads(kernel.server(), false, root));
+    EXPECT_EQ((std::vector<std::string>{"main", "sensor poll"}), namesOf(root));
+}
+
+TEST(ThreadxThreadWalkIntegration, UnreadableNameOnlyEmptiesTheName) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    kernel.failReads(member(kernel, "thread_sensor", "tx_thread_name"), 4);
+    // A name pointer that leads nowhere.
+    kernel.writeWord(member(kernel, "thread_logger", "tx_thread_name"), 0x30000000);
+    KernelInfoNode root;
+    kernel.resetReads();
+    ASSERT_TRUE(kernel.driver().readThreads(kernel.server(), false, root));
+    ASSERT_EQ(kSnapshotThreads, root.getChildNodes().size());
+    EXPECT_EQ("", valueOf(root.getChildNodes()[1], 0));
+    EXPECT_EQ("", valueOf(root.getChildNodes()[4], 0));
+    EXPECT_EQ("uart rx", valueOf(root.getChildNodes()[2], 0));
+    // A name pointer that cannot be read saves the read of the name.
+    EXPECT_EQ(2u + 4u * kSnapshotThreads - 1u, kernel.reads());
+}
+
+TEST(ThreadxThreadWalkIntegration, UnreadableDetailStaysEmpty) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    kernel.failReads(member(kernel, "thread_sensor", "tx_thread_priority"), 4);
+    kernel.failReads(member(kernel, "thread_sensor", "tx_thread_stack_size"), 4);
+    kernel.failReads(member(kernel, "thread_logger", "tx_thread_stack_start"), 4);
+    kernel.failReads(kernel.address("stack_uart_tx") + 500, 1);
+    KernelInfoNode root;
+    ASSERT_TRUE(kernel.driver().readThreads(kernel.server(), true, root));
+    const KernelInfoNode& sensor = root.getChildNodes()[1];
+    EXPECT_EQ("", valueOf(sensor, 4));
+    EXPECT_EQ("SLEEP", valueOf(sensor, 5));
+    EXPECT_EQ("", valueOf(sensor, 9));
+    const KernelInfoNode& logger = root.getChildNodes()[4];
+    EXPECT_EQ("", valueOf(logger, 7));
+    EXPECT_EQ("", valueOf(logger, 9));
+    // The stack itself cannot be read.
+    EXPECT_EQ("", valueOf(root.getChildNodes()[3], 9));
+    EXPECT_EQ(10u, sensor.getChildNodes().size());
+}
+
+TEST(ThreadxThreadWalkIntegration, WalkNeedsTheActiveIdTheHeadAndTheLayout) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    KernelInfoNode root;
+    kernel.failReads(kernel.address("_tx_thread_current_ptr"), 4);
+    kernel.resetReads();
+    EXPECT_FALSE(kernel.driver().readThreads(kernel.server(), false, root));
+    EXPECT_EQ(1u, kernel.reads());
+
+    ThreadxTestKernel headless("threadx_state.elf");
+    ASSERT_TRUE(headless.ok());
+    headless.failReads(headless.address("_tx_thread_created_ptr"), 4);
+    EXPECT_FALSE(headless.driver().readThreads(headless.server(), false, root));
+
+    ThreadxTestKernel layoutless("threadx_state.elf");
+    ASSERT_TRUE(layoutless.ok());
+    layoutless.kernel().resolveStructures({"TX_QUEUE_STRUCT"});
+    layoutless.resetReads();
+    EXPECT_FALSE(layoutless.driver().readThreads(layoutless.server(), false, root));
+    EXPECT_EQ(2u, layoutless.reads());
+    EXPECT_TRUE(root.getChildNodes().empty());
+}
+
+TEST(ThreadxThreadWalkIntegration, ListThatNeverReturnsToItsHeadRunsUntilAReadFails) {
+    // a -> b -> c -> b: the walk passes b and c again and again; with no count to stop it, only the target
+    // can, here by answering no more than 40 reads.
+    ThreadxReadBudget budget(testpaths::fixturesDir() + "/threadx_edges.elf", 40);
+    ThreadxTestKernel kernel("threadx_edges.elf");
+    ASSERT_TRUE(kernel.ok());
+    ASSERT_TRUE(budget.writeWord(kernel.address("_tx_thread_created_ptr"), kernel.address("cycle_a")));
+    kernel.kernel().target().useMemorySource(budget);
+    KernelInfoNode root;
+    kernel.resetReads();
+    EXPECT_FALSE(kernel.driver().readThreads(kernel.server(), false, root));
+    // 2 + 9 threads of 4 reads, then the name pointer and the name of the tenth; its stack pointer and
+    // next pointer are refused, so it is dropped.
+    EXPECT_EQ((std::vector<std::string>{"cycle a", "cycle b", "cycle c", "cycle b", "cycle c", "cycle b",
+                                        "cycle c", "cycle b", "cycle c"}),
+              namesOf(root));
+    EXPECT_EQ(40u, budget.served());
+    EXPECT_EQ(42u, kernel.reads());
+}
+
+TEST(ThreadxThreadWalkTest, NodeToThread) {
+    ThreadxRtosDriver driver{RtosDriverInfo()};
+    KernelInfoNode node(0, "", "Thread");
+    node.addChild(KernelInfoNode(2, "0x20002000", "Thread Id"));
+    node.addChild(KernelInfoNode(1, "1", "Active"));
+    node.addChild(KernelInfoNode(0, "main", "Name"));
+    node.addChild(KernelInfoNode(3, "0x200003bc", "Stack Ptr"));
+    TargetThread thread;
+    ASSERT_TRUE(driver.infoNodeToThread(node, thread));
+    EXPECT_EQ(0x20002000u, thread.getThreadId());
+    EXPECT_TRUE(thread.getCpuActive());
+    EXPECT_EQ(0x200003bcu, thread.getStackPtr());
+    EXPECT_EQ("main", thread.getName());
+}
+
+TEST(ThreadxThreadWalkTest, NodeToThreadWithoutNameOrWithPlainNumbers) {
+    ThreadxRtosDriver driver{RtosDriverInfo()};
+    KernelInfoNode node(0, "", "Thread");
+    node.addChild(KernelInfoNode(3, "4096", "Stack Ptr"));
+    node.addChild(KernelInfoNode(1, "0", "Active"));
+    node.addChild(KernelInfoNode(2, "0x2000aa00", "Thread Id"));
+    TargetThread thread(1, 2, true, "old");
+    ASSERT_TRUE(driver.infoNodeToThread(node, thread));
+    EXPECT_EQ(0x2000aa00u, thread.getThreadId());
+    EXPECT_FALSE(thread.getCpuActive());
+    EXPECT_EQ(4096u, thread.getStackPtr());
+    // The name becomes empty, which shows as the id.
+    EXPECT_EQ("2000aa00", thread.getName());
+}
+
+TEST(ThreadxThreadWalkTest, NodeToThreadNeedsIdActiveAndStackPointer) {
+    ThreadxRtosDriver driver{RtosDriverInfo()};
+    const KernelInfoNode parts[] = {KernelInfoNode(2, "0x20002000", "Thread Id"),
+                                    KernelInfoNode(1, "1", "Active"),
+                                    KernelInfoNode(3, "0x200003bc", "Stack Ptr")};
+    for (unsigned int missing = 0; missing < 3; ++missing) {
+        KernelInfoNode node;
+        for (unsigned int i = 0; i < 3; ++i) {
+            if (i != missing) {
+                node.addChild(parts[i]);
+            }
+        }
+        TargetThread thread(7, 8);
+        EXPECT_FALSE(driver.infoNodeToThread(node, thread)) << missing;
+        EXPECT_EQ(7u, thread.getThreadId());
+    }
+    // An empty stack pointer, as a failed read leaves it, cannot be converted.
+    KernelInfoNode node;
+    node.addChild(parts[0]);
+    node.addChild(parts[1]);
+    node.addChild(KernelInfoNode(3, "", "Stack Ptr"));
+    TargetThread thread(7, 8);
+    EXPECT_FALSE(driver.infoNodeToThread(node, thread));
+    EXPECT_EQ(7u, thread.getThreadId());
+}
+
+TEST(ThreadxThreadWalkTest, StackUsageTable) {
+    ThreadxRtosDriver driver{RtosDriverInfo()};
+    KernelInfoNode threads;
+    KernelInfoNode full(0, "", "Thread");
+    full.addChild(KernelInfoNode(0, "main", "Name"));
+    full.addChild(KernelInfoNode(9, "924B/1024B (90.2%)", "Stack usage"));
+    KernelInfoNode plain(0, "", "Thread");
+    plain.addChild(KernelInfoNode(0, "idle", "Name"));
+    KernelInfoNode anonymous(0, "", "Thread");
+    anonymous.addChild(KernelInfoNode(9, "", "Stack usage"));
+    threads.addChild(full);
+    threads.addChild(plain);
+    threads.addChild(anonymous);
+    KernelInfoNode out;
+    ASSERT_TRUE(driver.collectStackUsage(threads, out));
+    EXPECT_EQ(":\n"
+              " main:924B/1024B (90.2%)\n"
+              " idle:N/A\n"
+              " N/A:\n",
+              KernelInfoNode::toString(out, FORMAT_TREE));
+    EXPECT_EQ(0u, out.getChildNodes()[1].getId());
+}
+
+TEST(ThreadxThreadWalkIntegration, SuspensionListNames) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    std::vector<std::string> names = {"kept"};
+    kernel.resetReads();
+    ASSERT_TRUE(
+        kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("thread_uart_rx"), names));
+    EXPECT_EQ((std::vector<std::string>{"kept", "uart rx", "uart tx", "logger"}), names);
+    EXPECT_EQ(9u, kernel.reads());
+
+    names.clear();
+    ASSERT_TRUE(
+        kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("thread_storage"), names));
+    EXPECT_EQ((std::vector<std::string>{"storage"}), names);
+
+    names.clear();
+    kernel.resetReads();
+    ASSERT_TRUE(kernel.driver().resolveSuspensionList(kernel.server(), 0, names));
+    EXPECT_TRUE(names.empty());
+    EXPECT_EQ(0u, kernel.reads());
+}
+
+TEST(ThreadxThreadWalkIntegration, SuspensionListEndingInANullLink) {
+    ThreadxTestKernel kernel("threadx_edges.elf");
+    ASSERT_TRUE(kernel.ok());
+    std::vector<std::string> names;
+    ASSERT_TRUE(
+        kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("first_in_line"), names));
+    EXPECT_EQ((std::vector<std::string>{"first in line", "second in line"}), names);
+}
+
+TEST(ThreadxThreadWalkIntegration, SuspensionListThatCirclesWithoutItsFirstIsBroken) {
+    ThreadxTestKernel kernel("threadx_edges.elf");
+    ASSERT_TRUE(kernel.ok());
+    std::vector<std::string> names;
+    kernel.resetReads();
+    EXPECT_FALSE(kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("waiter_x"), names));
+    // x -> y -> z -> y: it stops when it comes back to y.
+    EXPECT_EQ((std::vector<std::string>{"waiter x", "waiter y", "waiter z"}), names);
+    EXPECT_EQ(9u, kernel.reads());
+}
+
+TEST(ThreadxThreadWalkIntegration, SuspensionListSkipsUnreadableNamesAndStopsAtUnreadableLinks) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    kernel.failReads(member(kernel, "thread_uart_tx", "tx_thread_name"), 4);
+    std::vector<std::string> names;
+    ASSERT_TRUE(
+        kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("thread_uart_rx"), names));
+    EXPECT_EQ((std::vector<std::string>{"uart rx", "logger"}), names);
+
+    kernel.failReads(member(kernel, "thread_logger", "tx_thread_suspended_next"), 4);
+    names.clear();
+    EXPECT_FALSE(
+        kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("thread_uart_rx"), names));
+    EXPECT_EQ((std::vector<std::string>{"uart rx", "logger"}), names);
+
+    kernel.kernel().resolveStructures({"TX_QUEUE_STRUCT"});
+    names.clear();
+    EXPECT_FALSE(
+        kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("thread_uart_rx"), names));
+    EXPECT_TRUE(names.empty());
+}
