@@ -4,6 +4,7 @@
 #include "app/OsUtil.h"
 #include "app/StringUtil.h"
 #include "debuginfo/SymbolTable.h"
+#include "rtos/freertos/FreeRtosRtosDriver.h"
 
 #include <fstream>
 
@@ -73,7 +74,7 @@ IRtosDriver* RtosDriverFactory::create(const RtosDriverInfo& row) {
     // The one place where kernel drivers are built in: FreeRtosRtosDriver for kFreeRtosId and
     // ThreadxRtosDriver for kThreadxId, each made with the row. Neither is part of the build yet.
     if (row.getId() == kFreeRtosId) {
-        return nullptr;
+        return new FreeRtosRtosDriver(row);
     }
     if (row.getId() == kThreadxId) {
         return nullptr;
