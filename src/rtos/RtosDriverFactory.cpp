@@ -5,6 +5,7 @@
 #include "app/StringUtil.h"
 #include "debuginfo/SymbolTable.h"
 #include "rtos/threadx/ThreadxRtosDriver.h"
+#include "rtos/freertos/FreeRtosRtosDriver.h"
 
 #include <fstream>
 
@@ -71,10 +72,9 @@ IRtosDriver* RtosDriverFactory::create(const std::string& driverId) {
 }
 
 IRtosDriver* RtosDriverFactory::create(const RtosDriverInfo& row) {
-    // The one place where kernel drivers are built in: FreeRtosRtosDriver for kFreeRtosId and
-    // ThreadxRtosDriver for kThreadxId, each made with the row. Neither is part of the build yet.
+    // The one place where kernel drivers are built in.
     if (row.getId() == kFreeRtosId) {
-        return nullptr;
+        return new FreeRtosRtosDriver(row);
     }
     if (row.getId() == kThreadxId) {
         return new ThreadxRtosDriver(row);

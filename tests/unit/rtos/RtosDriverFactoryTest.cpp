@@ -3,6 +3,7 @@
 #include "app/Logger.h"
 #include "app/Properties.h"
 #include "debuginfo/SymbolTable.h"
+#include "rtos/freertos/FreeRtosRtosDriver.h"
 #include "rtos/threadx/ThreadxRtosDriver.h"
 #include "TestPaths.h"
 
@@ -284,4 +285,35 @@ TEST_F(RtosDriverFactoryDetectionIntegration, ThreadxRowDoesNotMatchAProgramWith
     read("ThreadX, threadx, , TX_THREAD_STRUCT\n", result);
     ASSERT_TRUE(result);
     EXPECT_EQ(nullptr, factory.create());
+}
+
+TEST_F(RtosDriverFactoryTest, FreeRtosRowMakesTheFreeRtosDriver) {
+    bool result = false;
+    read("FreeRTOS, freertos, , tskTaskControlBlock\n", result);
+    ASSERT_TRUE(result);
+    std::unique_ptr<IRtosDriver> driver(factory.create(std::string("freertos")));
+    ASSERT_NE(nullptr, dynamic_cast<FreeRtosRtosDriver*>(driver.get()));
+    EXPECT_EQ("FreeRTOS", driver->getDriverInfo().getName());
+    EXPECT_EQ("tskTaskControlBlock", driver->getDriverInfo().getMatchSymbol());
+}
+
+TEST_F(RtosDriverFactoryDetectionIntegration, FreeRtosProgramIsDetected) {
+    useProgram("freertos_snapshot.elf");
+    bool result = false;
+    read("ThreadX, threadx, , TX_THREAD_STRUCT\nFreeRTOS, freertos, , tskTaskControlBlock\n", result);
+    ASSERT_TRUE(result);
+    std::unique_ptr<IRtosDriver> driver(factory.create());
+    ASSERT_NE(nullptr, dynamic_cast<FreeRtosRtosDriver*>(driver.get()));
+    EXPECT_EQ("freertos", driver->getDriverInfo().getId());
+    EXPECT_TRUE(hasStruct("tskTaskControlBlock"));
+    EXPECT_FALSE(hasStruct("xLIST"));
+}
+
+TEST_F(RtosDriverFactoryDetectionIntegration, FreeRtosShapesOfAnOlderKernelAreDetected) {
+    useProgram("freertos_snapshot_legacy.elf");
+    bool result = false;
+    read("FreeRTOS, freertos, , tskTaskControlBlock\nThreadX, threadx, , TX_THREAD_STRUCT\n", result);
+    ASSERT_TRUE(result);
+    std::unique_ptr<IRtosDriver> driver(factory.create());
+    EXPECT_NE(nullptr, dynamic_cast<FreeRtosRtosDriver*>(driver.get()));
 }

@@ -1,0 +1,50 @@
+#include "rtos/freertos/FreeRtosKernelObject.h"
+
+#include "app/StringUtil.h"
+#include "debuginfo/SymbolTable.h"
+#include "rsp/RspClient.h"
+
+bool FreeRtosKernelObject::bind(const std::string& structure, unsigned int address) {
+    return SymbolTable::resolveDataStructure(structure, address, layout);
+}
+
+bool FreeRtosKernelObject::memberAddress(const std::string& member, unsigned int& address) {
+    MemberInfo info;
+    if (!layout.lookup(member, info)) {
+        return false;
+    }
+    address = info.getAddress();
+    return true;
+}
+
+bool FreeRtosKernelObject::read(const std::string& member, unsigned int length, MemberInfo& info) {
+    return layout.lookup(member, info) && server.readMemory(info.getAddress(), length, info.getData());
+}
+
+bool FreeRtosKernelObject::readWord(const std::string& member, unsigned int& value) {
+    MemberInfo info;
+    if (!read(member, 4, info)) {
+        return false;
+    }
+    value = info.getDataUINT32();
+    return true;
+}
+
+bool FreeRtosKernelObject::readByte(const std::string& member, unsigned char& value) {
+    MemberInfo info;
+    if (!read(member, 1, info)) {
+        return false;
+    }
+    value = info.getDataUINT8();
+    return true;
+}
+
+std::string FreeRtosKernelObject::decimal(const std::string& member, const std::string& fallback) {
+    unsigned int value = 0;
+    return readWord(member, value) ? std::to_string(value) : fallback;
+}
+
+std::string FreeRtosKernelObject::hex(const std::string& member, const std::string& fallback) {
+    unsigned int value = 0;
+    return readWord(member, value) ? StringUtil::to_string(value, 16, 8) : fallback;
+}

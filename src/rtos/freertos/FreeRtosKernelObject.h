@@ -1,0 +1,37 @@
+#ifndef TARNWICK_RTOS_FREERTOS_FREERTOSKERNELOBJECT_H
+#define TARNWICK_RTOS_FREERTOS_FREERTOSKERNELOBJECT_H
+
+#include "debuginfo/StructInfo.h"
+
+#include <string>
+
+class RspClient;
+
+// One kernel object in target memory, seen through the layout of its structure: members are read by
+// name, each with one read, so that a member that this kernel build lacks is an ordinary failure.
+class FreeRtosKernelObject {
+public:
+    explicit FreeRtosKernelObject(RspClient& newServer) : server(newServer) {}
+    virtual ~FreeRtosKernelObject() = default;
+
+    // Binds the layout of structure to the object at address; false if the layout is unknown.
+    bool bind(const std::string& structure, unsigned int address);
+    // The target address of the member; false if the layout lacks it.
+    bool memberAddress(const std::string& member, unsigned int& address);
+    // Reads the 4-byte member; false, value untouched, if the layout lacks it or the read fails.
+    bool readWord(const std::string& member, unsigned int& value);
+    // Reads the 1-byte member, in the same way.
+    bool readByte(const std::string& member, unsigned char& value);
+    // The member in decimal, or fallback.
+    std::string decimal(const std::string& member, const std::string& fallback);
+    // The member as "0x" and eight hexadecimal digits, or fallback.
+    std::string hex(const std::string& member, const std::string& fallback);
+
+private:
+    bool read(const std::string& member, unsigned int length, MemberInfo& info);
+
+    RspClient& server;
+    StructInfo layout;
+};
+
+#endif

@@ -1,0 +1,13 @@
+#include "rtos/freertos/FreeRtosPortARMCM3.h"
+
+#include "app/Logger.h"
+#include "rtos/freertos/FreeRtosFrameLayouts.h"
+#include "rtos/freertos/FreeRtosFrameReader.h"
+#include "target/TargetThread.h"
+
+bool FreeRtosPortARMCM3::getRegisters(RspClient& server, TargetThread& thread, RegisterList& registers) {
+    unsigned int savedStackPointer = thread.getStackPtr();
+    Logger::getInstance().log(Logger::LOG_DEBUG, "getRegisters", "Saved SP: 0x%x\n", savedStackPointer);
+    const FrameLayout& layout = mpu ? FRAMELAYOUT_CM3_MPU : FRAMELAYOUT_CM3;
+    return FreeRtosFrameReader::readFrame(server, savedStackPointer, layout, true, registers);
+}

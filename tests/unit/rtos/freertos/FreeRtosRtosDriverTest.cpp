@@ -1,0 +1,321 @@
+#include "rtos/freertos/FreeRtosRtosDriver.h"
+
+#include "FreeRtosDriverTestSupport.h"
+#include "rtos/RtosInfo.h"
+#include "rtos/freertos/FreeRtosPortARMCM4F.h"
+#include "target/RegisterList.h"
+#include "target/TargetThread.h"
+
+#include <gtest/gtest.h>
+
+#include <typeinfo>
+
+using namespace freertostest;
+
+namespace {
+
+RtosDriverInfo freeRtosRow() {
+    RtosDriverInfo row;
+    row.setName("FreeRTOS");
+    row.setId("freertos");
+    row.setMatchSymbol("tskTaskControlBlock");
+    return row;
+}
+
+// The driver alone: options, catalogue and lists of names need no target.
+class FreeRtosRtosDriverTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        Properties::getInstance().clear();
+        SymbolTable::getInstance().clear();
+        Logger::getInstance().setLogLevel(Logger::LOG_INFO | Logger::LOG_WARNING | Logger::LOG_ERROR |
+                                          Logger::LOG_DEBUG);
+    }
+    void TearDown() override { Properties::getInstance().clear(); }
+};
+
+class FreeRtosRtosDriverIntegration : public FreeRtosDriverTest {};
+
+} // namespace
+
+TEST_F(FreeRtosRtosDriverTest, KeepsItsRow) {
+    FreeRtosRtosDriver driver(freeRtosRow());
+    EXPECT_EQ("FreeRTOS", driver.getDriverInfo().getName());
+    EXPECT_EQ("tskTaskControlBlock", driver.getDriverInfo().getMatchSymbol());
+    EXPECT_EQ(nullptr, driver.getPortDriver());
+}
+
+TEST_F(FreeRtosRtosDriverTest, TaskSelectionFollowsTheOptionAtConstruction) {
+    EXPECT_EQ(FreeRtosRtosDriver::TASK_SELECTION_UNSET, FreeRtosRtosDriver(freeRtosRow()).getTaskSelection());
+    Properties::getInstance().addProperty("--opt_task_sel", "true");
+    FreeRtosRtosDriver optimised(freeRtosRow());
+    EXPECT_EQ(FreeRtosRtosDriver::TASK_SELECTION_OPTIMISED, optimised.getTaskSelection());
+    Properties::getInstance().clear();
+    Properties::getInstance().addProperty("--opt_task_sel", "false");
+    EXPECT_EQ(FreeRtosRtosDriver::TASK_SELECTION_GENERIC,
+              FreeRtosRtosDriver(freeRtosRow()).getTaskSelection());
+    // Anything but "true" is false, which is not the same as leaving the option out.
+    Properties::getInstance().clear();
+    Properties::getInstance().addProperty("--opt_task_sel", "yes");
+    EXPECT_EQ(FreeRtosRtosDriver::TASK_SELECTION_GENERIC,
+              FreeRtosRtosDriver(freeRtosRow()).getTaskSelection());
+    // Fixed once made.
+    Properties::getInstance().clear();
+    EXPECT_EQ(FreeRtosRtosDriver::TASK_SELECTION_OPTIMISED, optimised.getTaskSelection());
+}
+
+TEST_F(FreeRtosRtosDriverTest, InitWithoutVariantLeavesThePortToDetection) {
+    FreeRtosRtosDriver driver(freeRtosRow());
+    ::testing::internal::CaptureStdout();
+    EXPECT_TRUE(driver.init());
+    EXPECT_EQ("", ::testing::internal::GetCapturedStdout());
+    EXPECT_EQ(nullptr, driver.getPortDriver());
+}
+
+TEST_F(FreeRtosRtosDriverTest, InitLoadsTheVariantsPortOnce) {
+    Properties::getInstance().addProperty("--rtos_variant", "ARM_CM7");
+    FreeRtosRtosDriver driver(freeRtosRow());
+    ::testing::internal::CaptureStdout();
+    EXPECT_TRUE(driver.init());
+    EXPECT_EQ("Port driver loaded: ARM_CM7\n", ::testing::internal::GetCapturedStdout());
+    IRtosPortDriver* port = driver.getPortDriver();
+    ASSERT_NE(nullptr, port);
+    EXPECT_EQ(typeid(FreeRtosPortARMCM4F), typeid(*port));
+
+    ::testing::internal::CaptureStdout();
+    EXPECT_FALSE(driver.init());
+    EXPECT_EQ("", ::testing::internal::GetCapturedStdout());
+    EXPECT_EQ(port, driver.getPortDriver());
+}
+
+TEST_F(FreeRtosRtosDriverTest, UnknownVariantFailsInit) {
+    Properties::getInstance().addProperty("--rtos_variant", "ARM_CM4");
+    FreeRtosRtosDriver driver(freeRtosRow());
+    ::testing::internal::CaptureStdout();
+    EXPECT_FALSE(driver.init());
+    EXPECT_EQ("Unsupported port driver: ARM_CM4\n", ::testing::internal::GetCapturedStdout());
+    EXPECT_EQ(nullptr, driver.getPortDriver());
+}
+
+TEST_F(FreeRtosRtosDriverTest, LogLinesOfInitFollowTheLogLevel) {
+    Logger::getInstance().setLogLevel(7);
+    Properties::getInstance().addProperty("--rtos_variant", "ARM_CM3");
+    FreeRtosRtosDriver driver(freeRtosRow());
+    ::testing::internal::CaptureStdout();
+    EXPECT_TRUE(driver.init());
+    EXPECT_EQ("", ::testing::internal::GetCapturedStdout());
+}
+
+TEST_F(FreeRtosRtosDriverTest, AppendsItsSymbolsInOrder) {
+    FreeRtosRtosDriver driver(freeRtosRow());
+    std::vector<std::string> symbols = {"alreadyThere"};
+    driver.getSymbols(symbols);
+    EXPECT_EQ(std::vector<std::string>(
+                  {"alreadyThere", "xDelayedTaskList1", "xDelayedTaskList2", "xPendingReadyList",
+                   "xSuspendedTaskList", "pxReadyTasksLists", "uxTopReadyPriority", "uxTopUsedPriority",
+                   "xSchedulerRunning", "xQueueRegistry", "pxCurrentTCB", "pxCurrentTimerList",
+                   "ulTotalRunTime", "xQueueRegistrySize", "prvSetupFPU", "prvSetupMPU"}),
+              symbols);
+}
+
+TEST_F(FreeRtosRtosDriverTest, AppendsItsStructuresInOrder) {
+    FreeRtosRtosDriver driver(freeRtosRow());
+    std::vector<std::string> structures = {"alreadyThere"};
+    driver.getDataStructures(structures);
+    EXPECT_EQ(std::vector<std::string>({"alreadyThere", "QueueDefinition", "QUEUE_REGISTRY_ITEM",
+                                        "tskTaskControlBlock", "xLIST", "xMINI_LIST_ITEM", "xLIST_ITEM",
+                                        "tmrTimerControl", "EventGroupDef_t"}),
+              structures);
+}
+
+TEST_F(FreeRtosRtosDriverTest, CatalogueHasTheOneCommand) {
+    FreeRtosRtosDriver driver(freeRtosRow());
+    RtosInfo* info = driver.getInfo();
+    ASSERT_NE(nullptr, info);
+    EXPECT_EQ(info, FreeRtosRtosDriver(freeRtosRow()).getInfo());
+    EXPECT_EQ("freeRTOS", info->getId());
+    ASSERT_EQ(1u, info->getCommands().size());
+    EXPECT_EQ("state", info->getCommands()[0].getCommandId());
+    EXPECT_EQ("Displays RTOS state", info->getCommands()[0].getCommandDescription());
+}
+
+TEST_F(FreeRtosRtosDriverIntegration, InitWithTheTargetKeepsAGivenVariant) {
+    load("freertos_snapshot.elf", {{"--rtos_variant", "ARM_CM4F"}});
+    ASSERT_TRUE(driver->init());
+    IRtosPortDriver* port = driver->getPortDriver();
+    ::testing::internal::CaptureStdout();
+    EXPECT_TRUE(driver->init(kernel->server()));
+    EXPECT_EQ("", ::testing::internal::GetCapturedStdout());
+    EXPECT_EQ(port, driver->getPortDriver());
+    EXPECT_EQ(0u, kernel->memoryReads());
+}
+
+TEST_F(FreeRtosRtosDriverIntegration, InitWithTheTargetCannotDetectAPort) {
+    load("freertos_snapshot.elf");
+    ASSERT_TRUE(driver->init());
+    ::testing::internal::CaptureStdout();
+    EXPECT_FALSE(driver->init(kernel->server()));
+    EXPECT_EQ("Failure auto-detecting rtos variant. Option: --rtos_variant required.\n",
+              ::testing::internal::GetCapturedStdout());
+    EXPECT_EQ(nullptr, driver->getPortDriver());
+}
+
+// A port made by an earlier init goes when the variant is no longer given.
+TEST_F(FreeRtosRtosDriverIntegration, InitWithTheTargetDropsAnEarlierPort) {
+    load("freertos_snapshot.elf", {{"--rtos_variant", "ARM_CM4F"}});
+    ASSERT_TRUE(driver->init());
+    Properties::getInstance().clear();
+    ::testing::internal::CaptureStdout();
+    EXPECT_FALSE(driver->init(kernel->server()));
+    ::testing::internal::GetCapturedStdout();
+    EXPECT_EQ(nullptr, driver->getPortDriver());
+}
+
+TEST_F(FreeRtosRtosDriverIntegration, KernelRunsWhenTheFlagIsExactlyOne) {
+    load("freertos_snapshot.elf");
+    bool running = false;
+    ::testing::internal::CaptureStdout();
+    EXPECT_TRUE(driver->checkKernelRunning(kernel->server(), running));
+    EXPECT_EQ("Kernel is running: true\n", ::testing::internal::GetCapturedStdout());
+    EXPECT_TRUE(running);
+    EXPECT_EQ(1u, kernel->memoryReads());
+
+    for (unsigned int flag : {0u, 2u, 0xFFFFFFFFu}) {
+        SCOPED_TRACE(flag);
+        writeWord(address("xSchedulerRunning"), flag);
+        running = true;
+        ::testing::internal::CaptureStdout();
+        EXPECT_TRUE(driver->checkKernelRunning(kernel->server(), running));
+        EXPECT_EQ("Kernel is running: false\n", ::testing::internal::GetCapturedStdout());
+        EXPECT_FALSE(running);
+    }
+}
+
+TEST_F(FreeRtosRtosDriverIntegration, KernelStateWithoutItsSymbol) {
+    load("freertos_snapshot.elf", {}, {"xSchedulerRunning"});
+    bool running = true;
+    ::testing::internal::CaptureStdout();
+    EXPECT_FALSE(driver->checkKernelRunning(kernel->server(), running));
+    EXPECT_EQ("Symbol not found: xSchedulerRunning\n", ::testing::internal::GetCapturedStdout());
+    EXPECT_TRUE(running);
+    EXPECT_EQ(0u, kernel->memoryReads());
+}
+
+TEST_F(FreeRtosRtosDriverIntegration, KernelStateUnreadable) {
+    load("freertos_snapshot.elf");
+    fault(address("xSchedulerRunning"), 4);
+    bool running = true;
+    ::testing::internal::CaptureStdout();
+    EXPECT_FALSE(driver->checkKernelRunning(kernel->server(), running));
+    EXPECT_EQ("Failed reading: xSchedulerRunning\n", ::testing::internal::GetCapturedStdout());
+    EXPECT_TRUE(running);
+}
+
+TEST_F(FreeRtosRtosDriverIntegration, RegistersWithoutPortDriverFail) {
+    load("freertos_snapshot.elf");
+    TargetThread thread(address("xWorkerTCB"), address("xWorkerStack"));
+    RegisterList registers;
+    ::testing::internal::CaptureStdout();
+    EXPECT_FALSE(driver->getRegisters(kernel->server(), thread, registers));
+    EXPECT_EQ("FreeRtosRtosDriver::getRegisters(), 0 ms\n", ::testing::internal::GetCapturedStdout());
+    EXPECT_TRUE(registers.getRegisters().empty());
+    EXPECT_EQ(0u, kernel->memoryReads());
+}
+
+// A task's registers come from the port driver: Worker's frame is the extended one.
+TEST_F(FreeRtosRtosDriverIntegration, RegistersOfASwitchedOutTask) {
+    load("freertos_snapshot.elf", {{"--rtos_variant", "ARM_CM4F"}});
+    ASSERT_TRUE(driver->init());
+    unsigned int frame = address("xWorkerStack") + (128 - 51) * 4;
+    TargetThread thread(address("xWorkerTCB"), frame);
+    RegisterList registers;
+    ::testing::internal::CaptureStdout();
+    ASSERT_TRUE(driver->getRegisters(kernel->server(), thread, registers));
+    std::string log = ::testing::internal::GetCapturedStdout();
+    EXPECT_EQ("Frame type: Extended, OS frame: Extended\nFreeRtosRtosDriver::getRegisters(), 0 ms\n",
+              log.substr(log.find("Frame type")));
+    // Word i of task 2's frame is 0xC0DE0200 + i.
+    EXPECT_EQ(frame + 204, registers.getRegisterValue(RegisterId::REG_SP, 0u));
+    EXPECT_EQ(0xC0DE0200u, registers.getRegisterValue(RegisterId::REG_R4, 0u));
+    EXPECT_EQ(0xFFFFFFEDu, registers.getRegisterValue(RegisterId::REG_LR_PENDSV, 0u));
+    EXPECT_EQ(0xC0DE0209u, registers.getRegisterValue(RegisterId::REG_S16, 0u));
+    EXPECT_EQ(0xC0DE0219u, registers.getRegisterValue(RegisterId::REG_R0, 0u));
+    EXPECT_EQ(0xC0DE021Fu, registers.getRegisterValue(RegisterId::REG_PC, 0u));
+    EXPECT_EQ(0x01000002u, registers.getRegisterValue(RegisterId::REG_XPSR, 0u));
+    EXPECT_EQ(0xC0DE0221u, registers.getRegisterValue(RegisterId::REG_S0, 0u));
+    EXPECT_EQ(0xC0DE0231u, registers.getRegisterValue(RegisterId::REG_FPSCR, 0u));
+    EXPECT_EQ(51u, registers.getRegisters().size());
+}
+
+TEST_F(FreeRtosRtosDriverIntegration, StringOfTwentyBytesWithoutTerminatorKeepsNineteen) {
+    load("freertos_snapshot.elf");
+    unsigned int at = 0x2000F000;
+    std::vector<std::uint8_t> text(24, 'x');
+    for (unsigned int i = 0; i < 20; ++i) {
+        text[i] = static_cast<std::uint8_t>('A' + i);
+    }
+    ASSERT_TRUE(kernel->target().loadMemory(at, text));
+    std::string out;
+    ASSERT_TRUE(driver->readString(kernel->server(), at, 20, out));
+    EXPECT_EQ("ABCDEFGHIJKLMNOPQRS", out);
+    ASSERT_TRUE(driver->readString(kernel->server(), at + 15, 3, out));
+    EXPECT_EQ("PQ", out);
+    EXPECT_EQ(2u, kernel->memoryReads());
+}
+
+TEST_F(FreeRtosRtosDriverIntegration, StringEndsAtItsTerminator) {
+    load("freertos_snapshot.elf");
+    std::string out;
+    ASSERT_TRUE(driver->readString(kernel->server(), taskMember("xIdleTCB", "pcTaskName"), 20, out));
+    EXPECT_EQ("IDLE", out);
+}
+
+TEST_F(FreeRtosRtosDriverIntegration, StringThatCannotBeReadLeavesTheText) {
+    load("freertos_snapshot.elf");
+    std::string out = "before";
+    EXPECT_FALSE(driver->readString(kernel->server(), 0x70000000, 20, out));
+    EXPECT_FALSE(driver->readString(kernel->server(), address("xIdleTCB"), 0, out));
+    EXPECT_EQ("before", out);
+    EXPECT_EQ(1u, kernel->memoryReads());
+}
+
+TEST_F(FreeRtosRtosDriverIntegration, ListHeadGivesCountAndFirstItem) {
+    load("freertos_snapshot.elf");
+    unsigned int count = 0;
+    unsigned int head = 0;
+    ASSERT_TRUE(driver->getListHead(kernel->server(), address("xDelayedTaskList1"), count, head));
+    EXPECT_EQ(3u, count);
+    EXPECT_EQ(taskMember("xSleeperTCB", "xStateListItem"), head);
+    EXPECT_EQ(2u, kernel->memoryReads());
+}
+
+TEST_F(FreeRtosRtosDriverIntegration, EmptyListHeadIsFalseWithCountZero) {
+    load("freertos_snapshot.elf");
+    unsigned int count = 7;
+    unsigned int head = 0x1234;
+    EXPECT_FALSE(driver->getListHead(kernel->server(), address("pxReadyTasksLists") + 2 * 20, count, head));
+    EXPECT_EQ(0u, count);
+    EXPECT_EQ(0x1234u, head);
+    EXPECT_EQ(1u, kernel->memoryReads());
+}
+
+TEST_F(FreeRtosRtosDriverIntegration, UnreadableListHeadLeavesTheCount) {
+    load("freertos_snapshot.elf");
+    unsigned int count = 7;
+    unsigned int head = 0x1234;
+    EXPECT_FALSE(driver->getListHead(kernel->server(), 0x70000000, count, head));
+    EXPECT_EQ(7u, count);
+    EXPECT_EQ(0x1234u, head);
+}
+
+// The first link cannot be read: the count is known, the head is not.
+TEST_F(FreeRtosRtosDriverIntegration, ListHeadWithUnreadableLink) {
+    load("freertos_snapshot.elf");
+    unsigned int list = address("xDelayedTaskList1");
+    fault(member("xLIST", list, "xListEnd") + 4, 4);
+    unsigned int count = 0;
+    unsigned int head = 0x1234;
+    EXPECT_FALSE(driver->getListHead(kernel->server(), list, count, head));
+    EXPECT_EQ(3u, count);
+    EXPECT_EQ(0x1234u, head);
+}
