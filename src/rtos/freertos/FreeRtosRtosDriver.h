@@ -96,6 +96,8 @@ public:
     // One node per task: the name as label, the stack figure as value.
     bool collectStackUsage(KernelInfoNode& tasks, KernelInfoNode& out);
 
+    // Bytes fetched for any kernel name, whatever the kernel's own limit: longer names are cut to one less.
+    static constexpr unsigned int kNameLength = 20;
     // The symbol of the registry's size: asked for with the others, and read by the registry walk.
     static constexpr const char* kRegistrySizeSymbol = "xQueueRegistrySize";
 

@@ -11,9 +11,6 @@
 
 namespace {
 
-// Bytes fetched for any kernel name: longer names are cut to one less.
-constexpr unsigned int kNameLength = 20;
-
 // What ucQueueType says of an item-less queue.
 struct QueueKind {
     unsigned char type;

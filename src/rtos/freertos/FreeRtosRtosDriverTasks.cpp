@@ -56,8 +56,6 @@ const StateRule kStateRules[] = {
 constexpr unsigned char kStackFill = 0xA5;
 // Bytes probed when the stack's upper end is unknown.
 constexpr unsigned int kStackProbe = 256;
-// Bytes fetched for any kernel name: longer names are cut to one less.
-constexpr unsigned int kNameLength = 20;
 
 void logMissingSymbol(const char* tag, const char* name) {
     Logger::getInstance().log(Logger::LOG_ERROR, tag, "Symbol not found: %s\n", name);
