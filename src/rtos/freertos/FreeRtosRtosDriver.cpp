@@ -5,6 +5,7 @@
 #include "app/ProxyUtils.h"
 #include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"
+#include "rtos/KernelInfoNode.h"
 #include "rtos/RtosInfo.h"
 #include "rtos/freertos/FreeRtosKernelObject.h"
 #include "rtos/freertos/FreeRtosPortFactory.h"
@@ -172,6 +173,53 @@ bool FreeRtosRtosDriver::walkList(RspClient& server, unsigned int listAddress, c
             return false;
         }
         item = next;
+    }
+    return true;
+}
+
+bool FreeRtosRtosDriver::runCommand(RspClient& server, const std::vector<std::string>& words,
+                                    KernelInfoNode& out) {
+    if (words.empty() || words[0] != kStateCommand) {
+        return false;
+    }
+    out.addChild(KernelInfoNode(0, kDriverId, "Driver"));
+    // "No kernel found" stands for a check that could not be made.
+    std::string kernelState = "No kernel found";
+    bool running = false;
+    if (checkKernelRunning(server, running)) {
+        kernelState = running ? "Started" : "Not started";
+    }
+    out.addChild(KernelInfoNode(0, kernelState, "Kernel state"));
+
+    // Each section stands on its own: a walk that fails leaves out only its own section.
+    KernelInfoNode tasks(0, "", "Tasks");
+    if (collectTasks(server, true, tasks)) {
+        if (!tasks.getChildNodes().empty()) {
+            // The first task's kind of figure names the whole column.
+            KernelInfoNode stack;
+            KernelInfoNode figure;
+            const KernelInfoNode& first = tasks.getChildNodes().front();
+            if (first.getChildNode(TASK_CHILD_MIN_FREE_STACK, figure) ||
+                first.getChildNode(TASK_CHILD_STACK_USAGE, figure)) {
+                stack.setLabel(figure.getLabel());
+            }
+            if (collectStackUsage(tasks, stack)) {
+                out.addChild(stack);
+            }
+        }
+        out.addChild(tasks);
+    }
+    KernelInfoNode queues(0, "", "Queues");
+    if (collectFromQueueRegistry(server, QUEUE_REGISTRY_QUEUE, queues)) {
+        out.addChild(queues);
+    }
+    KernelInfoNode semaphores(0, "", "Semaphores");
+    if (collectFromQueueRegistry(server, QUEUE_REGISTRY_SEMAPHORE, semaphores)) {
+        out.addChild(semaphores);
+    }
+    KernelInfoNode timers(0, "", "Software timers");
+    if (collectTimers(server, timers)) {
+        out.addChild(timers);
     }
     return true;
 }

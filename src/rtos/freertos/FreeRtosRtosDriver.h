@@ -11,6 +11,7 @@
 #include <vector>
 
 class KernelInfoNode;
+class StructInfo;
 class TargetThread;
 
 // The FreeRTOS kernel seen from the proxy. Every kernel variable is found by name through the symbol
@@ -33,6 +34,24 @@ public:
         TASK_LIST_SUSPENDED = 3
     };
 
+    // Ids of the children of a task node; other code finds them by id, not by place.
+    enum TaskChild : unsigned int {
+        TASK_CHILD_NAME = 0,
+        TASK_CHILD_TOP_OF_STACK = 1,
+        TASK_CHILD_START_OF_STACK = 2,
+        TASK_CHILD_END_OF_STACK = 3,
+        TASK_CHILD_MIN_FREE_STACK = 4,
+        TASK_CHILD_STACK_USAGE = 5,
+        TASK_CHILD_ACTIVE = 7,
+        TASK_CHILD_TASK_ID = 8,
+        TASK_CHILD_PRIORITY = 10,
+        TASK_CHILD_RUN_TIME = 11,
+        TASK_CHILD_STATE = 12,
+        TASK_CHILD_EVENT_OBJECT = 13
+    };
+    // What a walk of the queue registry lists: queues carry items, semaphores and mutexes do not.
+    enum QueueRegistryType : std::uint32_t { QUEUE_REGISTRY_QUEUE = 0, QUEUE_REGISTRY_SEMAPHORE = 1 };
+
     explicit FreeRtosRtosDriver(const RtosDriverInfo& row);
 
     // Creates the port driver named by "--rtos_variant"; true without one when the option is absent.
@@ -47,6 +66,8 @@ public:
     bool getThreads(RspClient& server, ThreadList& threads) override;
     // False without a port driver.
     bool getRegisters(RspClient& server, TargetThread& thread, RegisterList& registers) override;
+    // "state" and nothing else: the whole kernel in one tree. False only for a missing or unknown word.
+    bool runCommand(RspClient& server, const std::vector<std::string>& words, KernelInfoNode& out) override;
     void dispose() override {}
 
     TaskSelection getTaskSelection() const { return taskSelection; }
@@ -75,8 +96,26 @@ public:
     // One node per task: the name as label, the stack figure as value.
     bool collectStackUsage(KernelInfoNode& tasks, KernelInfoNode& out);
 
+    // Bytes fetched for any kernel name, whatever the kernel's own limit: longer names are cut to one less.
+    static constexpr unsigned int kNameLength = 20;
     // The symbol of the registry's size: asked for with the others, and read by the registry walk.
     static constexpr const char* kRegistrySizeSymbol = "xQueueRegistrySize";
+
+    // Queues and semaphores, found through the registry the program filled in: one "Queue" or "Semaphore"
+    // child of node per entry of the wanted type. Children added stay when the walk fails.
+    bool collectFromQueueRegistry(RspClient& server, QueueRegistryType type, KernelInfoNode& node);
+    // The registry's address and its number of slots (1 when the kernel does not tell).
+    bool resolveQueueRegistry(RspClient& server, unsigned int& address, unsigned int& size);
+    // The name pointer and handle of the slot whose layout item has been bound to; untouched on failure.
+    bool resolveQueueRegistryItem(RspClient& server, StructInfo& item, unsigned int& name,
+                                  unsigned int& handle);
+
+    // One "Timer" child per timer on the kernel's current timer list.
+    bool collectTimers(RspClient& server, KernelInfoNode& node);
+    // Fills the node of the timer at address; false, node untouched, if the layout is unknown.
+    bool collectTimer(RspClient& server, unsigned int address, KernelInfoNode& node);
+    // Adds the children of the event group at address: address, number, value, names of waiting tasks.
+    bool collectEventGroup(RspClient& server, unsigned int address, KernelInfoNode& node);
 
 private:
     // Called with each item's owner, its index and the list's count; false ends the walk as a failure.

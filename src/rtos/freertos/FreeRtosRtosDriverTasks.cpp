@@ -23,22 +23,6 @@ const std::string kBlocked = "BLOCKED";
 const std::string kSuspended = "SUSPENDED";
 const std::string kDelayed = "DELAYED";
 
-// Ids of a task node's children; other code finds them by id, not by place.
-enum TaskChild : unsigned int {
-    CHILD_NAME = 0,
-    CHILD_TOP_OF_STACK = 1,
-    CHILD_START_OF_STACK = 2,
-    CHILD_END_OF_STACK = 3,
-    CHILD_MIN_FREE_STACK = 4,
-    CHILD_STACK_USAGE = 5,
-    CHILD_ACTIVE = 7,
-    CHILD_TASK_ID = 8,
-    CHILD_PRIORITY = 10,
-    CHILD_RUN_TIME = 11,
-    CHILD_STATE = 12,
-    CHILD_EVENT_OBJECT = 13
-};
-
 // The lists walked before the ready lists, in this order.
 struct FixedList {
     const char* symbol;
@@ -72,8 +56,6 @@ const StateRule kStateRules[] = {
 constexpr unsigned char kStackFill = 0xA5;
 // Bytes probed when the stack's upper end is unknown.
 constexpr unsigned int kStackProbe = 256;
-// Bytes fetched for any kernel name: longer names are cut to one less.
-constexpr unsigned int kNameLength = 20;
 
 void logMissingSymbol(const char* tag, const char* name) {
     Logger::getInstance().log(Logger::LOG_ERROR, tag, "Symbol not found: %s\n", name);
@@ -190,7 +172,7 @@ bool FreeRtosRtosDriver::readTask(RspClient& server, unsigned int taskAddress, T
     if (!haveCurrent) {
         logMissingSymbol("readTask", "pxCurrentTCB");
     } else {
-        node.addChild(KernelInfoNode(CHILD_ACTIVE, taskAddress == currentTask ? "1" : "0", "Active"));
+        node.addChild(KernelInfoNode(TASK_CHILD_ACTIVE, taskAddress == currentTask ? "1" : "0", "Active"));
     }
     unsigned int totalRunTime = 0;
     if (table.lookupSymbol("ulTotalRunTime", symbol)) {
@@ -200,15 +182,15 @@ bool FreeRtosRtosDriver::readTask(RspClient& server, unsigned int taskAddress, T
     if (!haveCurrent || !task.bind("tskTaskControlBlock", taskAddress)) {
         return false;
     }
-    node.addChild(KernelInfoNode(CHILD_TASK_ID, StringUtil::to_string(taskAddress, 16, 8), "Task id"));
+    node.addChild(KernelInfoNode(TASK_CHILD_TASK_ID, StringUtil::to_string(taskAddress, 16, 8), "Task id"));
     // The name lies in the control block itself.
     std::string name = "N/A";
     unsigned int nameAddress = 0;
     if (task.memberAddress("pcTaskName", nameAddress)) {
         readString(server, nameAddress, kNameLength, name);
     }
-    node.addChild(KernelInfoNode(CHILD_NAME, name, "Name"));
-    node.addChild(KernelInfoNode(CHILD_TOP_OF_STACK, task.hex("pxTopOfStack", "N/A"), "Top of stack"));
+    node.addChild(KernelInfoNode(TASK_CHILD_NAME, name, "Name"));
+    node.addChild(KernelInfoNode(TASK_CHILD_TOP_OF_STACK, task.hex("pxTopOfStack", "N/A"), "Top of stack"));
     if (!extended) {
         return true;
     }
@@ -218,35 +200,37 @@ bool FreeRtosRtosDriver::readTask(RspClient& server, unsigned int taskAddress, T
     bool haveStart = task.readWord("pxStack", start);
     if (haveStart) {
         node.addChild(
-            KernelInfoNode(CHILD_START_OF_STACK, StringUtil::to_string(start, 16, 8), "Start of stack"));
+            KernelInfoNode(TASK_CHILD_START_OF_STACK, StringUtil::to_string(start, 16, 8), "Start of stack"));
     }
     bool haveEnd = task.readWord("pxEndOfStack", end);
     if (haveEnd) {
-        node.addChild(KernelInfoNode(CHILD_END_OF_STACK, StringUtil::to_string(end, 16, 8), "End of stack"));
+        node.addChild(
+            KernelInfoNode(TASK_CHILD_END_OF_STACK, StringUtil::to_string(end, 16, 8), "End of stack"));
     }
     unsigned int freeBytes = 0;
     if (haveStart && haveEnd) {
         // The end marks the last word of the stack; the total is taken as the kernel tools take it.
         unsigned int total = end - start + 8;
         if (end > start && getFreeStack(server, start, total, freeBytes)) {
-            node.addChild(
-                KernelInfoNode(CHILD_STACK_USAGE, StringUtil::toStackUsage(total, freeBytes), "Stack usage"));
+            node.addChild(KernelInfoNode(TASK_CHILD_STACK_USAGE, StringUtil::toStackUsage(total, freeBytes),
+                                         "Stack usage"));
         }
     } else if (haveStart && getFreeStack(server, start, kStackProbe, freeBytes)) {
         std::string figure = (freeBytes == kStackProbe ? ">" : "") + std::to_string(freeBytes) + "B";
-        node.addChild(KernelInfoNode(CHILD_MIN_FREE_STACK, figure, "Min free stack"));
+        node.addChild(KernelInfoNode(TASK_CHILD_MIN_FREE_STACK, figure, "Min free stack"));
     }
 
     std::string basePriority = task.decimal("uxBasePriority", "");
     std::string priority = task.decimal("uxPriority", "");
-    node.addChild(KernelInfoNode(CHILD_PRIORITY, basePriority + "/" + priority, "Priority (Base/Actual)"));
+    node.addChild(
+        KernelInfoNode(TASK_CHILD_PRIORITY, basePriority + "/" + priority, "Priority (Base/Actual)"));
 
     std::string runTime = "N/A";
     unsigned int counter = 0;
     if (totalRunTime > 0 && task.readWord("ulRunTimeCounter", counter)) {
         runTime = runTimeShare(counter, totalRunTime);
     }
-    node.addChild(KernelInfoNode(CHILD_RUN_TIME, runTime, "Run-time"));
+    node.addChild(KernelInfoNode(TASK_CHILD_RUN_TIME, runTime, "Run-time"));
 
     std::string state;
     std::string eventObject;
@@ -272,8 +256,8 @@ bool FreeRtosRtosDriver::readTask(RspClient& server, unsigned int taskAddress, T
             }
         }
     }
-    node.addChild(KernelInfoNode(CHILD_STATE, state, "State"));
-    node.addChild(KernelInfoNode(CHILD_EVENT_OBJECT, eventObject, "Event object"));
+    node.addChild(KernelInfoNode(TASK_CHILD_STATE, state, "State"));
+    node.addChild(KernelInfoNode(TASK_CHILD_EVENT_OBJECT, eventObject, "Event object"));
     return true;
 }
 
@@ -296,8 +280,8 @@ bool FreeRtosRtosDriver::infoNodeToThread(KernelInfoNode& task, TargetThread& th
     KernelInfoNode taskId;
     KernelInfoNode active;
     KernelInfoNode topOfStack;
-    if (!task.getChildNode(CHILD_TASK_ID, taskId) || !task.getChildNode(CHILD_ACTIVE, active) ||
-        !task.getChildNode(CHILD_TOP_OF_STACK, topOfStack)) {
+    if (!task.getChildNode(TASK_CHILD_TASK_ID, taskId) || !task.getChildNode(TASK_CHILD_ACTIVE, active) ||
+        !task.getChildNode(TASK_CHILD_TOP_OF_STACK, topOfStack)) {
         return false;
     }
     unsigned int id = 0;
@@ -311,7 +295,7 @@ bool FreeRtosRtosDriver::infoNodeToThread(KernelInfoNode& task, TargetThread& th
         return false;
     }
     KernelInfoNode name;
-    if (task.getChildNode(CHILD_NAME, name)) {
+    if (task.getChildNode(TASK_CHILD_NAME, name)) {
         thread.setName(name.getValue());
     }
     thread.setThreadId(id);
@@ -323,9 +307,10 @@ bool FreeRtosRtosDriver::infoNodeToThread(KernelInfoNode& task, TargetThread& th
 bool FreeRtosRtosDriver::collectStackUsage(KernelInfoNode& tasks, KernelInfoNode& out) {
     for (const KernelInfoNode& task : tasks.getChildNodes()) {
         KernelInfoNode child;
-        std::string name = task.getChildNode(CHILD_NAME, child) ? child.getValue() : "N/A";
+        std::string name = task.getChildNode(TASK_CHILD_NAME, child) ? child.getValue() : "N/A";
         std::string usage = "N/A";
-        if (task.getChildNode(CHILD_STACK_USAGE, child) || task.getChildNode(CHILD_MIN_FREE_STACK, child)) {
+        if (task.getChildNode(TASK_CHILD_STACK_USAGE, child) ||
+            task.getChildNode(TASK_CHILD_MIN_FREE_STACK, child)) {
             usage = child.getValue();
         }
         out.addChild(KernelInfoNode(0, usage, name));

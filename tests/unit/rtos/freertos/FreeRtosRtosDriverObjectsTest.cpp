@@ -1,0 +1,345 @@
+#include "rtos/freertos/FreeRtosRtosDriver.h"
+
+#include "FreeRtosDriverTestSupport.h"
+
+#include <gtest/gtest.h>
+
+using namespace freertostest;
+
+namespace {
+
+class FreeRtosKernelObjectsIntegration : public FreeRtosDriverTest {
+protected:
+    KernelInfoNode registry(FreeRtosRtosDriver::QueueRegistryType type, bool expected = true) {
+        KernelInfoNode node(0, "", "Section");
+        EXPECT_EQ(expected, driver->collectFromQueueRegistry(kernel->server(), type, node));
+        return node;
+    }
+
+    KernelInfoNode timers(bool expected = true) {
+        KernelInfoNode node(0, "", "Software timers");
+        EXPECT_EQ(expected, driver->collectTimers(kernel->server(), node));
+        return node;
+    }
+
+    // The slot of the registry at index.
+    unsigned int slot(unsigned int index) const {
+        StructInfo item;
+        EXPECT_TRUE(SymbolTable::getInstance().lookupStruct("QUEUE_REGISTRY_ITEM", item));
+        return address("xQueueRegistry") + index * item.getSize();
+    }
+
+    void writeByte(unsigned int at, std::uint8_t value) {
+        ASSERT_EQ("OK", kernel->target().writeMemory(at, {value}));
+    }
+
+    static std::string tree(const KernelInfoNode& node) { return KernelInfoNode::toStringTree(node, 0); }
+};
+
+} // namespace
+
+TEST_F(FreeRtosKernelObjectsIntegration, QueuesOfTheRegistry) {
+    load("freertos_snapshot.elf");
+    KernelInfoNode queues = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_QUEUE);
+    EXPECT_EQ("Section:\n"
+              " Queue:\n  Name:CmdQueue\n  Address:" +
+                  hex(address("xCmdQueue")) +
+                  "\n  Length:4\n  Item size:16\n  Current length:4\n  Waiting TX:1\n  Waiting RX:\n"
+                  " Queue:\n  Name:RxBytes\n  Address:" +
+                  hex(address("xRxBytesQueue")) +
+                  "\n  Length:32\n  Item size:1\n  Current length:0\n  Waiting TX:\n  Waiting RX:1\n"
+                  " Queue:\n  Name:LogQueue\n  Address:" +
+                  hex(address("xLogQueue")) +
+                  "\n  Length:10\n  Item size:8\n  Current length:2\n  Waiting TX:\n  Waiting RX:\n",
+              tree(queues));
+    // The size, two words per slot, the name and item size of each of the seven named entries, and for
+    // each queue its length, messages, type and the heads of its two waiting lists.
+    EXPECT_EQ(1u + 8 * 2 + 7 * 2 + (3 + 2 + 1) + (3 + 1 + 2) + (3 + 1 + 1), kernel->memoryReads());
+}
+
+// Mutexes have no items either: they are listed with the semaphores, by the kernel's type.
+TEST_F(FreeRtosKernelObjectsIntegration, SemaphoresAndMutexesOfTheRegistry) {
+    load("freertos_snapshot.elf");
+    KernelInfoNode semaphores = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_SEMAPHORE);
+    EXPECT_EQ("Section:\n"
+              " Semaphore:\n  Name:BinSem\n  Address:" +
+                  hex(address("xBinarySemaphore")) +
+                  "\n  Type:Binary semaphore\n  Size:1\n  Free:0\n  Blocked tasks:1\n"
+                  " Semaphore:\n  Name:CountSem\n  Address:" +
+                  hex(address("xCountingSemaphore")) +
+                  "\n  Type:Counting semaphore\n  Size:10\n  Free:7\n  Blocked tasks:\n"
+                  " Semaphore:\n  Name:Mutex\n  Address:" +
+                  hex(address("xMutex")) +
+                  "\n  Type:Mutex\n  Size:1\n  Free:0\n  Blocked tasks:\n"
+                  " Semaphore:\n  Name:RecMutex\n  Address:" +
+                  hex(address("xRecursiveMutex")) +
+                  "\n  Type:Recursive mutex\n  Size:1\n  Free:1\n  Blocked tasks:\n",
+              tree(semaphores));
+    EXPECT_EQ(1u + 8 * 2 + 7 * 2 + (3 + 1 + 2) + 3 * (3 + 1 + 1), kernel->memoryReads());
+}
+
+// The slot is free when its name is null, whatever its handle: the hidden queue is never looked at.
+TEST_F(FreeRtosKernelObjectsIntegration, SlotWithoutNameIsSkipped) {
+    load("freertos_snapshot.elf");
+    unsigned int handle = 0;
+    ASSERT_TRUE(kernel->server().readMemory(slot(3) + 4, handle));
+    EXPECT_EQ(address("xHiddenQueue"), handle);
+    fault(address("xHiddenQueue"), 80);
+    KernelInfoNode queues = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_QUEUE);
+    EXPECT_EQ(3u, queues.getChildNodes().size());
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, OtherTypeSelectsNothing) {
+    load("freertos_snapshot.elf");
+    KernelInfoNode none = registry(static_cast<FreeRtosRtosDriver::QueueRegistryType>(2));
+    EXPECT_TRUE(none.getChildNodes().empty());
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, RegistryWithoutItsSizeShowsTheFirstSlot) {
+    load("freertos_snapshot.elf", {}, {"xQueueRegistrySize"});
+    ::testing::internal::CaptureStdout();
+    KernelInfoNode queues = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_QUEUE);
+    EXPECT_EQ("Missing symbol: xQueueRegistrySize.\n", ::testing::internal::GetCapturedStdout());
+    ASSERT_EQ(1u, queues.getChildNodes().size());
+    EXPECT_EQ("CmdQueue", child(queues.getChildNodes()[0], "Name"));
+    ::testing::internal::CaptureStdout();
+    EXPECT_TRUE(registry(FreeRtosRtosDriver::QUEUE_REGISTRY_SEMAPHORE).getChildNodes().empty());
+    EXPECT_EQ("Missing symbol: xQueueRegistrySize.\n", ::testing::internal::GetCapturedStdout());
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, RegistryUnknown) {
+    load("freertos_snapshot.elf", {}, {"xQueueRegistry"});
+    ::testing::internal::CaptureStdout();
+    KernelInfoNode queues = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_QUEUE, false);
+    EXPECT_EQ("Missing symbol: xQueueRegistry.\n", ::testing::internal::GetCapturedStdout());
+    EXPECT_TRUE(queues.getChildNodes().empty());
+    EXPECT_EQ(0u, kernel->memoryReads());
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, RegistrySizeUnreadable) {
+    load("freertos_snapshot.elf");
+    fault(address("xQueueRegistrySize"), 4);
+    unsigned int registryAddress = 0;
+    unsigned int size = 77;
+    EXPECT_FALSE(driver->resolveQueueRegistry(kernel->server(), registryAddress, size));
+    EXPECT_EQ(77u, size);
+    registry(FreeRtosRtosDriver::QUEUE_REGISTRY_QUEUE, false);
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, RegistryAddressAndSize) {
+    load("freertos_snapshot.elf");
+    unsigned int registryAddress = 0;
+    unsigned int size = 0;
+    ASSERT_TRUE(driver->resolveQueueRegistry(kernel->server(), registryAddress, size));
+    EXPECT_EQ(address("xQueueRegistry"), registryAddress);
+    EXPECT_EQ(8u, size);
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, RegistryItemReadsNameAndHandle) {
+    load("freertos_snapshot.elf");
+    StructInfo item;
+    ASSERT_TRUE(SymbolTable::resolveDataStructure("QUEUE_REGISTRY_ITEM", slot(7), item));
+    unsigned int name = 0;
+    unsigned int handle = 0;
+    ASSERT_TRUE(driver->resolveQueueRegistryItem(kernel->server(), item, name, handle));
+    EXPECT_EQ(address("xLogQueue"), handle);
+    std::string text;
+    ASSERT_TRUE(driver->readString(kernel->server(), name, 20, text));
+    EXPECT_EQ("LogQueue", text);
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, UnreadableRegistryItemLeavesTheOutputs) {
+    load("freertos_snapshot.elf");
+    fault(slot(1) + 4, 4);
+    StructInfo item;
+    ASSERT_TRUE(SymbolTable::resolveDataStructure("QUEUE_REGISTRY_ITEM", slot(1), item));
+    unsigned int name = 5;
+    unsigned int handle = 6;
+    EXPECT_FALSE(driver->resolveQueueRegistryItem(kernel->server(), item, name, handle));
+    EXPECT_EQ(5u, name);
+    EXPECT_EQ(6u, handle);
+    // The walk ends at that slot; what it found before stays.
+    KernelInfoNode queues = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_QUEUE, false);
+    EXPECT_EQ(1u, queues.getChildNodes().size());
+}
+
+// A handle into unmapped memory fails at the first read, the item size, and ends the walk.
+TEST_F(FreeRtosKernelObjectsIntegration, HandleIntoNowhereEndsTheWalk) {
+    load("freertos_snapshot.elf");
+    writeWord(slot(2) + 4, 0x70000000);
+    KernelInfoNode queues = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_QUEUE, false);
+    ASSERT_EQ(1u, queues.getChildNodes().size());
+    EXPECT_EQ("CmdQueue", child(queues.getChildNodes()[0], "Name"));
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, UnreadableNameShowsNotAvailable) {
+    load("freertos_snapshot.elf");
+    writeWord(slot(0), 0x70000000);
+    KernelInfoNode queues = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_QUEUE);
+    EXPECT_EQ("N/A", child(queues.getChildNodes()[0], "Name"));
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, SemaphoreTypeUnknownToTheKernel) {
+    load("freertos_snapshot_minimal.elf");
+    KernelInfoNode semaphores = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_SEMAPHORE);
+    EXPECT_EQ(std::vector<std::string>({"N/A", "N/A", "N/A", "N/A"}), column(semaphores, "Type"));
+    EXPECT_EQ(std::vector<std::string>({"1", "10", "1", "1"}), column(semaphores, "Size"));
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, SemaphoreTypeOutsideTheKnownValues) {
+    load("freertos_snapshot.elf");
+    writeByte(member("QueueDefinition", address("xCountingSemaphore"), "ucQueueType"), 0);
+    writeByte(member("QueueDefinition", address("xMutex"), "ucQueueType"), 5);
+    KernelInfoNode semaphores = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_SEMAPHORE);
+    EXPECT_EQ(std::vector<std::string>({"Binary semaphore", "N/A", "N/A", "Recursive mutex"}),
+              column(semaphores, "Type"));
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, TimersOfTheCurrentList) {
+    load("freertos_snapshot.elf");
+    EXPECT_EQ(
+        "Software timers:\n"
+        " Timer:\n  Name:Heartbeat\n  Active:True\n  Period:500\n  Type:Auto\n  Id:0x00001001\n  Callback:" +
+            hex(address("vHeartbeatCallback") | 1) +
+            "\n"
+            " Timer:\n  Name:WatchdogKickerForSe\n  Active:True\n  Period:2000\n  Type:One-shot\n"
+            "  Id:0x00001002\n  Callback:" +
+            hex(address("vWatchdogCallback") | 1) + "\n",
+        tree(timers()));
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, TimersOfAnOlderKernel) {
+    load("freertos_snapshot_legacy.elf");
+    KernelInfoNode found = timers();
+    EXPECT_EQ(std::vector<std::string>({"Auto", "One-shot"}), column(found, "Type"));
+    EXPECT_EQ(std::vector<std::string>({"True", "True"}), column(found, "Active"));
+    EXPECT_EQ(std::vector<std::string>({"Heartbeat", "WatchdogKickerForSe"}), column(found, "Name"));
+}
+
+// Only 1 counts as auto-reload.
+TEST_F(FreeRtosKernelObjectsIntegration, AutoReloadWordOtherThanOne) {
+    load("freertos_snapshot_legacy.elf");
+    writeWord(member("tmrTimerControl", address("xHeartbeatTimer"), "uxAutoReload"), 2);
+    KernelInfoNode timer(0, "", "Timer");
+    ASSERT_TRUE(driver->collectTimer(kernel->server(), address("xHeartbeatTimer"), timer));
+    EXPECT_EQ("One-shot", child(timer, "Type"));
+    EXPECT_EQ("True", child(timer, "Active"));
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, StatusBitsOfANewerKernel) {
+    load("freertos_snapshot.elf");
+    struct StatusCase {
+        std::uint8_t status;
+        const char* active;
+        const char* type;
+    };
+    for (const StatusCase& each :
+         {StatusCase{0x05, "True", "Auto"}, StatusCase{0x04, "False", "Auto"},
+          StatusCase{0x01, "True", "One-shot"}, StatusCase{0x00, "False", "One-shot"}}) {
+        SCOPED_TRACE(static_cast<int>(each.status));
+        writeByte(member("tmrTimerControl", address("xHeartbeatTimer"), "ucStatus"), each.status);
+        KernelInfoNode timer(0, "", "Timer");
+        ASSERT_TRUE(driver->collectTimer(kernel->server(), address("xHeartbeatTimer"), timer));
+        EXPECT_EQ(each.active, child(timer, "Active"));
+        EXPECT_EQ(each.type, child(timer, "Type"));
+    }
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, TimerListNotSetUpYet) {
+    load("freertos_snapshot.elf");
+    writeWord(address("pxCurrentTimerList"), 0);
+    kernel->resetReads();
+    EXPECT_TRUE(timers().getChildNodes().empty());
+    EXPECT_EQ(1u, kernel->memoryReads());
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, EmptyTimerList) {
+    load("freertos_snapshot.elf");
+    writeWord(address("xActiveTimerList1"), 0);
+    EXPECT_TRUE(timers().getChildNodes().empty());
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, TimerListUnknownOrUnreadable) {
+    load("freertos_snapshot.elf", {}, {"pxCurrentTimerList"});
+    ::testing::internal::CaptureStdout();
+    timers(false);
+    EXPECT_EQ("Missing symbol: pxCurrentTimerList.\n", ::testing::internal::GetCapturedStdout());
+    load("freertos_snapshot.elf");
+    fault(address("pxCurrentTimerList"), 4);
+    ::testing::internal::CaptureStdout();
+    timers(false);
+    EXPECT_EQ("Missing symbol: pxCurrentTimerList.\n", ::testing::internal::GetCapturedStdout());
+}
+
+// A timer whose layout is unknown still shows, as an empty node.
+TEST_F(FreeRtosKernelObjectsIntegration, TimersWithoutTheirLayout) {
+    load("freertos_snapshot.elf", {}, {}, {"tmrTimerControl"});
+    KernelInfoNode found = timers();
+    EXPECT_EQ("Software timers:\n Timer:\n Timer:\n", tree(found));
+    KernelInfoNode timer(0, "", "Timer");
+    EXPECT_FALSE(driver->collectTimer(kernel->server(), address("xHeartbeatTimer"), timer));
+    EXPECT_TRUE(timer.getChildNodes().empty());
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, BrokenTimerLinkFailsTheWalk) {
+    load("freertos_snapshot.elf");
+    fault(member("xLIST_ITEM", member("tmrTimerControl", address("xWatchdogTimer"), "xTimerListItem"),
+                 "pvOwner"),
+          4);
+    EXPECT_EQ(1u, timers(false).getChildNodes().size());
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, TimerMembersThatCannotBeRead) {
+    load("freertos_snapshot.elf");
+    unsigned int timer = address("xWatchdogTimer");
+    writeWord(member("tmrTimerControl", timer, "pcTimerName"), 0x70000000);
+    fault(member("tmrTimerControl", timer, "xTimerPeriodInTicks"), 4);
+    fault(member("tmrTimerControl", timer, "ucStatus"), 1);
+    fault(member("tmrTimerControl", timer, "pvTimerID"), 8);
+    KernelInfoNode node(0, "", "Timer");
+    ASSERT_TRUE(driver->collectTimer(kernel->server(), timer, node));
+    EXPECT_EQ("Timer:\n Name:N/A\n Active:N/A\n Period:N/A\n Type:N/A\n Id:N/A\n Callback:N/A\n", tree(node));
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, EventGroupWithWaitingTasks) {
+    load("freertos_snapshot.elf");
+    unsigned int group = address("xEventGroupA");
+    KernelInfoNode node(0, "", "Event group");
+    ASSERT_TRUE(driver->collectEventGroup(kernel->server(), group, node));
+    EXPECT_EQ("Event group:\n Address:" + std::to_string(group) +
+                  "\n Number:1\n Value:19\n Waiting tasks:EventWaiterA, EventWaiterB\n",
+              tree(node));
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, EventGroupWithoutWaitingTasks) {
+    load("freertos_snapshot.elf");
+    unsigned int group = address("xEventGroupB");
+    KernelInfoNode node(0, "", "Event group");
+    ASSERT_TRUE(driver->collectEventGroup(kernel->server(), group, node));
+    EXPECT_EQ("Event group:\n Address:" + std::to_string(group) + "\n Number:2\n Value:0\n Waiting tasks:\n",
+              tree(node));
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, EventGroupOfAKernelWithoutNumbers) {
+    load("freertos_snapshot_minimal.elf");
+    KernelInfoNode node(0, "", "Event group");
+    ASSERT_TRUE(driver->collectEventGroup(kernel->server(), address("xEventGroupA"), node));
+    EXPECT_EQ("N/A", child(node, "Number"));
+    EXPECT_EQ("19", child(node, "Value"));
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, EventGroupWhoseWaitingTaskCannotBeRead) {
+    load("freertos_snapshot.elf");
+    fault(taskMember("xEventWaiterBTCB", "pcTaskName"), 4);
+    KernelInfoNode node(0, "", "Event group");
+    EXPECT_FALSE(driver->collectEventGroup(kernel->server(), address("xEventGroupA"), node));
+    EXPECT_EQ("N/A", child(node, "Waiting tasks"));
+    EXPECT_EQ("1", child(node, "Number"));
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, EventGroupWithoutLayout) {
+    load("freertos_snapshot.elf", {}, {}, {"EventGroupDef_t"});
+    KernelInfoNode node(0, "", "Event group");
+    EXPECT_FALSE(driver->collectEventGroup(kernel->server(), address("xEventGroupA"), node));
+    EXPECT_TRUE(node.getChildNodes().empty());
+}
