@@ -3,12 +3,19 @@
 #include "app/Logger.h"
 #include "app/Properties.h"
 #include "app/ProxyUtils.h"
+#include "app/StringUtil.h"
 #include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"
 #include "rtos/KernelInfoNode.h"
 #include "rtos/RtosInfo.h"
 #include "rtos/freertos/FreeRtosKernelObject.h"
 #include "rtos/freertos/FreeRtosPortFactory.h"
+#include "target/TargetThread.h"
+#include "target/ThreadList.h"
+
+#include <cstdint>
+#include <iomanip>
+#include <sstream>
 
 namespace {
 
@@ -42,6 +49,94 @@ const char* const kStructures[] = {"QueueDefinition", "QUEUE_REGISTRY_ITEM", "ts
                                    "tmrTimerControl", "EventGroupDef_t"};
 
 const char* const kVariantOption = "--rtos_variant";
+
+const std::string kRunning = "RUNNING";
+const std::string kReady = "READY";
+const std::string kBlocked = "BLOCKED";
+const std::string kSuspended = "SUSPENDED";
+const std::string kDelayed = "DELAYED";
+
+// The lists walked before the ready lists, in this order.
+struct FixedList {
+    const char* symbol;
+    FreeRtosRtosDriver::TaskListType type;
+};
+const FixedList kFixedLists[] = {
+    {"xDelayedTaskList1", FreeRtosRtosDriver::TASK_LIST_DELAYED},
+    {"xDelayedTaskList2", FreeRtosRtosDriver::TASK_LIST_DELAYED},
+    {"xPendingReadyList", FreeRtosRtosDriver::TASK_LIST_PENDING_READY},
+    {"xSuspendedTaskList", FreeRtosRtosDriver::TASK_LIST_SUSPENDED},
+};
+
+// The state of a task that is not on a ready list, by its list and by the list its event item is on.
+enum class Container : unsigned char { Any, None, Some };
+struct StateRule {
+    FreeRtosRtosDriver::TaskListType type;
+    Container container;
+    const std::string& state;
+    bool showsContainer; // the container is the task's event object
+};
+const StateRule kStateRules[] = {
+    {FreeRtosRtosDriver::TASK_LIST_DELAYED, Container::None, kDelayed, false},
+    {FreeRtosRtosDriver::TASK_LIST_DELAYED, Container::Some, kBlocked, true},
+    // About to become ready, and shown as blocked all the same.
+    {FreeRtosRtosDriver::TASK_LIST_PENDING_READY, Container::Any, kBlocked, false},
+    {FreeRtosRtosDriver::TASK_LIST_SUSPENDED, Container::None, kSuspended, false},
+    {FreeRtosRtosDriver::TASK_LIST_SUSPENDED, Container::Some, kBlocked, true},
+};
+
+// The kernel fills a new task's stack with this byte.
+constexpr unsigned char kStackFill = 0xA5;
+// Bytes probed when the stack's upper end is unknown.
+constexpr unsigned int kStackProbe = 256;
+
+void logMissingSymbol(const char* tag, const char* name) {
+    Logger::getInstance().log(Logger::LOG_ERROR, tag, "Symbol not found: %s\n", name);
+}
+
+unsigned int highestSetBit(unsigned int bits) {
+    unsigned int index = 0;
+    while (bits >>= 1) {
+        ++index;
+    }
+    return index;
+}
+
+std::string runTimeShare(unsigned int counter, unsigned int total) {
+    std::ostringstream text;
+    text << std::fixed << std::setprecision(2)
+         << static_cast<double>(counter) / static_cast<double>(total) * 100 << "%";
+    return text.str();
+}
+
+// What ucQueueType says of an item-less queue.
+struct QueueKind {
+    unsigned char type;
+    const char* text;
+};
+const QueueKind kSemaphoreKinds[] = {
+    {1, "Mutex"},
+    {2, "Counting semaphore"},
+    {3, "Binary semaphore"},
+    {4, "Recursive mutex"},
+};
+
+std::string semaphoreKind(bool known, unsigned char type) {
+    for (const QueueKind& kind : kSemaphoreKinds) {
+        if (known && kind.type == type) {
+            return kind.text;
+        }
+    }
+    return "N/A";
+}
+
+// ucStatus bits of the newer timers.
+constexpr unsigned char kTimerActive = 0x01;
+constexpr unsigned char kTimerAutoReload = 0x04;
+
+KernelInfoNode leaf(const std::string& value, const std::string& label) {
+    return KernelInfoNode(0, value, label);
+}
 
 } // namespace
 
@@ -222,4 +317,457 @@ bool FreeRtosRtosDriver::runCommand(RspClient& server, const std::vector<std::st
         out.addChild(timers);
     }
     return true;
+}
+
+// The task walk: the kernel keeps no list of all tasks, so every list that can hold one is walked, and
+// each task becomes a "Task" node.
+
+bool FreeRtosRtosDriver::getThreads(RspClient& server, ThreadList& threads) {
+    threads.clear();
+    KernelInfoNode tasks;
+    if (!readTasks(server, false, tasks)) {
+        threads.clear();
+        return false;
+    }
+    for (KernelInfoNode& task : tasks.getChildNodes()) {
+        TargetThread thread;
+        if (!infoNodeToThread(task, thread)) {
+            threads.clear();
+            return false;
+        }
+        threads.addThread(thread);
+    }
+    return true;
+}
+
+bool FreeRtosRtosDriver::collectTasks(RspClient& server, bool extended, KernelInfoNode& node) {
+    return readTasks(server, extended, node);
+}
+
+bool FreeRtosRtosDriver::readTasks(RspClient& server, bool extended, KernelInfoNode& node) {
+    const char* tag = "readTasks";
+    SymbolTable& table = SymbolTable::getInstance();
+    StructInfo listLayout;
+    if (!table.lookupStruct("xLIST", listLayout)) {
+        Logger::getInstance().log(Logger::LOG_ERROR, tag, "Unknown data structure layout%s\n", "xLIST");
+        return false;
+    }
+    Symbol symbol;
+    for (const FixedList& list : kFixedLists) {
+        if (!table.lookupSymbol(list.symbol, symbol)) {
+            logMissingSymbol(tag, list.symbol);
+            return false;
+        }
+        if (!readTaskList(server, symbol.getAddress32(), list.type, extended, node)) {
+            return false;
+        }
+    }
+    if (taskSelection != TASK_SELECTION_UNSET) {
+        if (!table.lookupSymbol("uxTopReadyPriority", symbol)) {
+            logMissingSymbol(tag, "uxTopReadyPriority");
+            return false;
+        }
+    } else if (!table.lookupSymbol("uxTopUsedPriority", symbol) &&
+               !table.lookupSymbol("uxTopReadyPriority", symbol)) {
+        logMissingSymbol(tag, "uxTopUsedPriority/uxTopReadyPriority");
+        return false;
+    }
+    unsigned int topWord = 0;
+    if (!server.readMemory(symbol.getAddress32(), topWord)) {
+        Logger::getInstance().log(Logger::LOG_ERROR, tag,
+                                  "Failed reading: uxTopReadyPriority/uxTopUsedPriority\n");
+        return false;
+    }
+    // Without the option, a bit map of a kernel that lacks uxTopUsedPriority is taken for a number.
+    unsigned int topPriority = taskSelection == TASK_SELECTION_OPTIMISED ? highestSetBit(topWord) : topWord;
+    if (!table.lookupSymbol("pxReadyTasksLists", symbol)) {
+        logMissingSymbol(tag, "pxReadyTasksLists");
+        return false;
+    }
+    unsigned int listAddress = symbol.getAddress32();
+    for (std::uint64_t priority = 0; priority <= topPriority; ++priority) {
+        if (!readTaskList(server, listAddress, TASK_LIST_READY, extended, node)) {
+            return false;
+        }
+        listAddress += listLayout.getSize();
+    }
+    return true;
+}
+
+bool FreeRtosRtosDriver::readTaskList(RspClient& server, unsigned int listAddress, TaskListType type,
+                                      bool extended, KernelInfoNode& node) {
+    return walkList(server, listAddress, [&](unsigned int owner, unsigned int, unsigned int) {
+        KernelInfoNode task(0, "", "Task");
+        if (!readTask(server, owner, type, extended, task)) {
+            return false;
+        }
+        node.addChild(task);
+        return true;
+    });
+}
+
+bool FreeRtosRtosDriver::readTask(RspClient& server, unsigned int taskAddress, TaskListType type,
+                                  bool extended, KernelInfoNode& node) {
+    SymbolTable& table = SymbolTable::getInstance();
+    Symbol symbol;
+    unsigned int currentTask = 0;
+    bool haveCurrent =
+        table.lookupSymbol("pxCurrentTCB", symbol) && server.readMemory(symbol.getAddress32(), currentTask);
+    if (!haveCurrent) {
+        logMissingSymbol("readTask", "pxCurrentTCB");
+    } else {
+        node.addChild(KernelInfoNode(TASK_CHILD_ACTIVE, taskAddress == currentTask ? "1" : "0", "Active"));
+    }
+    unsigned int totalRunTime = 0;
+    if (table.lookupSymbol("ulTotalRunTime", symbol)) {
+        server.readMemory(symbol.getAddress32(), totalRunTime);
+    }
+    FreeRtosKernelObject task(server);
+    if (!haveCurrent || !task.bind("tskTaskControlBlock", taskAddress)) {
+        return false;
+    }
+    node.addChild(KernelInfoNode(TASK_CHILD_TASK_ID, StringUtil::to_string(taskAddress, 16, 8), "Task id"));
+    // The name lies in the control block itself.
+    std::string name = "N/A";
+    unsigned int nameAddress = 0;
+    if (task.memberAddress("pcTaskName", nameAddress)) {
+        readString(server, nameAddress, kNameLength, name);
+    }
+    node.addChild(KernelInfoNode(TASK_CHILD_NAME, name, "Name"));
+    node.addChild(KernelInfoNode(TASK_CHILD_TOP_OF_STACK, task.hex("pxTopOfStack", "N/A"), "Top of stack"));
+    if (!extended) {
+        return true;
+    }
+
+    unsigned int start = 0;
+    unsigned int end = 0;
+    bool haveStart = task.readWord("pxStack", start);
+    if (haveStart) {
+        node.addChild(
+            KernelInfoNode(TASK_CHILD_START_OF_STACK, StringUtil::to_string(start, 16, 8), "Start of stack"));
+    }
+    bool haveEnd = task.readWord("pxEndOfStack", end);
+    if (haveEnd) {
+        node.addChild(
+            KernelInfoNode(TASK_CHILD_END_OF_STACK, StringUtil::to_string(end, 16, 8), "End of stack"));
+    }
+    unsigned int freeBytes = 0;
+    if (haveStart && haveEnd) {
+        // The end marks the last word of the stack; the total is taken as the kernel tools take it.
+        unsigned int total = end - start + 8;
+        if (end > start && getFreeStack(server, start, total, freeBytes)) {
+            node.addChild(KernelInfoNode(TASK_CHILD_STACK_USAGE, StringUtil::toStackUsage(total, freeBytes),
+                                         "Stack usage"));
+        }
+    } else if (haveStart && getFreeStack(server, start, kStackProbe, freeBytes)) {
+        std::string figure = (freeBytes == kStackProbe ? ">" : "") + std::to_string(freeBytes) + "B";
+        node.addChild(KernelInfoNode(TASK_CHILD_MIN_FREE_STACK, figure, "Min free stack"));
+    }
+
+    std::string basePriority = task.decimal("uxBasePriority", "");
+    std::string priority = task.decimal("uxPriority", "");
+    node.addChild(
+        KernelInfoNode(TASK_CHILD_PRIORITY, basePriority + "/" + priority, "Priority (Base/Actual)"));
+
+    std::string runTime = "N/A";
+    unsigned int counter = 0;
+    if (totalRunTime > 0 && task.readWord("ulRunTimeCounter", counter)) {
+        runTime = runTimeShare(counter, totalRunTime);
+    }
+    node.addChild(KernelInfoNode(TASK_CHILD_RUN_TIME, runTime, "Run-time"));
+
+    std::string state;
+    std::string eventObject;
+    if (type == TASK_LIST_READY) {
+        state = taskAddress == currentTask ? kRunning : kReady;
+    } else {
+        unsigned int eventItem = 0;
+        unsigned int containerAddress = 0;
+        unsigned int container = 0;
+        FreeRtosKernelObject item(server);
+        // Kernel versions name the member either way.
+        if (task.memberAddress("xEventListItem", eventItem) && item.bind("xLIST_ITEM", eventItem) &&
+            (item.memberAddress("pvContainer", containerAddress) ||
+             item.memberAddress("pxContainer", containerAddress)) &&
+            server.readMemory(containerAddress, container)) {
+            for (const StateRule& rule : kStateRules) {
+                if (rule.type == type && (rule.container == Container::Any ||
+                                          (rule.container == Container::Some) == (container != 0))) {
+                    state = rule.state;
+                    eventObject = rule.showsContainer ? StringUtil::to_string(container, 16, 8) : "";
+                    break;
+                }
+            }
+        }
+    }
+    node.addChild(KernelInfoNode(TASK_CHILD_STATE, state, "State"));
+    node.addChild(KernelInfoNode(TASK_CHILD_EVENT_OBJECT, eventObject, "Event object"));
+    return true;
+}
+
+bool FreeRtosRtosDriver::getFreeStack(RspClient& server, unsigned int start, unsigned int size,
+                                      unsigned int& freeBytes) {
+    std::vector<unsigned char> stack;
+    if (!server.readMemory(start, size, stack)) {
+        return false;
+    }
+    // Stacks grow downward: the fill that was never overwritten lies at the low end.
+    unsigned int count = 0;
+    while (count < size && stack[count] == kStackFill) {
+        ++count;
+    }
+    freeBytes = count;
+    return true;
+}
+
+bool FreeRtosRtosDriver::infoNodeToThread(KernelInfoNode& task, TargetThread& thread) {
+    KernelInfoNode taskId;
+    KernelInfoNode active;
+    KernelInfoNode topOfStack;
+    if (!task.getChildNode(TASK_CHILD_TASK_ID, taskId) || !task.getChildNode(TASK_CHILD_ACTIVE, active) ||
+        !task.getChildNode(TASK_CHILD_TOP_OF_STACK, topOfStack)) {
+        return false;
+    }
+    unsigned int id = 0;
+    bool cpuActive = false;
+    unsigned int stackPointer = 0;
+    try {
+        id = static_cast<unsigned int>(std::stoul(taskId.getValue(), nullptr, 0));
+        cpuActive = std::stoul(active.getValue(), nullptr, 10) == 1;
+        stackPointer = static_cast<unsigned int>(std::stoul(topOfStack.getValue(), nullptr, 0));
+    } catch (const std::exception&) {
+        return false;
+    }
+    KernelInfoNode name;
+    if (task.getChildNode(TASK_CHILD_NAME, name)) {
+        thread.setName(name.getValue());
+    }
+    thread.setThreadId(id);
+    thread.setCpuActive(cpuActive);
+    thread.setStackPointer(stackPointer);
+    return true;
+}
+
+bool FreeRtosRtosDriver::collectStackUsage(KernelInfoNode& tasks, KernelInfoNode& out) {
+    for (const KernelInfoNode& task : tasks.getChildNodes()) {
+        KernelInfoNode child;
+        std::string name = task.getChildNode(TASK_CHILD_NAME, child) ? child.getValue() : "N/A";
+        std::string usage = "N/A";
+        if (task.getChildNode(TASK_CHILD_STACK_USAGE, child) ||
+            task.getChildNode(TASK_CHILD_MIN_FREE_STACK, child)) {
+            usage = child.getValue();
+        }
+        out.addChild(KernelInfoNode(0, usage, name));
+    }
+    return true;
+}
+
+// Kernel objects other than tasks: queues and semaphores through the queue registry, software timers
+// through the current timer list, and event groups one at a time.
+
+bool FreeRtosRtosDriver::resolveQueueRegistry(RspClient& server, unsigned int& address, unsigned int& size) {
+    Logger& logger = Logger::getInstance();
+    SymbolTable& table = SymbolTable::getInstance();
+    Symbol registry;
+    if (!table.lookupSymbol("xQueueRegistry", registry)) {
+        logger.log(Logger::LOG_WARNING, "resolveQueueRegistry", "Missing symbol: xQueueRegistry.\n");
+        return false;
+    }
+    address = registry.getAddress32();
+    Symbol registrySize;
+    if (table.lookupSymbol(kRegistrySizeSymbol, registrySize)) {
+        return server.readMemory(registrySize.getAddress32(), size);
+    }
+    // Without it only the first slot can be trusted to exist.
+    logger.log(Logger::LOG_WARNING, "resolveQueueRegistry", "Missing symbol: %s.\n", kRegistrySizeSymbol);
+    size = 1;
+    return true;
+}
+
+bool FreeRtosRtosDriver::resolveQueueRegistryItem(RspClient& server, StructInfo& item, unsigned int& name,
+                                                  unsigned int& handle) {
+    MemberInfo queueName;
+    MemberInfo queueHandle;
+    if (!item.lookup("pcQueueName", queueName) ||
+        !server.readMemory(queueName.getAddress(), 4, queueName.getData()) ||
+        !item.lookup("xHandle", queueHandle) ||
+        !server.readMemory(queueHandle.getAddress(), 4, queueHandle.getData())) {
+        return false;
+    }
+    name = queueName.getDataUINT32();
+    handle = queueHandle.getDataUINT32();
+    return true;
+}
+
+bool FreeRtosRtosDriver::collectFromQueueRegistry(RspClient& server, QueueRegistryType type,
+                                                  KernelInfoNode& node) {
+    unsigned int registry = 0;
+    unsigned int size = 0;
+    if (!resolveQueueRegistry(server, registry, size)) {
+        return false;
+    }
+    bool result = true;
+    // Filled at the first slot; its size steps to the next ones.
+    StructInfo item;
+    for (unsigned int index = 0; index < size && result; ++index) {
+        unsigned int slot = registry + index * item.getSize();
+        unsigned int name = 0;
+        unsigned int handle = 0;
+        if (!SymbolTable::resolveDataStructure("QUEUE_REGISTRY_ITEM", slot, item) ||
+            !resolveQueueRegistryItem(server, item, name, handle)) {
+            result = false;
+            continue;
+        }
+        // A free slot is told by its name, not by its handle.
+        if (name == 0) {
+            continue;
+        }
+        // Here the name is a pointer into the target, unlike a task's.
+        std::string text = "N/A";
+        readString(server, name, kNameLength, text);
+        FreeRtosKernelObject queue(server);
+        unsigned int itemSize = 0;
+        if (!queue.bind("QueueDefinition", handle) || !queue.readWord("uxItemSize", itemSize)) {
+            result = false;
+            continue;
+        }
+        QueueRegistryType kind = itemSize > 0 ? QUEUE_REGISTRY_QUEUE : QUEUE_REGISTRY_SEMAPHORE;
+        if (kind != type) {
+            continue;
+        }
+        std::string length = queue.decimal("uxLength", "");
+        std::string messages = queue.decimal("uxMessagesWaiting", "");
+        unsigned char queueType = 0;
+        bool knownType = queue.readByte("ucQueueType", queueType);
+        // Counted through the list head, so an empty list shows as an empty value and never as 0.
+        std::string waitingToSend;
+        std::string waitingToReceive;
+        unsigned int list = 0;
+        unsigned int count = 0;
+        unsigned int first = 0;
+        if (queue.memberAddress("xTasksWaitingToSend", list) && getListHead(server, list, count, first)) {
+            waitingToSend = std::to_string(count);
+        }
+        if (queue.memberAddress("xTasksWaitingToReceive", list) && getListHead(server, list, count, first)) {
+            waitingToReceive = std::to_string(count);
+        }
+        std::string address = StringUtil::to_string(handle, 16, 8);
+        if (type == QUEUE_REGISTRY_QUEUE) {
+            KernelInfoNode entry(0, "", "Queue");
+            entry.addChild(leaf(text, "Name"));
+            entry.addChild(leaf(address, "Address"));
+            entry.addChild(leaf(length, "Length"));
+            entry.addChild(leaf(std::to_string(itemSize), "Item size"));
+            entry.addChild(leaf(messages, "Current length"));
+            entry.addChild(leaf(waitingToSend, "Waiting TX"));
+            entry.addChild(leaf(waitingToReceive, "Waiting RX"));
+            node.addChild(entry);
+        } else if (type == QUEUE_REGISTRY_SEMAPHORE) {
+            KernelInfoNode entry(0, "", "Semaphore");
+            entry.addChild(leaf(text, "Name"));
+            entry.addChild(leaf(address, "Address"));
+            entry.addChild(leaf(semaphoreKind(knownType, queueType), "Type"));
+            entry.addChild(leaf(length, "Size"));
+            entry.addChild(leaf(messages, "Free"));
+            entry.addChild(leaf(waitingToReceive, "Blocked tasks"));
+            node.addChild(entry);
+        } else {
+            result = false;
+        }
+    }
+    return result;
+}
+
+bool FreeRtosRtosDriver::collectTimers(RspClient& server, KernelInfoNode& node) {
+    Symbol symbol;
+    unsigned int currentList = 0;
+    if (!SymbolTable::getInstance().lookupSymbol("pxCurrentTimerList", symbol) ||
+        !server.readMemory(symbol.getAddress32(), currentList)) {
+        Logger::getInstance().log(Logger::LOG_ERROR, "collectTimers",
+                                  "Missing symbol: pxCurrentTimerList.\n");
+        return false;
+    }
+    // The timer task has not set its lists up yet.
+    if (currentList == 0) {
+        return true;
+    }
+    return walkList(server, currentList, [&](unsigned int owner, unsigned int, unsigned int) {
+        // A timer that cannot be described still shows, as an empty node.
+        KernelInfoNode timer(0, "", "Timer");
+        collectTimer(server, owner, timer);
+        node.addChild(timer);
+        return true;
+    });
+}
+
+bool FreeRtosRtosDriver::collectTimer(RspClient& server, unsigned int address, KernelInfoNode& node) {
+    FreeRtosKernelObject timer(server);
+    if (!timer.bind("tmrTimerControl", address)) {
+        return false;
+    }
+    std::string name = "N/A";
+    unsigned int namePointer = 0;
+    if (timer.readWord("pcTimerName", namePointer)) {
+        readString(server, namePointer, kNameLength, name);
+    }
+    std::string period = timer.decimal("xTimerPeriodInTicks", "N/A");
+    // Older kernels keep the reload flag as a word, newer ones status bits; a timer of the older kind on the
+    // list is active by being there.
+    std::string active = "N/A";
+    std::string kind = "N/A";
+    unsigned int autoReload = 0;
+    unsigned char status = 0;
+    if (timer.readWord("uxAutoReload", autoReload)) {
+        kind = autoReload == 1 ? "Auto" : "One-shot";
+        active = "True";
+    } else if (timer.readByte("ucStatus", status)) {
+        kind = (status & kTimerAutoReload) != 0 ? "Auto" : "One-shot";
+        active = (status & kTimerActive) != 0 ? "True" : "False";
+    }
+    node.addChild(leaf(name, "Name"));
+    node.addChild(leaf(active, "Active"));
+    node.addChild(leaf(period, "Period"));
+    node.addChild(leaf(kind, "Type"));
+    node.addChild(leaf(timer.hex("pvTimerID", "N/A"), "Id"));
+    node.addChild(leaf(timer.hex("pxCallbackFunction", "N/A"), "Callback"));
+    return true;
+}
+
+bool FreeRtosRtosDriver::collectEventGroup(RspClient& server, unsigned int address, KernelInfoNode& node) {
+    FreeRtosKernelObject group(server);
+    if (!group.bind("EventGroupDef_t", address)) {
+        return false;
+    }
+    std::string number = group.decimal("uxEventGroupNumber", "N/A");
+    std::string value = group.decimal("uxEventBits", "N/A");
+    std::string waiting;
+    bool result = true;
+    unsigned int list = 0;
+    if (!group.memberAddress("xTasksWaitingForBits", list)) {
+        waiting = "N/A";
+    } else {
+        result = walkList(server, list, [&](unsigned int owner, unsigned int index, unsigned int count) {
+            FreeRtosKernelObject task(server);
+            unsigned int nameAddress = 0;
+            std::string name;
+            if (!task.bind("tskTaskControlBlock", owner) || !task.memberAddress("pcTaskName", nameAddress) ||
+                !readString(server, nameAddress, kNameLength, name)) {
+                return false;
+            }
+            waiting += name;
+            if (index + 1 < count) {
+                waiting += ", ";
+            }
+            return true;
+        });
+    }
+    if (!result) {
+        waiting = "N/A";
+    }
+    // Unlike every other address of this driver, in decimal.
+    node.addChild(leaf(std::to_string(address), "Address"));
+    node.addChild(leaf(number, "Number"));
+    node.addChild(leaf(value, "Value"));
+    node.addChild(leaf(waiting, "Waiting tasks"));
+    return result;
 }
