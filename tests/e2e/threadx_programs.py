@@ -164,9 +164,10 @@ def elf_symbols(elf):
 class Image:
     """A built program with its symbols; answers the questions of the checks."""
 
-    def __init__(self, program, fixtures_dir, sources_dir):
+    def __init__(self, program, fixtures_dir, sources_dir, elf=None):
+        """elf: a copy of the built program to use in its place."""
         self.program = program
-        self.elf = os.path.join(fixtures_dir, program.elf_name)
+        self.elf = elf or os.path.join(fixtures_dir, program.elf_name)
         self.source = os.path.join(sources_dir, SOURCE)
         self.symbols = elf_symbols(self.elf)
         self.core_pc = None
