@@ -11,7 +11,7 @@ First session, tarnwick with --rtos threadx --rtos_variant <core>:
     the running thread), bt (three frames, ending in the thread's entry function);
   - monitor rtos state, monitor rtos -t state, monitor rtos -m state: the expected texts;
   - back on main, stepi: pc one instruction on, and the same threads; continue: the same again;
-  - kill: tarnwick ends in order.
+  - kill: tarnwick ends in order; its log shows the kernel first read at the second stop.
 Second session, a new tarnwick and a new GDB to the same simulator: the kernel detected without --rtos and, on
 the M profile, the core too (no --rtos_variant; the CPUID register is read); the same threads and registers.
 """
@@ -207,11 +207,20 @@ def expect_log(process, lines, what):
             fail("%s: the log lacks %r" % (what, line), process)
 
 
+def check_driver_waits(proxy, name):
+    """The kernel is first read at the second stop: the reply to "?" and the one to the continue come before."""
+    log = proxy.stdout()
+    stop = "Reply: T Signal: 5\n"
+    first_read = log.find("Kernel is running: true\n")
+    if first_read < 0 or log.count(stop, 0, first_read) != 2:
+        fail("%s: the kernel was not first read at the second stop" % name, proxy)
+
+
 def first_session(session, args, image, sim_port):
     listen_port = harness.free_port()
     proxy = session.start_tarnwick(args.tarnwick, sim_port, listen_port, [
         "--file", image.elf, "--debug_info_cache", session.path("target.proxy_cache"), "--rtos", "threadx",
-        "--rtos_variant", image.program.variant], name="tarnwick_first")
+        "--rtos_variant", image.program.variant, "--loglevel", "15"], name="tarnwick_first")
     name = "first session"
     parts = run_gdb(session, first_session_commands(session, image, listen_port), "gdb_first", proxy)
     check_rows(parts, "first stop", [(True, 1, 1, "1 RUNNING", image.frame_text(tx.RUNNING))], name)
@@ -223,7 +232,8 @@ def first_session(session, args, image, sim_port):
     if section(parts, "kill", name) != "[Inferior 1 (Remote target) killed]\n":
         raise AssertionError("%s: kill printed %r" % (name, parts["kill"]))
     wait_ended(proxy, name)
-    expect_log(proxy, ["Loading RTOS driver... ThreadX\n"], name)
+    expect_log(proxy, ["Loading RTOS driver... ThreadX\n", "Port driver loaded: %s\n" % image.program.variant], name)
+    check_driver_waits(proxy, name)
 
 
 def second_session(session, args, image, sim_port):
