@@ -3,7 +3,7 @@
 Each program holds five threads whose saved contexts are laid out by target_frames.h. This module states the
 same layouts independently, as the kernel's ports store them, and from the program's symbols works out every
 register that GDB must see for each thread, the lines of its backtrace, and the registers the simulator's core
-starts with (those of the running thread). It also runs a program: simulator, tarnwick, GDB script.
+starts with (those of the running thread); and it starts the simulator for a program and reads GDB's output.
 """
 
 import os
@@ -337,10 +337,11 @@ def register_values(text):
             if found]
 
 
-def expected_rows(image, running=RUNNING, first_number=2):
-    """info threads after the second stop: every thread, by ascending id, the running one marked."""
+def expected_rows(image):
+    """info threads after the second stop: every thread by ascending id, numbered from 2 on (1 was the
+    core's thread of the first stop), the running one marked."""
     rows = []
-    for number, thread in enumerate(sorted(THREAD_ORDER, key=image.thread_id), first_number):
-        extra = thread + (" RUNNING" if thread == running else "")
-        rows.append((thread == running, number, image.thread_id(thread), extra, image.frame_text(thread)))
+    for number, thread in enumerate(sorted(THREAD_ORDER, key=image.thread_id), 2):
+        extra = thread + (" RUNNING" if thread == RUNNING else "")
+        rows.append((thread == RUNNING, number, image.thread_id(thread), extra, image.frame_text(thread)))
     return rows
