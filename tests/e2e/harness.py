@@ -104,6 +104,20 @@ def wait_for_port_line(process, pattern, label, timeout):
     raise HarnessError("%s did not listen within %.0f s:\n%s" % (label, timeout, process.describe()))
 
 
+def wait_for_listening(process, port, timeout):
+    """Returns once some socket listens on port; fails if the process ends first or time runs out."""
+    deadline = time.monotonic() + timeout
+    while time.monotonic() < deadline:
+        if process.exited():
+            raise HarnessError("%s ended before it listened on port %d:\n%s" % (process.name, port,
+                                                                              process.describe()))
+        if is_listening(port):
+            return
+        time.sleep(0.02)
+    raise HarnessError("%s did not listen on port %d within %.0f s:\n%s" % (process.name, port, timeout,
+                                                                          process.describe()))
+
+
 def indent(text):
     return "\n".join("    | " + line for line in text.splitlines()) or "    | (empty)"
 
@@ -158,6 +172,12 @@ class Session:
         process = self.start(name, [sim_binary, "--port", "0", "--once"] + list(args) + [elf])
         return process, wait_for_port_line(process, SIM_READY, "the target simulator", timeout)
 
+    def start_target_sim_serving(self, sim_binary, elf, args=(), name="target_sim", timeout=5.0):
+        """Like start_target_sim, but the simulator serves one connection after another until the session
+        closes, so that a new client can reconnect to the same target."""
+        process = self.start(name, [sim_binary, "--port", "0"] + list(args) + [elf])
+        return process, wait_for_port_line(process, SIM_READY, "the target simulator", timeout)
+
     def start_qemu(self, machine, elf, name="qemu", timeout=5.0, attempts=3):
         """Starts qemu-system-arm halted at reset (-S) with its gdbstub on a free port of 127.0.0.1;
         returns (process, port) once the stub listens. A port taken meanwhile costs one more attempt."""
@@ -199,6 +219,13 @@ class Session:
             time.sleep(0.02)
         raise HarnessError("tarnwick did not listen for GDB on port %d within %.0f s:\n%s"
                            % (listen_port, timeout, process.describe()))
+
+    def start_tarnwick_options(self, tarnwick_binary, options_file, listen_port, timeout=5.0, name="tarnwick"):
+        """Starts the proxy with all its options from a file (-f); returns the process once it listens for GDB
+        on listen_port, which the file must name."""
+        process = self.start(name, [tarnwick_binary, "-f", options_file])
+        wait_for_listening(process, listen_port, timeout)
+        return process
 
     def run_gdb(self, commands, name="gdb", timeout=10.0):
         """Runs gdb-multiarch in batch mode on the command lines; the caller judges the result."""
