@@ -5,8 +5,8 @@
 # Building tarnwick, the target simulator and the Arm target programs, and running GDB through the proxy.
 tarnwick_build_packages=(cmake g++ make googletest libgtest-dev libgmock-dev gcc-arm-none-eabi
                          binutils-arm-none-eabi libnewlib-arm-none-eabi gdb-multiarch python3)
-# Everything the tests use besides: the QEMU suites.
-tarnwick_test_packages=("${tarnwick_build_packages[@]}" qemu-system-arm)
+# Everything the tests use besides: the QEMU suites, and dpkg-shlibdeps for the .deb's dependencies.
+tarnwick_test_packages=("${tarnwick_build_packages[@]}" qemu-system-arm dpkg-dev)
 
 # install_missing_packages PACKAGE...: installs those not installed yet with apt-get when run as root;
 # otherwise names them with the command that would install them and returns 1.

@@ -155,14 +155,26 @@ def expected_threads(kernel, table, stop_frame):
     return lines
 
 
+def stop_place(kernel):
+    """Line number, line text, file name and GDB's frame text of the breakpoint where the session stops."""
+    stop_function, stop_source, stop_text = kernel["stop"]
+    stop_number, stop_line = source_line(stop_source, stop_text)
+    stop_file = os.path.basename(stop_source)
+    return stop_number, stop_line, stop_file, "%s () at %s:%d" % (stop_function, stop_file, stop_number)
+
+
+def expected_info_threads(kernel_name, elf):
+    """GDB's "info threads" at the breakpoint, with "set filename-display basename" (also for other suites)."""
+    kernel = KERNELS[kernel_name]
+    return expected_threads(kernel, symbols(elf)[0], stop_place(kernel)[3])
+
+
 def expected_session(kernel, elf, port, breakpoint_address):
     table, at = symbols(elf)
     reset_function, reset_source, reset_text, reset_offset = kernel["reset"]
     reset_number, reset_line = source_line(reset_source, reset_text, reset_offset)
-    stop_function, stop_source, stop_text = kernel["stop"]
-    stop_number, stop_line = source_line(stop_source, stop_text)
-    stop_file = os.path.basename(stop_source)
-    stop_frame = "%s () at %s:%d" % (stop_function, stop_file, stop_number)
+    stop_function = kernel["stop"][0]
+    stop_number, stop_line, stop_file, stop_frame = stop_place(kernel)
     running = table[kernel["threads"][0][0]][0]
     blocked_symbol, _, blocked_pc = kernel["threads"][kernel["blocked"] - 2]
     r4, lr, pc = kernel["frame"]
