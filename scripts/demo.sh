@@ -174,7 +174,8 @@ commands=("target remote 127.0.0.1:$port" "break $stop_at" "continue" "info thre
 echo "== $about"
 echo "== The saved frames hold marker words, not code addresses: $frames"
 echo "== target_sim --port 0 --once --ram 0x20000000:0x10000 $program.elf: listening on port $server_port"
-echo "== tarnwick --port $port ${tarnwick_args[*]}"
+shown=${tarnwick_args[*]}
+echo "== tarnwick --port $port ${shown//$PWD\//}"
 echo "== gdb-multiarch $program.elf, through tarnwick"
 # In the background, so that a signal to this script is handled at once rather than after GDB.
 start "$scratch/gdb.log" timeout 60 gdb-multiarch -nx -batch -x "$scratch/session.gdb"

@@ -221,6 +221,11 @@ def expected_session(kernel, elf, port, breakpoint_address):
     return lines, table[stop_function]
 
 
+def shown_path(path):
+    """A path as the demo prints it: relative to the top of the tree when it lies inside."""
+    return path[len(SOURCE_DIR) + 1:] if path.startswith(SOURCE_DIR + os.sep) else path
+
+
 def run_demo(args, kernel_name, env=None, timeout=DEMO_TIMEOUT):
     environment = dict(os.environ, TARNWICK_BUILD_DIR=args.build_dir, **(env or {}))
     try:
@@ -257,7 +262,7 @@ def check_kernel(args, kernel_name):
     scratch = os.path.dirname(cache)
     expected_tarnwick = ("--server_connection 127.0.0.1:%d --file %s --rtos %s --rtos_variant %s "
                          "--debug_info_cache %s/%s.elf.proxy_cache --gdbserver_connect_timeout 5"
-                         % (server_port, elf, driver, variant, scratch, kernel["program"]))
+                         % (server_port, shown_path(elf), driver, variant, scratch, kernel["program"]))
     if sim_header.group(1) != kernel["program"] + ".elf" or tarnwick_header.group(2) != expected_tarnwick:
         raise AssertionError("unexpected headers:\n%s\nexpected tarnwick's arguments: %s" % (
             harness.indent("\n".join(lines[2:4])), expected_tarnwick))
