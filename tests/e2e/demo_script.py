@@ -292,7 +292,39 @@ def check_kernel(args, kernel_name):
     if console != expected_console:
         raise AssertionError("tarnwick's console differs:\n" + differences(expected_console, console))
     check_left_nothing([server_port, port], scratch)
+    if kernel_name == "freertos":
+        check_readme(lines)
     print("scripts/demo.sh %s: %d lines as expected" % (kernel_name, len(lines)))
+
+
+def variable_parts(lines):
+    """The texts of a demo transcript that differ from run to run: ports, the scratch folder, the program's path."""
+    sim, tarnwick = HEADER_SIM.match(lines[2]), HEADER_TARNWICK.match(lines[3])
+    arguments = tarnwick.group(2).split(" ")
+    cache = arguments[arguments.index("--debug_info_cache") + 1]
+    return [(os.path.dirname(cache), "<scratch>"), (arguments[arguments.index("--file") + 1], "<elf>"),
+            (sim.group(2), "<server port>"), (tarnwick.group(1), "<port>")]
+
+
+def normalised(lines):
+    text = "\n".join(lines)
+    for value, name in variable_parts(lines):
+        text = re.sub(r"(?<![0-9A-Za-z])%s(?![0-9A-Za-z])" % re.escape(value), name, text)
+    # Which peer closes first after detach is their race.
+    text = re.sub(r"^Lost connection to GDB (Server|Client)$", "Lost connection to <peer>", text, flags=re.M)
+    return text.split("\n")
+
+
+def check_readme(lines):
+    """The README shows a real transcript: the same lines, but for ports and paths."""
+    with open(os.path.join(SOURCE_DIR, "README.md")) as readme:
+        text = readme.read()
+    start = text.index("$ scripts/demo.sh\n") + len("$ scripts/demo.sh\n")
+    shown = text[start:text.index("\n```", start)].split("\n")
+    actual = normalised(lines[:lines.index("Proxy stopped.") + 1])
+    if normalised(shown) != actual:
+        raise AssertionError("README.md's transcript is not what the demo prints:\n" +
+                             differences(actual, normalised(shown)))
 
 
 def fake_gdb(directory, body):
