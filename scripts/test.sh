@@ -4,22 +4,8 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-packages=(cmake g++ make googletest libgtest-dev libgmock-dev gcc-arm-none-eabi binutils-arm-none-eabi
-          libnewlib-arm-none-eabi gdb-multiarch qemu-system-arm python3)
-missing=()
-for package in "${packages[@]}"; do
-    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" || missing+=("$package")
-done
-if [ ${#missing[@]} -gt 0 ]; then
-    if [ "$(id -u)" -ne 0 ]; then
-        echo "Missing packages: ${missing[*]}"
-        echo "Install them with: sudo apt-get install --no-install-recommends ${missing[*]}"
-        exit 1
-    fi
-    echo "Installing: ${missing[*]}"
-    apt-get update -qq
-    DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
-fi
+. scripts/packages.sh
+install_missing_packages "${tarnwick_test_packages[@]}"
 
 build_dir=${TARNWICK_BUILD_DIR:-build}
 cmake_args=(-DCMAKE_BUILD_TYPE=RelWithDebInfo)

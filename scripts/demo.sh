@@ -1,0 +1,202 @@
+#!/usr/bin/env bash
+# GDB sees the tasks of a kernel through tarnwick, in one command:
+#
+#     scripts/demo.sh            a FreeRTOS kernel on a Cortex-M4F
+#     scripts/demo.sh threadx    a ThreadX kernel on a Cortex-M4
+#
+# Installs what is missing (as root, like scripts/test.sh), builds into build/ (or $TARNWICK_BUILD_DIR) what
+# is not built yet, serves a kernel snapshot of our own from the target simulator, starts tarnwick in front of
+# it and runs gdb-multiarch through tarnwick. Prints the session and tarnwick's console. Every process it starts
+# is ended on the way out; every wait has a time limit; any failure exits non-zero with the logs.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+kernel=${1:-freertos}
+# What the snapshot holds: the program, the port layer, where GDB stops, and a task that waits on an object.
+case "$kernel" in
+freertos)
+    program=freertos_snapshot variant=ARM_CM4F stop_at=main blocked_thread=6
+    about="a FreeRTOS kernel stopped with 12 tasks, queues, semaphores, mutexes and timers (Cortex-M4F)"
+    frames="word i of task n's saved frame is 0xc0de0000 | n << 8 | i (SensorFusionManager is task 4, pc its word 15)"
+    ;;
+threadx)
+    program=threadx_state variant=cortex_m4 stop_at=_start blocked_thread=4
+    about="a ThreadX kernel stopped with 13 threads and one or more objects of every kind (Cortex-M4)"
+    frames="the word at byte offset o of a thread's saved frame is its tag | o (uart rx: tag 0x13000000, pc at 60)"
+    ;;
+*)
+    echo "usage: scripts/demo.sh [freertos|threadx]" >&2
+    exit 2
+    ;;
+esac
+
+. scripts/packages.sh
+install_missing_packages "${tarnwick_build_packages[@]}"
+
+build_dir=${TARNWICK_BUILD_DIR:-build}
+tarnwick=$build_dir/tarnwick
+target_sim=$build_dir/tests/support/target_sim/target_sim
+elf=$build_dir/tests/fixtures/$program.elf
+if [ ! -x "$tarnwick" ] || [ ! -x "$target_sim" ] || [ ! -f "$elf" ]; then
+    echo "== Building tarnwick, the target simulator and $program.elf into $build_dir/"
+    if [ ! -f "$build_dir/CMakeCache.txt" ]; then
+        cmake -S . -B "$build_dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo
+    fi
+    cmake --build "$build_dir" -j "$(nproc)" --target tarnwick target_sim "fixture_$program"
+fi
+tarnwick=$(realpath "$tarnwick")
+target_sim=$(realpath "$target_sim")
+elf=$(realpath "$elf")
+
+scratch=$(mktemp -d "${TMPDIR:-/tmp}/tarnwick-demo.XXXXXX")
+pids=()
+# alive PID: the child runs (an ended child that is not reaped yet is a zombie, "Z").
+alive() {
+    local stat
+    stat=$(cat "/proc/$1/stat" 2>/dev/null) || return 1
+    [ "$(echo "${stat##*)}" | cut -d' ' -f2)" != Z ]
+}
+
+# SIGTERM, then SIGKILL to what still runs after two seconds: tarnwick waiting for GDB heeds only a second
+# signal. Only our own children, by their pids.
+cleanup() {
+    local pid tenths=20
+    for pid in "${pids[@]}"; do
+        kill "$pid" 2>/dev/null || true
+    done
+    for pid in "${pids[@]}"; do
+        while alive "$pid" && [ "$tenths" -gt 0 ]; do
+            sleep 0.1
+            tenths=$((tenths - 1))
+        done
+        alive "$pid" && { kill -KILL "$pid" 2>/dev/null || true; }
+        wait "$pid" 2>/dev/null || true
+    done
+    rm -rf "$scratch"
+}
+trap cleanup EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM
+
+# start LOG COMMAND...: runs the command in the background with its output in LOG; its pid is in $started.
+# Every child starts here, so that the way out ends exactly those still running.
+start() {
+    local log=$1
+    shift
+    "$@" >"$log" 2>&1 </dev/null &
+    started=$!
+    pids+=("$started")
+}
+
+# reap PID: waits for the child and returns its exit status; from then on its pid is no longer ours.
+reap() {
+    local pid=$1 status=0 kept=() other
+    wait "$pid" || status=$?
+    for other in "${pids[@]}"; do
+        [ "$other" = "$pid" ] || kept+=("$other")
+    done
+    pids=("${kept[@]}")
+    return "$status"
+}
+
+fail() {
+    echo "demo.sh: FAILED: $*" >&2
+    local log
+    for log in "$scratch"/*.log; do
+        [ -f "$log" ] || continue
+        echo "---- $(basename "$log")" >&2
+        cat "$log" >&2
+    done
+    exit 1
+}
+
+# wait_for_line PID LOG PATTERN SECONDS: the first line of LOG that matches the extended regular expression,
+# once it is there; fails if the process ends first or time runs out.
+wait_for_line() {
+    local pid=$1 log=$2 pattern=$3 tenths=$(($4 * 10)) line
+    while [ "$tenths" -gt 0 ]; do
+        line=$(grep -E -m1 "$pattern" "$log" 2>/dev/null || true)
+        if [ -n "$line" ]; then
+            echo "$line"
+            return 0
+        fi
+        kill -0 "$pid" 2>/dev/null || return 1
+        sleep 0.1
+        tenths=$((tenths - 1))
+    done
+    return 1
+}
+
+free_port() {
+    python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'
+}
+
+# The target simulator serves the program's memory as it was linked: the kernel as it stood at one moment.
+start "$scratch/target_sim.log" "$target_sim" --port 0 --once --ram 0x20000000:0x10000 "$elf"
+line=$(wait_for_line "$started" "$scratch/target_sim.log" '^target_sim: listening on port [0-9]+$' 10) ||
+    fail "the target simulator did not start listening"
+server_port=${line##* }
+
+# tarnwick in front of it; a port taken meanwhile by someone else costs one more attempt.
+tarnwick_args=(--server_connection "127.0.0.1:$server_port" --file "$elf" --rtos "$kernel"
+               --rtos_variant "$variant" --debug_info_cache "$scratch/$program.elf.proxy_cache"
+               --gdbserver_connect_timeout 5)
+for attempt in 1 2 3; do
+    port=$(free_port)
+    start "$scratch/tarnwick.log" "$tarnwick" --port "$port" "${tarnwick_args[@]}"
+    tarnwick_pid=$started
+    if wait_for_line "$tarnwick_pid" "$scratch/tarnwick.log" "^Listen for GDB connection on port: $port " 10 \
+        >/dev/null; then
+        break
+    fi
+    if ! grep -q "Failed listen for incoming connections" "$scratch/tarnwick.log" || [ "$attempt" -eq 3 ]; then
+        fail "tarnwick did not start listening for GDB"
+    fi
+    reap "$tarnwick_pid" || true
+done
+
+# GDB's session: each command is echoed as typed before its output.
+commands=("target remote 127.0.0.1:$port" "break $stop_at" "continue" "info threads"
+          "thread $blocked_thread" "bt" "info registers r4 lr pc sp" "monitor rtos state" "detach")
+{
+    echo "set pagination off"
+    echo "set confirm off"
+    echo "set width 0"
+    echo "set filename-display basename"
+    echo "set tcp connect-timeout 5"
+    echo "file $elf"
+    for command in "${commands[@]}"; do
+        printf 'echo (gdb) %s\\n\n' "$command"
+        echo "$command"
+    done
+} >"$scratch/session.gdb"
+
+echo "== $about"
+echo "== The saved frames hold marker words, not code addresses: $frames"
+echo "== target_sim --port 0 --once --ram 0x20000000:0x10000 $program.elf: listening on port $server_port"
+shown=${tarnwick_args[*]}
+echo "== tarnwick --port $port ${shown//$PWD\//}"
+echo "== gdb-multiarch $program.elf, through tarnwick"
+# In the background, so that a signal to this script is handled at once rather than after GDB.
+start "$scratch/gdb.log" timeout 60 gdb-multiarch -nx -batch -x "$scratch/session.gdb"
+status=0
+reap "$started" || status=$?
+cat "$scratch/gdb.log"
+[ "$status" -eq 0 ] || fail "gdb-multiarch exited with status $status"
+
+# tarnwick ends when GDB has gone.
+for _ in $(seq 50); do
+    kill -0 "$tarnwick_pid" 2>/dev/null || break
+    sleep 0.1
+done
+kill -0 "$tarnwick_pid" 2>/dev/null && fail "tarnwick did not end after GDB detached"
+tarnwick_status=0
+reap "$tarnwick_pid" || tarnwick_status=$?
+echo "== tarnwick's console"
+cat "$scratch/tarnwick.log"
+[ "$tarnwick_status" -eq 0 ] || fail "tarnwick exited with status $tarnwick_status"
+
+# Loud about a session that ran but did not show the kernel.
+threads=$(grep -cE '^[* ] +[0-9]+ +Thread [0-9]+ \(' "$scratch/gdb.log" || true)
+[ "$threads" -gt 1 ] || fail "info threads listed $threads kernel threads"
+grep -qx "Kernel state : Started" "$scratch/gdb.log" || fail "monitor rtos state did not show a started kernel"
