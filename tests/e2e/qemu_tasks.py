@@ -12,8 +12,9 @@ Cases, one CTest test each (--case):
                        switches acknowledgements off and reads one inlined target.xml.
   determinism          the _det builds stop at the n-th hit of a breakpoint with the same memory every run.
 
-The checks of GDB's thread view (info threads, thread N, bt) need tarnwick's FreeRTOS driver; their hooks
-stand below and are run only with --thread-checks.
+Through tarnwick the cm3 and cm4f cases also check GDB's thread view at each stop: info threads lists every
+task, the stopped one current; thread N and info registers give each switched-out task's saved frame with
+sp past it; bt reaches the task's entry function.
 """
 
 import argparse
@@ -110,11 +111,11 @@ def stop_dump(program):
     return lines + ["echo @end\\n"]
 
 
-def session_commands(program, elf, port):
+def session_commands(program, elf, port, thread_view=False):
     lines = gdb_prelude(elf, port)
     lines += ["break " + name for name in FAULT_FUNCTIONS + program.breakpoints]
     for _ in range(STOPS):
-        lines += ["continue"] + stop_dump(program)
+        lines += ["continue"] + stop_dump(program) + (THREAD_VIEW if thread_view else [])
     return lines + ["detach"]
 
 
@@ -299,23 +300,110 @@ def hexwords(words):
     return " ".join("%08x" % word for word in words)
 
 
-# Hooks for tarnwick's FreeRTOS driver. Each receives the session's GDB output and the stops checked above.
-def check_info_threads(program, stops, output):
-    """To come with the driver: "info threads" lists one thread per task, id the TCB address, the current
-    one being the task of the breakpoint."""
-    raise NotImplementedError("needs tarnwick's FreeRTOS driver")
+# GDB's thread view through tarnwick's FreeRTOS driver, printed after each stop's dump.
+THREAD_VIEW = ["echo @threads\\n", "info threads", "echo @registers\\n", "thread apply all info registers",
+               "echo @backtraces\\n", "thread apply all bt", "echo @view-end\\n"]
+THREAD_LINE = re.compile(r"^(\*)?\s+(\d+)\s+Thread (\d+) \((.*?)\)\s")
+THREAD_HEADER = re.compile(r"^Thread (\d+) \(Thread (\d+) \((.*?)\)\):$")
+REGISTER_LINE = re.compile(r"^(\w+)\s+(0x[0-9a-f]+)\s")
+FRAME_LINE = re.compile(r"^#(\d+)\s+(?:0x[0-9a-f]+ in )?(\S+) \(")
+CORE_REGISTERS = ["r%d" % number for number in range(13)] + ["sp", "lr", "pc", "xpsr"]
 
 
-def check_thread_select(program, stops, output):
-    """To come with the driver: "thread N" for each switched-out task gives the registers of its frame
-    (pc, sp past the frame, r4-r11 as saved)."""
-    raise NotImplementedError("needs tarnwick's FreeRTOS driver")
+def parse_thread_views(output):
+    """One dictionary per stop: 'threads' maps a thread id to (GDB's number, its label, current or not),
+    'registers' and 'frames' map a thread id to its register values and its backtrace's function names."""
+    views, view, section, thread = [], None, None, None
+    for line in output.splitlines():
+        if line == "@threads":
+            view, section = {"threads": {}, "registers": {}, "frames": {}}, "threads"
+        elif view is None:
+            continue
+        elif line in ("@registers", "@backtraces"):
+            section, thread = ("registers" if line == "@registers" else "frames"), None
+        elif line == "@view-end":
+            views.append(view)
+            view = None
+        elif section == "threads" and THREAD_LINE.match(line):
+            current, number, tid, label = THREAD_LINE.match(line).groups()
+            view["threads"][int(tid)] = (int(number), label, current == "*")
+        elif THREAD_HEADER.match(line):
+            thread = int(THREAD_HEADER.match(line).group(2))
+            view[section][thread] = {} if section == "registers" else []
+        elif thread is not None and section == "registers" and REGISTER_LINE.match(line):
+            name, value = REGISTER_LINE.match(line).groups()
+            view["registers"][thread][name] = int(value, 16)
+        elif thread is not None and section == "frames" and FRAME_LINE.match(line):
+            view["frames"][thread].append(FRAME_LINE.match(line).group(2))
+    return views
 
 
-def check_backtrace(program, stops, output):
-    """To come with the driver: "bt" in a switched-out task starts in the function of its saved pc and
-    reaches the task's entry function."""
-    raise NotImplementedError("needs tarnwick's FreeRTOS driver")
+def saved_registers(program, words, top):
+    """The registers a switched-out task's frame holds, with sp past the frame (and past the alignment word
+    that bit 9 of xPSR announces), as the FreeRTOS port driver of the core reports them."""
+    if program.frame_words == 16:
+        base, size = 8, 64
+    elif words[8] & EXC_RETURN_NO_FP:
+        base, size = 9, 68
+    else:
+        base, size = 25, 204
+    values = dict(zip(["r%d" % number for number in range(4, 12)], words[0:8]))
+    values.update(zip(["r0", "r1", "r2", "r3", "r12", "lr", "pc", "xpsr"], words[base:base + 8]))
+    values["sp"] = top + size + (4 if values["xpsr"] & 0x200 else 0)
+    return values
+
+
+def thread_views(stops, output):
+    views = parse_thread_views(output)
+    if len(views) != len(stops):
+        raise AssertionError("%d thread views printed for %d stops" % (len(views), len(stops)))
+    return views
+
+
+def check_info_threads(program, stops, output, symbols):
+    """info threads lists one thread per task, its id the address of the TCB and its label the task's name;
+    the current one is the task of the breakpoint, labelled RUNNING."""
+    for index, (stop, view) in enumerate(zip(stops, thread_views(stops, output))):
+        expected = {}
+        for task in program.tasks:
+            tcb = symbols.address(task.tcb)
+            running = tcb == stop["current"]
+            expected[tcb] = (task.name + " RUNNING" if running else task.name, running)
+        shown = {tid: (label, current) for tid, (_, label, current) in view["threads"].items()}
+        if shown != expected:
+            raise AssertionError("stop %d: info threads shows %s, expected %s" % (index + 1, shown, expected))
+
+
+def check_thread_select(program, stops, output, symbols):
+    """thread N and info registers for each switched-out task give the words of its saved frame, with sp
+    past the frame."""
+    for index, (stop, view) in enumerate(zip(stops, thread_views(stops, output))):
+        for task in program.tasks:
+            tcb = symbols.address(task.tcb)
+            if tcb == stop["current"]:
+                continue
+            expected = saved_registers(program, stop["frames"][task.name], stop["tasks"][task.name]["top"])
+            shown = view["registers"].get(tcb, {})
+            wrong = ["%s 0x%x, not 0x%x" % (name, shown.get(name, -1), expected[name])
+                     for name in CORE_REGISTERS if shown.get(name) != expected[name]]
+            if wrong:
+                raise AssertionError("stop %d: the registers of %s: %s" % (index + 1, task.name, "; ".join(wrong)))
+
+
+def check_backtrace(program, stops, output, symbols):
+    """bt in a switched-out task shows the function of its saved pc (behind the frames of functions inlined
+    there) and, from there, reaches the task's entry function."""
+    for index, (stop, view) in enumerate(zip(stops, thread_views(stops, output))):
+        for task in program.tasks:
+            tcb = symbols.address(task.tcb)
+            if tcb == stop["current"]:
+                continue
+            frames = view["frames"].get(tcb, [])
+            saved = symbols.function_at(view["registers"][tcb]["pc"])
+            entry = task.functions[0]
+            if saved not in frames or entry not in frames[frames.index(saved):]:
+                raise AssertionError("stop %d: bt of %s is %s; expected %s first and %s on the way"
+                                     % (index + 1, task.name, frames, saved, entry))
 
 
 VARIANTS = {"qemu_sched_cm3.elf": "ARM_CM3", "qemu_sched_cm4f.elf": "ARM_CM4F"}
@@ -347,13 +435,19 @@ def program_case(args, key):
                 session.start_tarnwick(args.tarnwick, port, listen, tarnwick_arguments(session, program, elf))
                 port = listen
             label = "%s via %s" % (program.elf, "tarnwick and the adapter" if route == "tarnwick" else "the adapter")
-            result = run_gdb_checked(session, session_commands(program, elf, port), "gdb_" + route)
+            commands = session_commands(program, elf, port, thread_view=route == "tarnwick")
+            result = run_gdb_checked(session, commands, "gdb_" + route)
             stops = parse_stops(result.stdout)
-            hits = Checker(program, elf, label).check(stops)
+            checker = Checker(program, elf, label)
+            hits = checker.check(stops)
             print("%s: %s" % (label, " ".join(name for name, _ in hits)))
-            if route == "tarnwick" and args.thread_checks:
-                for hook in (check_info_threads, check_thread_select, check_backtrace):
-                    hook(program, stops, result.stdout)
+            if route == "tarnwick":
+                for check in (check_info_threads, check_thread_select, check_backtrace):
+                    try:
+                        check(program, stops, result.stdout, checker.symbols)
+                    except AssertionError as failure:
+                        raise AssertionError("%s: %s" % (label, failure))
+                print("%s: info threads, the saved frames and bt of every switched-out task as expected" % label)
 
 
 def registers_case(args):
@@ -490,7 +584,6 @@ def main():
                         choices=["cm3", "cm4f", "registers", "acknowledgements", "determinism"])
     parser.add_argument("--tarnwick", required=True)
     parser.add_argument("--fixtures", required=True, help="directory of the built target programs")
-    parser.add_argument("--thread-checks", action="store_true", help="run the hooks that need the FreeRTOS driver")
     parser.add_argument("--keep-files", action="store_true", help="keep the scratch directory for inspection")
     args = parser.parse_args()
     args.tarnwick = os.path.abspath(args.tarnwick)
@@ -500,7 +593,7 @@ def main():
              "determinism": lambda: determinism_case(args)}
     try:
         cases[args.case]()
-    except (AssertionError, harness.HarnessError, NotImplementedError) as failure:
+    except (AssertionError, harness.HarnessError) as failure:
         print("FAIL: %s" % failure)
         return 1
     return 0
