@@ -7,9 +7,12 @@ Cases, one CTest test each (--case):
                        task's own code; on the Cortex-M4F the floating-point task's frame is the extended one.
   registers            the register set GDB builds at reset is the same straight from QEMU, through the
                        adapter (which inlines the annexes of target.xml) and through tarnwick and the adapter.
-  acknowledgements     tarnwick straight to QEMU, acknowledgements on: debugging works, every packet is
-                       acknowledged end to end, and GDB fetches QEMU's annexes itself; through the adapter GDB
-                       switches acknowledgements off and reads one inlined target.xml.
+  acknowledgements     tarnwick straight to QEMU, acknowledgements on, played by a scripted acknowledging
+                       client: tarnwick takes QEMU's '+' for the reply to target.xml and to the first g,
+                       every symbol question gets the client's '+' ("Symbol lookup. Reply failure"), no
+                       kernel is found and only thread 1 is shown; through the adapter GDB switches
+                       acknowledgements off and reads one inlined target.xml; with QEMU's includes kept,
+                       tarnwick's target description stays empty and switched-out tasks show all zeros.
   determinism          the _det builds stop at the n-th hit of a breakpoint with the same memory every run.
 
 Through tarnwick the cm3 and cm4f cases also check GDB's thread view at each stop: info threads lists every
@@ -22,8 +25,10 @@ import collections
 import difflib
 import os
 import re
+import socket
 import subprocess
 import sys
+import time
 
 import harness
 
@@ -513,26 +518,161 @@ def acknowledgement_session(session, elf, port, name):
     return remote_log(result.stderr)
 
 
+def rsp_frame(payload):
+    return b"$" + payload + b"#" + b"%02x" % (sum(payload) & 0xFF)
+
+
+class AcknowledgingClient:
+    """What GDB is towards a server that never offered QStartNoAckMode: it acknowledges every frame it
+    receives with '+' at once, and while it waits for the acknowledgement of its own packet it takes any
+    frame that comes instead for no reply (GDB logs "Packet instead of Ack, ignoring it" and acknowledges
+    it). Scripted, so that the exchange is the same in every run and needs none of GDB's time-outs."""
+
+    def __init__(self, port, timeout=5.0):
+        self.sock = socket.create_connection(("127.0.0.1", port), timeout=timeout)
+        self.timeout = timeout
+        self.data = b""
+
+    def send(self, payload):
+        self.sock.sendall(rsp_frame(payload))
+
+    def item(self):
+        """The next '+' or whole frame, acknowledging a frame as GDB does."""
+        deadline = time.monotonic() + self.timeout
+        while True:
+            if self.data[:1] == b"+":
+                self.data = self.data[1:]
+                return b"+"
+            end = self.data.find(b"#")
+            if self.data[:1] == b"$" and end >= 0 and len(self.data) >= end + 3:
+                raw, self.data = self.data[:end + 3], self.data[end + 3:]
+                self.sock.sendall(b"+")
+                return raw
+            if self.data and self.data[:1] not in b"+$":
+                raise AssertionError("the client received %r outside a frame" % self.data)
+            self.sock.settimeout(max(deadline - time.monotonic(), 0.01))
+            try:
+                chunk = self.sock.recv(65536)
+            except socket.timeout:
+                chunk = None
+            if not chunk:
+                raise AssertionError("no whole item within %.0f s; received so far %r" % (self.timeout, self.data))
+            self.data += chunk
+
+    def expect(self, items, step):
+        received = []
+        try:
+            for _ in items:
+                received.append(self.item())
+        except AssertionError as failure:
+            raise AssertionError("%s: after %r: %s" % (step, received, failure))
+        if received != list(items):
+            raise AssertionError("%s: the client received %r, expected %r" % (step, received, list(items)))
+
+    def quiet(self, step, seconds=0.3):
+        self.sock.settimeout(seconds)
+        try:
+            extra = self.sock.recv(65536)
+        except socket.timeout:
+            extra = b""
+        if self.data or extra:
+            raise AssertionError("%s: unexpected bytes %r" % (step, self.data + extra))
+
+
+def hex_text(text):
+    return text.encode().hex().encode()
+
+
+# QEMU 7.2's own replies, as its gdbstub sends them to a client that turned multiprocess ids off.
+QEMU_FEATURES = b"PacketSize=1000;qXfer:features:read+;vContSupported+;multiprocess+"
+QEMU_TARGET_XML = (b'l<?xml version="1.0"?><!DOCTYPE target SYSTEM "gdb-target.dtd"><target><architecture>arm'
+                   b'</architecture><xi:include href="arm-m-profile.xml"/><xi:include href="system-registers.xml"/>'
+                   b'</target>')
+QEMU_STOP = b"T05thread:01;"
+FREERTOS_SYMBOLS = ["xDelayedTaskList1", "xDelayedTaskList2", "xPendingReadyList", "xSuspendedTaskList",
+                    "pxReadyTasksLists", "uxTopReadyPriority", "uxTopUsedPriority", "xSchedulerRunning",
+                    "xQueueRegistry", "pxCurrentTCB", "pxCurrentTimerList", "ulTotalRunTime", "xQueueRegistrySize",
+                    "prvSetupFPU", "prvSetupMPU"]
+# The tabular text of the state command and the line end that every monitor reply adds.
+NO_KERNEL_STATE = "Driver : freeRTOS\n\nKernel state : No kernel found\n\n" + "\n"
+
+
+def acknowledged_exchange(client, elf):
+    """Plays the acknowledging client through tarnwick to QEMU and asserts every item it receives."""
+    symbols = ElfSymbols(elf)
+    client.send(b"qSupported:multiprocess-")
+    client.expect([b"+", rsp_frame(QEMU_FEATURES)], "qSupported")
+    # Taken by tarnwick, which reads QEMU's '+' as the reply and hands it to the client framed. QEMU's real
+    # reply follows through the loop, unread: at once if it came in a read of its own, else with the next
+    # bytes from QEMU. Either way the next packet goes to QEMU, not to an exchange of tarnwick's own, which
+    # would take the waiting reply for its own.
+    client.send(b"qXfer:features:read:target.xml:0,ffb")
+    client.expect([rsp_frame(b"+")], "target.xml")
+    client.send(b"?")
+    client.expect([rsp_frame(QEMU_TARGET_XML), b"+", rsp_frame(b"T05thread:1;")], "the first stop")
+    # Each question of the negotiation gets the client's '+' for an answer.
+    client.send(b"qSymbol::")
+    client.expect([rsp_frame(b"qSymbol:" + hex_text(name)) for name in FREERTOS_SYMBOLS] + [rsp_frame(b"OK")],
+                  "the symbol negotiation")
+    # The same for the first g, whose real reply comes with the next packet's.
+    client.send(b"g")
+    client.expect([rsp_frame(b"+")], "the first g")
+    worker = symbols.address("worker_step") & ~1
+    client.send(b"Z0,%x,2" % worker)
+    registers = client.item()
+    reset = "%08x" % (symbols.address("Reset_Handler") & ~1)
+    pc = "".join(reset[i - 2:i] for i in (8, 6, 4, 2)).encode()
+    if not re.match(rb"^\$[0-9a-f]{%d}#" % (17 * 8), registers) or registers[1 + 15 * 8:1 + 16 * 8] != pc:
+        raise AssertionError("the late reply to g is %r, not 17 registers with pc at Reset_Handler" % registers)
+    client.expect([b"+", rsp_frame(b"OK")], "a breakpoint in worker_step")
+    client.send(b"c")
+    client.expect([b"+", rsp_frame(b"T05thread:1;")], "the second stop")
+    client.send(b"qfThreadInfo")
+    client.expect([rsp_frame(b"m1")], "the thread list")
+    client.send(b"qRcmd," + hex_text("rtos state"))
+    client.expect([rsp_frame(hex_text(NO_KERNEL_STATE))], "monitor rtos state")
+    client.send(b"D")
+    client.expect([b"+", rsp_frame(b"OK")], "detach")
+    client.quiet("after detach")
+
+
+def acknowledged_log():
+    """tarnwick's lines (--loglevel 15) from GDB's connection on, for acknowledged_exchange."""
+    lines = ["Read target.xml. Failed parse reply", "Reply: T Signal: 5"]
+    lines += ["Symbol lookup. Reply failure"] * len(FREERTOS_SYMBOLS)
+    lines += ["SymbolTable::resolveDataStructures(), 0 ms", "Payload size: 0", "Reply: T Signal: 5",
+              "Symbol not found: xSchedulerRunning", "No kernel found.",
+              "Symbol not found: xSchedulerRunning", "Symbol not found: xDelayedTaskList1",
+              "Missing symbol: xQueueRegistry.", "Missing symbol: xQueueRegistry.", "Missing symbol: pxCurrentTimerList."]
+    return lines
+
+
 def acknowledgements_case(args):
     program = PROGRAMS["cm3"]
     elf = os.path.join(args.fixtures, program.elf)
     with harness.Session(keep_files=args.keep_files) as session:
         _, qemu_port = session.start_qemu(program.machine, elf, name="qemu_plain")
         listen = harness.free_port()
-        session.start_tarnwick(args.tarnwick, qemu_port, listen, tarnwick_arguments(session, program, elf),
-                               name="tarnwick_plain")
-        events = acknowledgement_session(session, elf, listen, "gdb_plain")
-        sent = [payload for kind, payload in events if kind == "sent"]
-        acks = [index for index, (kind, _) in enumerate(events) if kind == "ack"]
-        unacknowledged = [payload for index, (kind, payload) in enumerate(events)
-                          if kind == "sent" and (index + 1 not in acks)]
-        if "QStartNoAckMode" in sent or unacknowledged:
-            raise AssertionError("tarnwick to QEMU: acknowledgement mode did not stay on for every packet; "
-                                 "without an acknowledgement: %s" % unacknowledged)
-        annexes = [payload for payload in sent if payload.startswith("qXfer:features:read:arm-m-profile.xml:")]
-        if not annexes:
-            raise AssertionError("tarnwick to QEMU: GDB did not fetch QEMU's arm-m-profile.xml annex itself")
-        print("tarnwick to QEMU: %d packets, each acknowledged; GDB read the annexes itself" % len(sent))
+        proxy = session.start_tarnwick(args.tarnwick, qemu_port, listen,
+                                       tarnwick_arguments(session, program, elf) + ["--loglevel", "15"],
+                                       name="tarnwick_plain")
+        client = AcknowledgingClient(listen)
+        try:
+            acknowledged_exchange(client, elf)
+        finally:
+            client.sock.close()
+        try:
+            proxy.popen.wait(timeout=5)
+        except subprocess.TimeoutExpired:
+            raise AssertionError("tarnwick did not end after its client closed:\n" + proxy.describe())
+        log = proxy.stdout().splitlines()
+        connected = [index for index, line in enumerate(log) if line.startswith("Listen for GDB connection")]
+        shown = log[connected[0] + 1:] if connected else log
+        shown = [line for line in shown if line not in ("Lost connection to GDB Client", "Proxy stopped.")]
+        if shown != acknowledged_log():
+            raise AssertionError("tarnwick to QEMU: the log differs:\n%s\n%s" % (
+                "\n".join(difference(acknowledged_log(), shown)), proxy.describe()))
+        print("tarnwick to QEMU, acknowledgements on: every symbol lost to a '+', no kernel found, thread 1 only")
 
         _, qemu_port = session.start_qemu(program.machine, elf, name="qemu_adapted")
         _, adapter_port = session.start_qemu_adapter(ADAPTER, qemu_port, name="adapter")
@@ -552,6 +692,39 @@ def acknowledgements_case(args):
                 '<feature name="org.gnu.gdb.arm.m-profile">' not in replies[0] or "xi:include" in replies[0]:
             raise AssertionError("through the adapter: target.xml was not one inlined document:\n%s" % replies)
         print("through the adapter: no-ack mode after %d packets; one inlined target.xml" % switch)
+        include_only_case(session, args, program, elf)
+
+
+def include_only_case(session, args, program, elf):
+    """QEMU's target.xml as QEMU writes it, through the adapter with --keep-includes and tarnwick: GDB reads
+    the annexes itself, tarnwick finds no feature in the text it saw and keeps an empty target description,
+    so every switched-out task's g reply is all zeros, although its frame lies on its stack."""
+    _, qemu_port = session.start_qemu(program.machine, elf, name="qemu_includes")
+    _, adapter_port = session.start_qemu_adapter(ADAPTER, qemu_port, ["--keep-includes"], name="adapter_includes")
+    listen = harness.free_port()
+    session.start_tarnwick(args.tarnwick, adapter_port, listen, tarnwick_arguments(session, program, elf),
+                           name="tarnwick_includes")
+    commands = gdb_prelude(elf, listen, debug_remote=True) + ["break blinker_toggle", "continue"]
+    commands += stop_dump(program) + THREAD_VIEW + ["detach"]
+    result = run_gdb_checked(session, commands, "gdb_includes")
+    sent = [payload for kind, payload in remote_log(result.stderr) if kind == "sent"]
+    if not any(payload.startswith("qXfer:features:read:arm-m-profile.xml:") for payload in sent):
+        raise AssertionError("with the includes kept: GDB did not read arm-m-profile.xml itself")
+    stop = parse_stops(result.stdout)[0]
+    view = parse_thread_views(result.stdout)[0]
+    symbols = ElfSymbols(elf)
+    for task in program.tasks:
+        tcb = symbols.address(task.tcb)
+        shown = view["registers"].get(tcb, {})
+        if tcb == stop["current"]:
+            if shown.get("pc") != stop["pc"]:
+                raise AssertionError("with the includes kept: the running task's pc is %s" % shown.get("pc"))
+            continue
+        if [shown.get(name) for name in CORE_REGISTERS] != [0] * len(CORE_REGISTERS) or \
+                not any(stop["frames"][task.name]):
+            raise AssertionError("with the includes kept: %s shows %s over the frame %s" % (
+                task.name, shown, hexwords(stop["frames"][task.name])))
+    print("with QEMU's includes kept: GDB reads the annexes, every switched-out task's registers are 0")
 
 
 def snapshot(session, elf, machine, name):

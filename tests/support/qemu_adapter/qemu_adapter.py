@@ -6,7 +6,8 @@ target.xml. Towards QEMU this relay acknowledges every frame it receives and swa
 frames it sends. Towards its client it offers QStartNoAckMode+ in the qSupported reply, answers
 QStartNoAckMode itself and from then on sends no acknowledgement (it does acknowledge the client's frames
 before that, as a GDB server must, or GDB would not take its first replies), and it serves target.xml with
-every annex's <feature> elements put in place of the includes, in the chunks the client asks for.
+every annex's <feature> elements put in place of the includes, in the chunks the client asks for
+(--keep-includes leaves target.xml as QEMU writes it, so that the client reads the annexes itself).
 Like the server of a single-core probe, it takes any thread id that the client names in vCont, H and T
 packets for the one core: such an id goes to QEMU as the id of QEMU's own thread, so that a client which
 speaks of kernel threads (GDB behind tarnwick) can step and continue; QEMU itself answers E22 for an id it
@@ -154,8 +155,9 @@ class Peer:
 
 
 class Relay:
-    def __init__(self, client, qemu, reply_timeout, verbose):
+    def __init__(self, client, qemu, reply_timeout, verbose, inline=True):
         self.client = client
+        self.inline_annexes = inline
         self.qemu = qemu
         self.reply_timeout = reply_timeout
         self.verbose = verbose
@@ -233,7 +235,7 @@ class Relay:
         elif payload == b"QStartNoAckMode":
             self.reply(b"OK")
             self.client_acks = False
-        elif TARGET_XML_REQUEST.match(payload):
+        elif self.inline_annexes and TARGET_XML_REQUEST.match(payload):
             self.answer_target_xml(payload)
         else:
             mapped = core_thread_ids(payload, self.core_thread)
@@ -321,6 +323,8 @@ def main():
     parser.add_argument("--accept-timeout", type=float, default=30.0, help="seconds to wait for the client")
     parser.add_argument("--connect-timeout", type=float, default=5.0, help="seconds to reach QEMU")
     parser.add_argument("--reply-timeout", type=float, default=2.0, help="seconds for each reply of QEMU")
+    parser.add_argument("--keep-includes", action="store_true",
+                        help="pass target.xml and its annexes between client and QEMU as they are")
     parser.add_argument("-v", "--verbose", action="store_true", help="log every frame to standard error")
     args = parser.parse_args()
 
@@ -344,7 +348,7 @@ def main():
             sock.setblocking(True)
             sock.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
         relay = Relay(Peer("the client", client_sock), Peer("QEMU", qemu_sock), args.reply_timeout,
-                      args.verbose)
+                      args.verbose, inline=not args.keep_includes)
         print("qemu_adapter: " + relay.run(), flush=True)
         return 0
     except (RelayError, OSError) as error:
