@@ -88,8 +88,7 @@ class ElfSymbols:
 
 
 def gdb_prelude(elf, port, debug_remote=False):
-    lines = ["set pagination off", "set confirm off", "set width 0", "set tcp connect-timeout 5"]
-    lines += harness.GDB_QEMU_SETTINGS
+    lines = harness.GDB_PRELUDE + harness.GDB_QEMU_SETTINGS
     if debug_remote:
         lines += ["set debug remote 1", "set debug remote-packet-max-chars unlimited"]
     return lines + ["file " + elf, "target remote 127.0.0.1:%d" % port]
@@ -308,10 +307,7 @@ def hexwords(words):
 # GDB's thread view through tarnwick's FreeRTOS driver, printed after each stop's dump.
 THREAD_VIEW = ["echo @threads\\n", "info threads", "echo @registers\\n", "thread apply all info registers",
                "echo @backtraces\\n", "thread apply all bt", "echo @view-end\\n"]
-THREAD_LINE = re.compile(r"^(\*)?\s+(\d+)\s+Thread (\d+) \((.*?)\)\s")
 THREAD_HEADER = re.compile(r"^Thread (\d+) \(Thread (\d+) \((.*?)\)\):$")
-REGISTER_LINE = re.compile(r"^(\w+)\s+(0x[0-9a-f]+)\s")
-FRAME_LINE = re.compile(r"^#(\d+)\s+(?:0x[0-9a-f]+ in )?(\S+) \(")
 CORE_REGISTERS = ["r%d" % number for number in range(13)] + ["sp", "lr", "pc", "xpsr"]
 
 
@@ -329,17 +325,16 @@ def parse_thread_views(output):
         elif line == "@view-end":
             views.append(view)
             view = None
-        elif section == "threads" and THREAD_LINE.match(line):
-            current, number, tid, label = THREAD_LINE.match(line).groups()
-            view["threads"][int(tid)] = (int(number), label, current == "*")
+        elif section == "threads" and harness.THREAD_LINE.match(line):
+            view["threads"].update(harness.parse_info_threads([line]))
         elif THREAD_HEADER.match(line):
             thread = int(THREAD_HEADER.match(line).group(2))
             view[section][thread] = {} if section == "registers" else []
-        elif thread is not None and section == "registers" and REGISTER_LINE.match(line):
-            name, value = REGISTER_LINE.match(line).groups()
+        elif thread is not None and section == "registers" and harness.REGISTER_LINE.match(line):
+            name, value = harness.REGISTER_LINE.match(line).groups()
             view["registers"][thread][name] = int(value, 16)
-        elif thread is not None and section == "frames" and FRAME_LINE.match(line):
-            view["frames"][thread].append(FRAME_LINE.match(line).group(2))
+        elif thread is not None and section == "frames" and harness.FRAME_LINE.match(line):
+            view["frames"][thread].append(harness.FRAME_LINE.match(line).group(2))
     return views
 
 
