@@ -2,8 +2,10 @@
 
 The fake acknowledges every frame and sends its '+' and its reply in two writes, as QEMU does, serves
 target.xml with two <xi:include> annexes in chunks of at most 40 bytes with QEMU's escapes, answers a few
-packets from a table, refuses one frame once with '-', and stops the target after "c" or on 0x03. The test
-asserts every byte the client receives and every byte the fake receives.
+packets from a table, refuses one frame once with '-', and stops the target after "c" or on 0x03. The
+client names kernel threads in vCont, H and T packets, which reach the fake with the id of the fake's
+one thread, learnt from its stop replies. The test asserts every byte the client receives and every byte
+the fake receives.
 """
 
 import argparse
@@ -40,7 +42,18 @@ INLINED = (b'<?xml version="1.0"?><!DOCTYPE target SYSTEM "gdb-target.dtd"><targ
            b'</target>')
 QSUPPORTED = b"qSupported:multiprocess-;xmlRegisters=arm"
 QEMU_FEATURES = b"PacketSize=1000;qXfer:features:read+;vContSupported+;multiprocess+"
+# The fake's one thread is 01 until the step below reports it as 02.
+THREAD_PACKETS = [
+    (b"vCont;s:20000a40;c", b"vCont;s:01;c", b"T05thread:02;"),
+    (b"Hg20000810", b"Hg02", b"OK"),
+    (b"Hc-1", b"Hc-1", b"OK"),
+    (b"Hg0", b"Hg0", b"OK"),
+    (b"T20000810", b"T02", b"OK"),
+    (b"vCont;c:p1.-1", b"vCont;c:p1.-1", b"E22"),
+    (b"vCont;s:20000810", b"vCont;s:02", b"T05thread:02;"),
+]
 REPLIES = {QSUPPORTED: QEMU_FEATURES, b"m20000000,4": b"a5a5a5a5", b"m0,4": b"00000000"}
+REPLIES.update({received: reply for _, received, reply in THREAD_PACKETS})
 XFER = re.compile(rb"^qXfer:features:read:([^:]+):([0-9a-f]+),([0-9a-f]+)$")
 
 
@@ -172,6 +185,8 @@ def expected_qemu_bytes():
             out += frame(b"qXfer:features:read:%s:%x,%x" % (annex, offset, ADAPTER_CHUNK)) + b"+"
     out += frame(b"m20000000,4") + b"+"
     out += frame(b"m0,4") + frame(b"m0,4") + b"+"
+    for _, received, _ in THREAD_PACKETS:
+        out += frame(received) + b"+"
     out += frame(b"c") + b"+"
     out += frame(b"c") + b"\x03" + b"+"
     return out
@@ -204,6 +219,9 @@ def run(session):
     client.expect(frame(b"a5a5a5a5"), "a memory read after no-ack mode")
     client.send(frame(b"m0,4"))
     client.expect(frame(b"00000000"), "a frame QEMU refused once")
+    for sent, _, reply in THREAD_PACKETS:
+        client.send(frame(sent))
+        client.expect(frame(reply), sent.decode())
     client.send(frame(b"c"))
     client.expect(frame(b"T05thread:01;"), "continue")
     client.send(frame(b"c"))

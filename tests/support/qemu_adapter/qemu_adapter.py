@@ -6,7 +6,12 @@ target.xml. Towards QEMU this relay acknowledges every frame it receives and swa
 frames it sends. Towards its client it offers QStartNoAckMode+ in the qSupported reply, answers
 QStartNoAckMode itself and from then on sends no acknowledgement (it does acknowledge the client's frames
 before that, as a GDB server must, or GDB would not take its first replies), and it serves target.xml with
-every annex's <feature> elements put in place of the includes, in the chunks the client asks for.
+every annex's <feature> elements put in place of the includes, in the chunks the client asks for
+(--keep-includes leaves target.xml as QEMU writes it, so that the client reads the annexes itself).
+Like the server of a single-core probe, it takes any thread id that the client names in vCont, H and T
+packets for the one core: such an id goes to QEMU as the id of QEMU's own thread, so that a client which
+speaks of kernel threads (GDB behind tarnwick) can step and continue; QEMU itself answers E22 for an id it
+does not know. The ids 0 (any thread) and -1 (all threads) pass as they are.
 Everything else, stop replies and the break byte 0x03 included, passes unchanged in both directions.
 
 It serves one client, then exits. The line "qemu_adapter: listening on port N" tells the chosen port.
@@ -27,6 +32,12 @@ INCLUDE = re.compile(r"""<xi:include\s+href=["']([^"']+)["']\s*/>""")
 FEATURE = re.compile(r"<feature\b[^>]*?/>|<feature\b.*?</feature>", re.DOTALL)
 ANNEX_CHUNK = 0x7f0
 MAX_INCLUDE_DEPTH = 4
+# QEMU numbers the thread of its first (here only) CPU 1; a stop reply of QEMU's may say otherwise.
+QEMU_FIRST_THREAD = b"01"
+STOP_THREAD = re.compile(rb"^T[0-9a-fA-F]{2}(?:.*;)?thread:([^;]+);")
+H_PACKET = re.compile(rb"^(H[a-zA-Z])(.+)$")
+T_PACKET = re.compile(rb"^T([0-9a-fA-F]+)$")
+ANY_THREAD = (b"0", b"-1")
 
 
 class RelayError(Exception):
@@ -49,6 +60,27 @@ def escape_binary(data):
         else:
             out.append(byte)
     return bytes(out)
+
+
+def core_thread_ids(payload, core):
+    """payload with every thread id of a vCont action, an H packet or a T packet replaced by core; 0, -1
+    and the p<pid>.<tid> form of the multiprocess extension stay. Other packets come back unchanged."""
+    def one(thread):
+        return thread if thread in ANY_THREAD or thread.startswith(b"p") else core
+
+    if payload.startswith(b"vCont;"):
+        actions = []
+        for action in payload[len(b"vCont;"):].split(b";"):
+            name, colon, thread = action.partition(b":")
+            actions.append(name + colon + one(thread) if colon else action)
+        return b"vCont;" + b";".join(actions)
+    found = H_PACKET.match(payload)
+    if found:
+        return found.group(1) + one(found.group(2))
+    found = T_PACKET.match(payload)
+    if found:
+        return b"T" + one(found.group(1))
+    return payload
 
 
 def decode_binary(data):
@@ -123,14 +155,16 @@ class Peer:
 
 
 class Relay:
-    def __init__(self, client, qemu, reply_timeout, verbose):
+    def __init__(self, client, qemu, reply_timeout, verbose, inline=True):
         self.client = client
+        self.inline_annexes = inline
         self.qemu = qemu
         self.reply_timeout = reply_timeout
         self.verbose = verbose
         self.client_acks = True
         self.last_to_qemu = b""
         self.target_xml = None
+        self.core_thread = QEMU_FIRST_THREAD
 
     def log(self, direction, data):
         if self.verbose:
@@ -154,6 +188,9 @@ class Relay:
             self.log("<-qemu", raw)
             if kind == "frame":
                 self.qemu.send(b"+")
+                stopped = STOP_THREAD.match(decode_binary(raw[1:-3]))
+                if stopped:
+                    self.core_thread = stopped.group(1)
             self.to_client(raw)
 
     def ask_qemu(self, payload):
@@ -198,10 +235,11 @@ class Relay:
         elif payload == b"QStartNoAckMode":
             self.reply(b"OK")
             self.client_acks = False
-        elif TARGET_XML_REQUEST.match(payload):
+        elif self.inline_annexes and TARGET_XML_REQUEST.match(payload):
             self.answer_target_xml(payload)
         else:
-            self.to_qemu(raw)
+            mapped = core_thread_ids(payload, self.core_thread)
+            self.to_qemu(raw if mapped == payload else frame(mapped))
 
     def answer_qSupported(self, payload):
         features = self.ask_qemu(payload)
@@ -285,6 +323,8 @@ def main():
     parser.add_argument("--accept-timeout", type=float, default=30.0, help="seconds to wait for the client")
     parser.add_argument("--connect-timeout", type=float, default=5.0, help="seconds to reach QEMU")
     parser.add_argument("--reply-timeout", type=float, default=2.0, help="seconds for each reply of QEMU")
+    parser.add_argument("--keep-includes", action="store_true",
+                        help="pass target.xml and its annexes between client and QEMU as they are")
     parser.add_argument("-v", "--verbose", action="store_true", help="log every frame to standard error")
     args = parser.parse_args()
 
@@ -308,7 +348,7 @@ def main():
             sock.setblocking(True)
             sock.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
         relay = Relay(Peer("the client", client_sock), Peer("QEMU", qemu_sock), args.reply_timeout,
-                      args.verbose)
+                      args.verbose, inline=not args.keep_includes)
         print("qemu_adapter: " + relay.run(), flush=True)
         return 0
     except (RelayError, OSError) as error:
