@@ -34,6 +34,8 @@ if [ ${#targets[@]} -eq 0 ]; then
 fi
 declare -A max_len=([rsp_framing]=24576 [rsp_util]=8192 [options]=4096 [dump_parser]=65536
                     [target_description]=8192 [freertos_walk]=16384 [threadx_walk]=20480)
+# Seconds one input may take before it counts as a hang (see tests/fuzz/CMakeLists.txt).
+declare -A timeout=([rsp_framing]=60)
 
 if [ "$build" = 1 ]; then
     CC=clang CXX=clang++ cmake -S . -B "$build_dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTARNWICK_SANITIZE=ON \
@@ -48,7 +50,7 @@ run_one() {
     mkdir -p "$work/corpus" "$work/artifacts"
     local status=0
     ASAN_OPTIONS=detect_leaks=1 "$fuzz_dir/fuzz_$name" -max_total_time="$seconds" -max_len="${max_len[$name]}" \
-        -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 -artifact_prefix="$work/artifacts/" \
+        -timeout="${timeout[$name]:-10}" -rss_limit_mb=2048 -print_final_stats=1 -artifact_prefix="$work/artifacts/" \
         "$work/corpus" "tests/fuzz/corpus/$name" >"$work/fuzz.log" 2>&1 || status=$?
     echo "$status" >"$work/status"
 }
