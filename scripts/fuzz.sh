@@ -28,12 +28,13 @@ while [ $# -gt 0 ]; do
     esac
 done
 
-all=(rsp_framing rsp_util options dump_parser target_description freertos_walk threadx_walk)
+all=(rsp_framing rsp_util options dump_parser target_description freertos_walk threadx_walk proxy_dispatch)
 if [ ${#targets[@]} -eq 0 ]; then
     targets=("${all[@]}")
 fi
 declare -A max_len=([rsp_framing]=24576 [rsp_util]=8192 [options]=4096 [dump_parser]=65536
-                    [target_description]=8192 [freertos_walk]=16384 [threadx_walk]=20480)
+                    [target_description]=8192 [freertos_walk]=16384 [threadx_walk]=20480
+                    [proxy_dispatch]=8192)
 # Seconds one input may take before it counts as a hang (see tests/fuzz/CMakeLists.txt).
 declare -A timeout=([rsp_framing]=60)
 

@@ -8,6 +8,7 @@
 #include "target_sim/ElfImage.h"
 #include "target_sim/SimSession.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -64,12 +65,17 @@ void FuzzKernel::setUp(const std::string& elf, const std::vector<std::string>& s
         giveUp("cannot load " + elf + ": " + error);
     }
     for (const targetsim::ElfSegment& segment : image.getSegments()) {
-        if (segment.address >= kRamBase) {
-            continue;
-        }
         std::vector<std::uint8_t> bytes = segment.bytes;
         bytes.resize(segment.memorySize, 0);
-        memory.addFixed(segment.address, bytes);
+        if (segment.address < kRamBase) {
+            memory.addFixed(segment.address, bytes);
+            continue;
+        }
+        std::size_t offset = segment.address - kRamBase;
+        if (ram.size() < offset + bytes.size()) {
+            ram.resize(offset + bytes.size(), 0);
+        }
+        std::copy(bytes.begin(), bytes.end(), ram.begin() + static_cast<std::ptrdiff_t>(offset));
     }
     readSymbols(elf);
     for (const std::string& name : symbols) {

@@ -44,6 +44,8 @@ public:
     std::uint32_t symbolAddress(const std::string& name) const;
     // Reads answered for the current input.
     unsigned reads() const { return memory.served(); }
+    // The program's RAM as built: its kernel as the snapshot holds it.
+    const std::vector<std::uint8_t>& builtRam() const { return ram; }
 
 private:
     void setUp(const std::string& elf, const std::vector<std::string>& symbols,
@@ -55,6 +57,7 @@ private:
 
     std::string scratch;
     std::map<std::string, std::uint32_t> programSymbols;
+    std::vector<std::uint8_t> ram;
     FuzzMemory memory;
     targetsim::SimTarget target;
     targetsim::SimConfig config;

@@ -145,6 +145,32 @@ def text_seeds():
         write("options", name, text.encode())
 
 
+def record(side, payload, raw=False):
+    """One record of the proxy_dispatch input: side 0 GDB, 1 server; a payload to frame, or raw bytes."""
+    data = payload.encode("latin-1") if isinstance(payload, str) else payload
+    kind = side | (2 if raw else 0)
+    if len(data) > 255:
+        return bytes([kind | 4]) + struct.pack("<H", len(data)) + data
+    return bytes([kind, len(data)]) + data
+
+
+def dispatch_seeds(fixtures):
+    sym = symbols(os.path.join(fixtures, "threadx_state.elf"))
+    sensor = "%x" % sym["thread_sensor"]
+    hexcmd = lambda text: "qRcmd," + text.encode().hex()
+    session = [record(1, "T05thread:1;"), record(1, "T05thread:1;"), record(0, "qfThreadInfo"),
+               record(0, "qsThreadInfo"), record(0, "qC"), record(0, "qThreadExtraInfo," + sensor),
+               record(0, "T" + sensor), record(0, "qXfer:threads:read::0,fff"), record(0, "g"),
+               record(0, "Hg" + sensor), record(0, "g"), record(0, "qXfer:features:read:target.xml:0,fff"),
+               record(0, hexcmd("rtos -m state")), record(0, hexcmd("rtos")), record(0, "k"), record(1, "W00")]
+    write("proxy_dispatch", "session", b"".join(session))
+    write("proxy_dispatch", "monitor", b"".join([record(0, hexcmd("rtos -t state")), record(0, hexcmd("rtos  state")),
+                                                 record(0, hexcmd("reset halt")), record(0, "qRcmd,")]))
+    write("proxy_dispatch", "raw", b"".join([record(0, b"+-\x03$qC#b4$Hc-1#00xyz+", True),
+                                             record(1, b"$S05#b8$T05a:1;#00%Stop:T05#00", True),
+                                             record(1, "X0"), record(0, "Hg0"), record(1, "S05"), record(0, "g")]))
+
+
 def targetxml_seeds():
     folder = os.path.join(HERE, "..", "fixtures", "targetxml")
     for name in sorted(os.listdir(folder)):
@@ -161,6 +187,7 @@ def main():
     dump_seeds(fixtures)
     text_seeds()
     targetxml_seeds()
+    dispatch_seeds(fixtures)
 
 
 if __name__ == "__main__":
