@@ -68,8 +68,9 @@ void drain(int descriptor) {
 }
 
 // Every packet that stands in from's buffer (and socket), handled as the loop does; false when the loop
-// would end.
-bool handleAll(RspClient& from, RspClient& to, int gdbFar) {
+// would end. With a server to hear from, what it sends back is taken after each packet, as if GDB had sent
+// one packet a read: the loop would take it at its next wait, and a socket pair holds far less than TCP.
+bool handleAll(RspClient& from, RspClient& to, int gdbFar, RspClient* server) {
     for (;;) {
         int length = from.getPacket(0);
         if (length < 0) {
@@ -80,7 +81,7 @@ bool handleAll(RspClient& from, RspClient& to, int gdbFar) {
         }
         bool handled = Tarnwick::getInstance().handlePacket(from, to);
         drain(gdbFar);
-        if (!handled) {
+        if (!handled || (server != nullptr && !handleAll(*server, from, gdbFar, nullptr))) {
             return false;
         }
     }
@@ -130,7 +131,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if ((kind & 1) == 0) {
             fuzzRequire(send(pair[1], bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size()),
                         "GDB's bytes go out");
-            running = handleAll(gdb, server, pair[1]);
+            running = handleAll(gdb, server, pair[1], &server);
         } else {
             // Laid straight into the server endpoint's buffer: the simulator never sends stop replies of its
             // own.
@@ -138,10 +139,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             int fitting = static_cast<int>(std::min<std::size_t>(bytes.size(), buffer.getFreeSize()));
             std::memcpy(buffer.getFreeSpace(), bytes.data(), static_cast<std::size_t>(fitting));
             buffer.addReceived(fitting);
-            running = handleAll(server, gdb, pair[1]);
+            running = handleAll(server, gdb, pair[1], nullptr);
         }
         // What the server sent back to packets forwarded to it, as the loop would take it next.
-        running = running && handleAll(server, gdb, pair[1]);
+        running = running && handleAll(server, gdb, pair[1], nullptr);
     }
     Tarnwick::getInstance().loadDriver(nullptr);
     ::close(pair[1]);
