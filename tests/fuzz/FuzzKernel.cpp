@@ -114,8 +114,11 @@ void FuzzKernel::connect() {
     }
     sessionSocket = pair[1];
     stopSession = false;
-    session =
-        std::thread([this] { targetsim::SimSession(sessionSocket, target, config, stopSession).run(); });
+    session = std::thread([this] {
+        targetsim::SimSession(sessionSocket, target, config, stopSession).run();
+        // The session ends on k or D as a server does: the proxy's side then reads the end at once.
+        ::shutdown(sessionSocket, SHUT_RDWR);
+    });
     endpoint = std::make_unique<RspClient>(new ClientSocket(pair[0]), "GDB Server", ROLE_GDB_SERVER);
     // The simulator acknowledges until asked not to, as real servers do; the drivers rely on quiet links.
     std::string reply;
