@@ -29,8 +29,9 @@ const char* const kHelpLines[] = {
     "--gdbserver_connect_timeout: RSP-server (GDB-server) connection timeout. Default is 15s.",
     "--loglevel: Logging level. Value between 0-15.",
     "",
-    "Note. Various RTOS drivers might provide additional properties for customization. Please consult "
-    "respective RTOS driver documentation for details. ",
+    // One line, written in two pieces.
+    ("Note. Various RTOS drivers might provide additional properties for customization. Please consult "
+     "respective RTOS driver documentation for details. "),
 };
 
 std::string getVersion() {

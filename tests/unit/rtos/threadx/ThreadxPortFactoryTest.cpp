@@ -16,7 +16,12 @@
 namespace {
 
 std::type_index typeOf(const std::unique_ptr<IRtosPortDriver>& port) {
-    return port ? std::type_index(typeid(*port)) : std::type_index(typeid(nullptr));
+    if (!port) {
+        return std::type_index(typeid(nullptr));
+    }
+    // Through a reference, so that the dynamic type is asked for without an expression to evaluate.
+    const IRtosPortDriver& object = *port;
+    return std::type_index(typeid(object));
 }
 
 struct OptionCase {

@@ -1,0 +1,253 @@
+// Kernel data that lies: list links that loop, counts and priorities of four billion, names without a
+// terminator or with framing bytes in them, stack pointers into unmapped memory, a ThreadX list that never
+// comes back to its head. The walks are bounded only where the kernel data or the target bounds them.
+#include "FaultyServer.h"
+#include "KernelSession.h"
+#include "RobustnessSteps.h"
+#include "RspFrame.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+using namespace robustness;
+
+namespace {
+
+const char* const kFreertos = "freertos_snapshot.elf";
+const char* const kThreadx = "threadx_state.elf";
+const std::string kLostGdb = "Lost connection to GDB Client\n";
+
+std::size_t countOf(const std::string& text, const std::string& part) {
+    std::size_t count = 0;
+    for (std::string::size_type at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+// Reads of one task in the plain walk: its two links, pxCurrentTCB, ulTotalRunTime, name, top of stack.
+const unsigned kReadsPerTask = 6;
+
+class LyingFreertosIntegration : public ::testing::Test {
+protected:
+    FaultyServer target{kFreertos};
+    KernelSession session{target, "freertos", "ARM_CM4F", kFreertos};
+
+    std::uint32_t tcb(const char* name) { return session.address(name); }
+    std::uint32_t stateItem(const char* name) {
+        return KernelSession::member("tskTaskControlBlock", tcb(name), "xStateListItem");
+    }
+    std::uint32_t next(std::uint32_t item) { return KernelSession::member("xLIST_ITEM", item, "pxNext"); }
+    std::uint32_t taskMember(const char* name, const char* memberName) {
+        return KernelSession::member("tskTaskControlBlock", tcb(name), memberName);
+    }
+    std::string runningStop() { return "T05thread:" + hexId(tcb("xControlLoopTCB")) + ";"; }
+
+    // Negotiation, the first stop, and a second stop that walks the kernel as built; returns the thread
+    // ids GDB is told, and the reads that stop cost.
+    std::string baseline(unsigned& reads) {
+        session.negotiate();
+        session.passFirstStop();
+        unsigned before = target.memoryReads();
+        EXPECT_EQ(runningStop(), session.stop("T05thread:1;"));
+        reads = target.memoryReads() - before;
+        return session.ask("qfThreadInfo");
+    }
+};
+
+} // namespace
+
+// xDelayedTaskList2 holds two tasks; its count says five and the second links back to the first. The walk
+// is bounded by the count: it visits the two tasks five times between them and ends; the thread list
+// holds each task once.
+TEST_F(LyingFreertosIntegration, LinksThatLoopEndWithTheCount) {
+    ASSERT_TRUE(session.ready());
+    unsigned plainReads = 0;
+    std::string ids = baseline(plainReads);
+    target.writeWord(session.address("xDelayedTaskList2"), 5);
+    target.writeWord(next(stateItem("xEventWaiterATCB")), stateItem("xTelemetryTCB"));
+    unsigned before = target.memoryReads();
+    EXPECT_EQ(runningStop(), session.stop("T05thread:1;"));
+    EXPECT_EQ(plainReads + 3 * kReadsPerTask, target.memoryReads() - before);
+    EXPECT_EQ(ids, session.ask("qfThreadInfo"));
+    EXPECT_TRUE(session.finish());
+    EXPECT_EQ(kLostGdb, session.log());
+}
+
+// A count of four billion over links that loop: nothing in the kernel data ends this walk, only the
+// target. Here the server stops answering after 200 reads; the walk ends at the first essential read it
+// refuses, and GDB is told of the core alone.
+TEST_F(LyingFreertosIntegration, CountOfFourBillionOverALoopEndsWhenTheTargetFails) {
+    ASSERT_TRUE(session.ready());
+    session.negotiate();
+    session.passFirstStop();
+    target.writeWord(session.address("xDelayedTaskList2"), 0xffffffffu);
+    target.writeWord(next(stateItem("xEventWaiterATCB")), stateItem("xTelemetryTCB"));
+    target.answerOnly(200);
+    unsigned before = target.memoryReads();
+    EXPECT_EQ("T05thread:1;", session.stop("T05thread:1;"));
+    // 23 reads reach the second delayed list and its head, then 29 tasks of 6 reads and three of the
+    // thirtieth; its run-time total, name and top of stack are refused but optional, the next link is not.
+    EXPECT_EQ(204u, target.memoryReads() - before);
+    EXPECT_EQ("m1", session.ask("qfThreadInfo"));
+    EXPECT_TRUE(session.finish());
+    EXPECT_EQ("Update threads. Failed collecting threads.\n" + kLostGdb, session.log());
+}
+
+// A count of four billion over links that end: the null link ends the walk, and nothing is lost.
+TEST_F(LyingFreertosIntegration, CountOfFourBillionEndsAtANullLink) {
+    ASSERT_TRUE(session.ready());
+    unsigned plainReads = 0;
+    std::string ids = baseline(plainReads);
+    target.writeWord(session.address("xDelayedTaskList2"), 0xffffffffu);
+    target.writeWord(next(stateItem("xEventWaiterATCB")), 0);
+    unsigned before = target.memoryReads();
+    EXPECT_EQ(runningStop(), session.stop("T05thread:1;"));
+    EXPECT_EQ(plainReads, target.memoryReads() - before);
+    EXPECT_EQ(ids, session.ask("qfThreadInfo"));
+    EXPECT_TRUE(session.finish());
+    EXPECT_EQ(kLostGdb, session.log());
+}
+
+// The top priority has no upper bound: every ready list up to it is read, one refused list head each
+// (an unreadable head counts as an empty list). 5,000 here; four billion would take days (ROBUSTNESS.md).
+TEST_F(LyingFreertosIntegration, TopPriorityIsNotBoundedButEachListCostsOneRead) {
+    ASSERT_TRUE(session.ready());
+    unsigned plainReads = 0;
+    std::string ids = baseline(plainReads);
+    const std::uint32_t top = 5000;
+    // The kernel has seven priorities and its lists come last in the walk; what lies behind the array is
+    // not a list, and the target refuses every read beyond those of the plain walk.
+    target.writeWord(session.address("uxTopUsedPriority"), top);
+    target.answerOnly(plainReads);
+    unsigned before = target.memoryReads();
+    EXPECT_EQ(runningStop(), session.stop("T05thread:1;"));
+    EXPECT_EQ(plainReads + (top - 6), target.memoryReads() - before);
+    EXPECT_EQ(ids, session.ask("qfThreadInfo"));
+    EXPECT_TRUE(session.finish());
+    EXPECT_EQ(kLostGdb, session.log());
+}
+
+// A name without a terminator is cut to 19 characters.
+TEST_F(LyingFreertosIntegration, NameWithoutATerminatorIsCut) {
+    ASSERT_TRUE(session.ready());
+    session.negotiate();
+    session.passFirstStop();
+    target.writeBytes(taskMember("xSleeperTCB", "pcTaskName"), std::string(32, 'N'));
+    EXPECT_EQ(runningStop(), session.stop("T05thread:1;"));
+    EXPECT_EQ(RspUtil::encodeHex(std::string(19, 'N')),
+              session.ask("qThreadExtraInfo," + hexId(tcb("xSleeperTCB"))));
+    EXPECT_TRUE(session.finish());
+    EXPECT_EQ(kLostGdb, session.log());
+}
+
+// Names go into the thread list document as they stand, framing bytes and all: the proxy's frame then
+// holds a '#' before its end, exactly as built.
+TEST_F(LyingFreertosIntegration, NameWithFramingBytesGoesIntoTheDocumentAsItStands) {
+    ASSERT_TRUE(session.ready());
+    session.negotiate();
+    session.passFirstStop();
+    EXPECT_EQ(runningStop(), session.stop("T05thread:1;"));
+    std::string document = session.ask("qXfer:threads:read::0,fff");
+    std::string::size_type at = document.find("name=\"Sleeper\"");
+    ASSERT_NE(std::string::npos, at);
+    std::string lying = document.replace(at, 14, "name=\"Sleep#er$\"");
+    target.writeBytes(taskMember("xSleeperTCB", "pcTaskName"), std::string("Sleep#er$") + '\0');
+    EXPECT_EQ(runningStop(), session.stop("T05thread:1;"));
+    std::size_t before = session.gdb().receivedBytes().size();
+    session.gdb().sendPacket("qXfer:threads:read::0,fff");
+    std::string frame = "$" + lying + "#" + rspframe::checksumHex(lying);
+    ASSERT_TRUE(session.gdb().waitReceivedBytes(before + frame.size()));
+    EXPECT_EQ(frame, session.gdb().receivedBytes().substr(before));
+    EXPECT_TRUE(session.finish());
+}
+
+// Saved stack pointers into unmapped memory, and at the top of the address space so that the frame
+// wraps: the frame read fails and GDB gets "E1" for that thread.
+TEST_F(LyingFreertosIntegration, StackPointerIntoUnmappedMemoryGivesE1) {
+    ASSERT_TRUE(session.ready());
+    session.negotiate();
+    session.passFirstStop();
+    target.writeWord(taskMember("xSleeperTCB", "pxTopOfStack"), 0x30000000);
+    target.writeWord(taskMember("xPausedTCB", "pxTopOfStack"), 0xfffffff0);
+    EXPECT_EQ(runningStop(), session.stop("T05thread:1;"));
+    EXPECT_EQ(target.plainAnswer("g"), session.ask("g"));
+    EXPECT_EQ("OK", session.ask("Hg" + hexId(tcb("xSleeperTCB"))));
+    EXPECT_EQ("E1", session.ask("g"));
+    EXPECT_EQ("OK", session.ask("Hg" + hexId(tcb("xPausedTCB"))));
+    EXPECT_EQ("E1", session.ask("g"));
+    EXPECT_TRUE(session.finish());
+    EXPECT_EQ("Failed reading saved stack ptr\nRead registers. Failed reading registers from driver.\n"
+              "failed reading frame\nRead registers. Failed reading registers from driver.\n" +
+                  kLostGdb,
+              session.log());
+}
+
+// A ThreadX created list whose last thread links back into the middle: it never comes back to its head,
+// and nothing in the kernel data ends the walk. It runs until the target refuses a read; here after 300.
+TEST(LyingThreadxIntegration, CreatedListThatNeverReturnsToItsHeadRunsUntilAReadFails) {
+    FaultyServer target(kThreadx);
+    KernelSession session(target, "threadx", "cortex_m4", kThreadx);
+    ASSERT_TRUE(session.ready());
+    session.negotiate();
+    session.passFirstStop();
+    target.writeWord(
+        KernelSession::member("TX_THREAD_STRUCT", session.address("thread_paused"), "tx_thread_created_next"),
+        session.address("thread_sensor"));
+    target.answerOnly(300);
+    unsigned before = target.memoryReads();
+    EXPECT_EQ("T05thread:1;", session.stop("T05thread:1;"));
+    // The check and the two heads, then four reads a thread: the name read is optional, the others end it.
+    unsigned reads = target.memoryReads() - before;
+    EXPECT_LE(301u, reads);
+    EXPECT_GE(304u, reads);
+    EXPECT_EQ("m1", session.ask("qfThreadInfo"));
+    EXPECT_TRUE(session.finish());
+    EXPECT_EQ("Update threads. Failed collecting threads.\n" + kLostGdb, session.log());
+}
+
+// A ThreadX name pointer into a stack full of the fill byte: 19 bytes of 0xef, each written by the
+// signed hexadecimal form as eight digits.
+TEST(LyingThreadxIntegration, NameWithoutATerminatorIsCut) {
+    FaultyServer target(kThreadx);
+    KernelSession session(target, "threadx", "cortex_m4", kThreadx);
+    ASSERT_TRUE(session.ready());
+    session.negotiate();
+    session.passFirstStop();
+    std::uint32_t sensor = session.address("thread_sensor");
+    target.writeWord(KernelSession::member("TX_THREAD_STRUCT", sensor, "tx_thread_name"),
+                     session.address("stack_sensor"));
+    EXPECT_EQ("T05thread:" + hexId(session.address("thread_main")) + ";", session.stop("T05thread:1;"));
+    std::string expected;
+    for (int i = 0; i < 19; ++i) {
+        expected += "ffffffef";
+    }
+    EXPECT_EQ(expected, session.ask("qThreadExtraInfo," + hexId(sensor)));
+    EXPECT_TRUE(session.finish());
+    EXPECT_EQ(kLostGdb, session.log());
+}
+
+// A stack larger than one reply can carry: its fill is read in one "m" of the whole stack. A server that
+// keeps to its packet size (the simulator's is 16 KB, two digits a byte) answers the first 8 KB only, the
+// read fails as short, and that thread's stack figure is empty; all else stands. (A server that answered
+// all of it would overflow the 20,480-byte buffer: the Oversize fault of ServerFaultTest.)
+TEST(LyingThreadxIntegration, StackLargerThanOneReplyHasNoFigure) {
+    FaultyServer target(kThreadx);
+    KernelSession session(target, "threadx", "cortex_m4", kThreadx);
+    ASSERT_TRUE(session.ready());
+    session.negotiate();
+    std::string whole = session.monitor("rtos -t state");
+    const std::string figure = "924B/1024B (90.2%)\n";
+    ASSERT_EQ(2u, countOf(whole, figure));
+    target.writeWord(
+        KernelSession::member("TX_THREAD_STRUCT", session.address("thread_main"), "tx_thread_stack_size"),
+        16384);
+    std::string expected = whole;
+    for (std::string::size_type at = expected.find(figure); at != std::string::npos;
+         at = expected.find(figure)) {
+        expected.replace(at, figure.size(), "\n");
+    }
+    EXPECT_EQ(expected, session.monitor("rtos -t state"));
+    EXPECT_TRUE(session.finish());
+    EXPECT_EQ(kLostGdb, session.log());
+}
