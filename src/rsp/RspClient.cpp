@@ -158,11 +158,18 @@ int RspClient::waitCommand(std::string& reply, unsigned int timeoutMilliseconds)
 }
 
 bool RspClient::peekCommand(std::string prefix) {
-    if (receiveBuffer.getPacketLength() <= 0 ||
-        prefix.size() > static_cast<std::size_t>(receiveBuffer.getLength())) {
+    return peekBytes(prefix.data(), prefix.size());
+}
+
+bool RspClient::peekCommand(const char* prefix) {
+    return peekBytes(prefix, std::strlen(prefix));
+}
+
+bool RspClient::peekBytes(const char* prefix, std::size_t size) {
+    if (receiveBuffer.getPacketLength() <= 0 || size > static_cast<std::size_t>(receiveBuffer.getLength())) {
         return false;
     }
-    return std::memcmp(receiveBuffer.getBuffer(), prefix.data(), prefix.size()) == 0;
+    return std::memcmp(receiveBuffer.getBuffer(), prefix, size) == 0;
 }
 
 bool RspClient::getCommand(std::string& command, bool consume) {
