@@ -1,5 +1,7 @@
 #include "app/StringUtil.h"
 
+#include <cstdio>
+#include <cstring>
 #include <iomanip>
 #include <sstream>
 
@@ -46,15 +48,16 @@ std::string StringUtil::trim(const std::string& text, const std::string& charact
 }
 
 std::string StringUtil::to_string(unsigned int value, unsigned char base, unsigned int width) {
-    std::ostringstream out;
-    if (base == 10) {
-        out << std::dec << std::setfill('0') << std::setw(static_cast<int>(width)) << value;
-    } else if (base == 16) {
-        out << "0x" << std::hex << std::setfill('0') << std::setw(static_cast<int>(width)) << value;
-    } else {
-        out << value;
+    // Zeros in front up to width, as the stream's setw and setfill('0') gave them; with no stream, as this
+    // runs for every task of every stop. Another base gets plain decimal without width.
+    char digits[16];
+    std::snprintf(digits, sizeof(digits), base == 16 ? "%x" : "%u", value);
+    std::string text = base == 16 ? "0x" : "";
+    std::size_t length = std::strlen(digits);
+    if ((base == 10 || base == 16) && width > length) {
+        text.append(width - length, '0');
     }
-    return out.str();
+    return text + digits;
 }
 
 std::string StringUtil::to_string(std::vector<std::string>& items, std::string separator) {
