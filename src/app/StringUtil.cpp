@@ -1,7 +1,5 @@
 #include "app/StringUtil.h"
 
-#include <cstdio>
-#include <cstring>
 #include <iomanip>
 #include <sstream>
 
@@ -48,16 +46,22 @@ std::string StringUtil::trim(const std::string& text, const std::string& charact
 }
 
 std::string StringUtil::to_string(unsigned int value, unsigned char base, unsigned int width) {
-    // Zeros in front up to width, as the stream's setw and setfill('0') gave them; with no stream, as this
-    // runs for every task of every stop. Another base gets plain decimal without width.
+    // Zeros in front up to width, as the stream's setw and setfill('0') gave them; by hand, as this runs
+    // for every task of every stop. Another base gets plain decimal without width.
+    static const char kDigits[] = "0123456789abcdef";
+    const unsigned int radix = base == 16 ? 16 : 10;
     char digits[16];
-    std::snprintf(digits, sizeof(digits), base == 16 ? "%x" : "%u", value);
+    char* first = digits + sizeof(digits);
+    do {
+        *--first = kDigits[value % radix];
+        value /= radix;
+    } while (value != 0);
+    std::size_t length = static_cast<std::size_t>(digits + sizeof(digits) - first);
     std::string text = base == 16 ? "0x" : "";
-    std::size_t length = std::strlen(digits);
     if ((base == 10 || base == 16) && width > length) {
         text.append(width - length, '0');
     }
-    return text + digits;
+    return text.append(first, length);
 }
 
 std::string StringUtil::to_string(std::vector<std::string>& items, std::string separator) {

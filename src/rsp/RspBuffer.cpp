@@ -29,19 +29,21 @@ unsigned char sumBytes(const unsigned char* data, int size) {
     // Two bytes of at most 255 per lane and word: 128 words stay below 65536.
     const int kWordsPerFold = 128;
     unsigned int total = 0;
-    int at = 0;
-    while (size - at >= 8) {
+    int words = size / 8;
+    while (words > 0) {
+        const int batch = words < kWordsPerFold ? words : kWordsPerFold;
         std::uint64_t lanes = 0;
-        for (int words = 0; words < kWordsPerFold && size - at >= 8; ++words, at += 8) {
+        for (int i = 0; i < batch; ++i, data += 8) {
             std::uint64_t word = 0;
-            std::memcpy(&word, data + at, sizeof(word));
+            std::memcpy(&word, data, sizeof(word));
             lanes += (word & kEvenBytes) + ((word >> 8) & kEvenBytes);
         }
+        words -= batch;
         total += static_cast<unsigned int>((lanes & 0xffff) + ((lanes >> 16) & 0xffff) +
                                            ((lanes >> 32) & 0xffff) + (lanes >> 48));
     }
-    for (; at < size; ++at) {
-        total += data[at];
+    for (int i = 0; i < size % 8; ++i) {
+        total += data[i];
     }
     return static_cast<unsigned char>(total);
 }

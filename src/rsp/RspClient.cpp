@@ -162,7 +162,18 @@ bool RspClient::peekCommand(std::string prefix) {
 }
 
 bool RspClient::peekCommand(const char* prefix) {
-    return peekBytes(prefix, std::strlen(prefix));
+    // Byte by byte: most prefixes of a dispatch table differ from the packet in its second byte.
+    const unsigned char* held = receiveBuffer.getBuffer();
+    const int length = receiveBuffer.getLength();
+    if (receiveBuffer.getPacketLength() <= 0) {
+        return false;
+    }
+    for (int i = 0; prefix[i] != '\0'; ++i) {
+        if (i >= length || held[i] != static_cast<unsigned char>(prefix[i])) {
+            return false;
+        }
+    }
+    return true;
 }
 
 bool RspClient::peekBytes(const char* prefix, std::size_t size) {

@@ -125,18 +125,18 @@ std::string RspUtil::encodeRegisterValue(unsigned int value) {
 }
 
 std::string RspUtil::toString(unsigned int value, unsigned int base) {
-    // Every target read names its address with this: a stream per call would cost more than the rest
-    // of building the packet.
+    // Every target read names its address with this, so it is written out by hand: a stream, or even
+    // snprintf, costs more than the rest of building the packet.
+    if (base != 16 && base != 10) {
+        return "";
+    }
     char digits[16];
-    if (base == 16) {
-        std::snprintf(digits, sizeof(digits), "%x", value);
-        return digits;
-    }
-    if (base == 10) {
-        std::snprintf(digits, sizeof(digits), "%u", value);
-        return digits;
-    }
-    return "";
+    char* first = digits + sizeof(digits);
+    do {
+        *--first = kHexDigits[value % base];
+        value /= base;
+    } while (value != 0);
+    return std::string(first, digits + sizeof(digits));
 }
 
 std::string RspUtil::createReply_OK() {
