@@ -4,8 +4,11 @@
 // hits both alike. A third pair runs in acknowledgement mode, as QEMU's gdbstub does.
 //
 // Usage: tarnwick_bench_passthrough --tarnwick PATH --target-sim PATH --elf sim_cm3.elf [--megabytes 16]
-//        [--round-trips 20000] [--block 1000] [--rounds 5] [--ack-round-trips 40] [--bypass]
-//        [--callgrind valgrind] [--json FILE]
+//        [--round-trips 20000] [--block 1000] [--rounds 5] [--ack-round-trips 40] [--slow-megabytes 4]
+//        [--slow-rounds 3] [--bypass] [--callgrind valgrind] [--json FILE]
+//
+// The reads are timed once more against simulators that take a millisecond per read, a server about as
+// fast as a debug probe: what tarnwick adds per packet is the same, the share of it is not.
 //
 // With --callgrind, nothing is timed: tarnwick runs under callgrind for sessions of different lengths, and
 // the difference of their instruction counts gives the instructions per forwarded packet.
@@ -160,6 +163,38 @@ bool timedRun(const BenchOptions& options, BenchReport& report) {
     report.add("throughput_through_mb_s", through.throughput.median());
     report.add("throughput_ratio", through.throughput.median() / direct.throughput.median());
     addCpu(report, "proxy_cpu_per_megabyte", before, after, static_cast<double>(megabytes * rounds));
+
+    const long slowMegabytes = options.getNumber("slow-megabytes", 4);
+    const long slowBytes = slowMegabytes * 1024 * 1024;
+    const std::vector<std::string> slowSimArgs = {"--ram", "0x20000000:0x1000000", "--read-delay-ms", "1"};
+    Side slowDirect{"slow direct", {}, {}, {}};
+    Side slowThrough{"slow through", {}, {}, {}};
+    unsigned short slowDirectPort = rig.startTargetSim(elf, slowSimArgs);
+    unsigned short slowServerPort = rig.startTargetSim(elf, slowSimArgs);
+    unsigned short slowProxyPort = slowServerPort == 0 ? 0 : rig.startTarnwick(slowServerPort, tarnwickArgs);
+    if (!report.check(slowDirectPort != 0 && slowProxyPort != 0, "start: " + rig.getError()) ||
+        !report.check(slowDirect.link.connect(slowDirectPort, kConnectMs) &&
+                          slowThrough.link.connect(slowProxyPort, kConnectMs) &&
+                          slowDirect.link.startNoAckMode() && slowThrough.link.startNoAckMode(),
+                      "connect to the slow simulators")) {
+        return false;
+    }
+    bool slowDone =
+        alternate(slowDirect, slowThrough, options.getNumber("slow-rounds", 3), [slowBytes](Side& side) {
+            double seconds = 0;
+            if (!readMemory(side.link, slowBytes, seconds)) {
+                return false;
+            }
+            side.throughput.add(static_cast<double>(slowBytes) / (1024.0 * 1024.0) / seconds);
+            return true;
+        });
+    if (!report.check(slowDone, "memory reads at 1 ms per read")) {
+        return false;
+    }
+    report.add("slow_megabytes_per_round", static_cast<double>(slowMegabytes));
+    report.add("slow_throughput_direct_mb_s", slowDirect.throughput.median());
+    report.add("slow_throughput_through_mb_s", slowThrough.throughput.median());
+    report.add("slow_throughput_ratio", slowThrough.throughput.median() / slowDirect.throughput.median());
 
     // Acknowledgement mode: every frame is answered by a '+' of its own write, both ways.
     Side ackDirect{"ack direct", {}, {}, {}};

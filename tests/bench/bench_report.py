@@ -51,6 +51,9 @@ def passthrough_section(results):
         ["16 MB in 8 KB m packets, median of %d" % run["rounds"], number(run["throughput_direct_mb_s"]) + " MB/s",
          number(run["throughput_through_mb_s"]) + " MB/s",
          "ratio %.2f" % run["throughput_ratio"]],
+        ["%d MB in 8 KB m packets at 1 ms per read" % run["slow_megabytes_per_round"],
+         number(run["slow_throughput_direct_mb_s"], 2) + " MB/s", number(run["slow_throughput_through_mb_s"], 2) + " MB/s",
+         "ratio %.3f" % run["slow_throughput_ratio"]],
         ["round trip in acknowledgement mode, median", number(run["ack_rtt_direct_median_us"]) + " us",
          number(run["ack_rtt_through_median_us"]) + " us", number(run["ack_added_median_us"]) + " us"],
     ]
@@ -129,7 +132,7 @@ def callgrind_section(results):
 
 
 def svg_plot(results, path):
-    width, height = 900, 420
+    width, height = 960, 450
     panel_w, panel_h = 360, 300
     left, top = 80, 50
     out = ['<svg xmlns="http://www.w3.org/2000/svg" width="%d" height="%d" font-family="sans-serif" '
