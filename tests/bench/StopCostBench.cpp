@@ -7,7 +7,7 @@
 //
 // Usage: tarnwick_bench_stops --tarnwick PATH --target-sim PATH --elf KERNEL.elf --kernel freertos|threadx
 //        --variant PORT --tasks N [--delay-ms 0] [--stops 50] [--state 0] [--rss-every 0]
-//        [--reference 200] [--lists 9] [--nonempty-lists 5] [--callgrind valgrind] [--json FILE]
+//        [--reference 1000] [--lists 9] [--nonempty-lists 5] [--callgrind valgrind] [--json FILE]
 //
 // --lists and --nonempty-lists describe the FreeRTOS image: the lists the walk visits (four fixed ones and
 // the ready lists up to the top priority) and how many of them hold tasks.
@@ -179,7 +179,7 @@ bool timedRun(const BenchOptions& options, BenchReport& report) {
     const long states = options.getNumber("state", 0);
     const long rssEvery = options.getNumber("rss-every", 0);
     const long delayMs = options.getNumber("delay-ms", 0);
-    const long reference = options.getNumber("reference", delayMs == 0 ? 200 : 20);
+    const long reference = options.getNumber("reference", delayMs == 0 ? 1000 : 20);
     const long blocks = std::min(stops, 10L);
     const long reads = expectedReads(options);
     Session session(options);
