@@ -7,6 +7,9 @@
 //        [--round-trips 20000] [--block 1000] [--rounds 5] [--ack-round-trips 40] [--slow-megabytes 4]
 //        [--slow-rounds 3] [--bypass] [--callgrind valgrind] [--json FILE]
 //
+// Each round reads the megabytes on each side in blocks of a megabyte, the sides taking turns per block;
+// the throughput is the median over the blocks.
+//
 // The reads are timed once more against simulators that take a millisecond per read, a server about as
 // fast as a debug probe: what tarnwick adds per packet is the same, the share of it is not.
 //
@@ -32,6 +35,8 @@ const std::size_t kSmallReply = 8;
 // What GDB asks for at a time when the server offers PacketSize=4000: half of it, two digits per byte.
 const unsigned int kPacketBytes = 0x2000;
 const int kConnectMs = 10000;
+// The unit of the timed reads: long enough to time, short enough that a burst of load hits few of them.
+const long kBlockBytes = 1024 * 1024;
 const int kValgrindConnectMs = 60000;
 const int kValgrindExitMs = 120000;
 
@@ -143,9 +148,9 @@ bool timedRun(const BenchOptions& options, BenchReport& report) {
     report.add("added_p99_us", through.latency.percentile(0.99) - direct.latency.percentile(0.99));
     addCpu(report, "proxy_cpu_per_round_trip", before, after, static_cast<double>(through.latency.size()));
 
-    const long bytes = megabytes * 1024 * 1024;
+    const long bytes = kBlockBytes;
     before.read(proxy);
-    bool readDone = alternate(direct, through, rounds, [bytes](Side& side) {
+    bool readDone = alternate(direct, through, rounds * megabytes, [bytes](Side& side) {
         double seconds = 0;
         if (!readMemory(side.link, bytes, seconds)) {
             return false;
@@ -165,7 +170,7 @@ bool timedRun(const BenchOptions& options, BenchReport& report) {
     addCpu(report, "proxy_cpu_per_megabyte", before, after, static_cast<double>(megabytes * rounds));
 
     const long slowMegabytes = options.getNumber("slow-megabytes", 4);
-    const long slowBytes = slowMegabytes * 1024 * 1024;
+    const long slowBytes = kBlockBytes;
     const std::vector<std::string> slowSimArgs = {"--ram", "0x20000000:0x1000000", "--read-delay-ms", "1"};
     Side slowDirect{"slow direct", {}, {}, {}};
     Side slowThrough{"slow through", {}, {}, {}};
@@ -180,18 +185,20 @@ bool timedRun(const BenchOptions& options, BenchReport& report) {
         return false;
     }
     bool slowDone =
-        alternate(slowDirect, slowThrough, options.getNumber("slow-rounds", 3), [slowBytes](Side& side) {
-            double seconds = 0;
-            if (!readMemory(side.link, slowBytes, seconds)) {
-                return false;
-            }
-            side.throughput.add(static_cast<double>(slowBytes) / (1024.0 * 1024.0) / seconds);
-            return true;
-        });
+        alternate(slowDirect, slowThrough, options.getNumber("slow-rounds", 3) * slowMegabytes,
+                  [slowBytes](Side& side) {
+                      double seconds = 0;
+                      if (!readMemory(side.link, slowBytes, seconds)) {
+                          return false;
+                      }
+                      side.throughput.add(static_cast<double>(slowBytes) / (1024.0 * 1024.0) / seconds);
+                      return true;
+                  });
     if (!report.check(slowDone, "memory reads at 1 ms per read")) {
         return false;
     }
     report.add("slow_megabytes_per_round", static_cast<double>(slowMegabytes));
+    report.add("slow_rounds", static_cast<double>(options.getNumber("slow-rounds", 3)));
     report.add("slow_throughput_direct_mb_s", slowDirect.throughput.median());
     report.add("slow_throughput_through_mb_s", slowThrough.throughput.median());
     report.add("slow_throughput_ratio", slowThrough.throughput.median() / slowDirect.throughput.median());
