@@ -46,15 +46,22 @@ std::string StringUtil::trim(const std::string& text, const std::string& charact
 }
 
 std::string StringUtil::to_string(unsigned int value, unsigned char base, unsigned int width) {
-    std::ostringstream out;
-    if (base == 10) {
-        out << std::dec << std::setfill('0') << std::setw(static_cast<int>(width)) << value;
-    } else if (base == 16) {
-        out << "0x" << std::hex << std::setfill('0') << std::setw(static_cast<int>(width)) << value;
-    } else {
-        out << value;
+    // Zeros in front up to width, as the stream's setw and setfill('0') gave them; by hand, as this runs
+    // for every task of every stop. Another base gets plain decimal without width.
+    static const char kDigits[] = "0123456789abcdef";
+    const unsigned int radix = base == 16 ? 16 : 10;
+    char digits[16];
+    char* first = digits + sizeof(digits);
+    do {
+        *--first = kDigits[value % radix];
+        value /= radix;
+    } while (value != 0);
+    std::size_t length = static_cast<std::size_t>(digits + sizeof(digits) - first);
+    std::string text = base == 16 ? "0x" : "";
+    if ((base == 10 || base == 16) && width > length) {
+        text.append(width - length, '0');
     }
-    return out.str();
+    return text.append(first, length);
 }
 
 std::string StringUtil::to_string(std::vector<std::string>& items, std::string separator) {

@@ -166,9 +166,7 @@ bool SymbolTable::resolveDataStructure(const std::string& name, unsigned int add
     if (!getInstance().lookupStruct(name, out)) {
         return false;
     }
-    for (auto& entry : out.getMembers()) {
-        entry.second.setAddress(address + entry.second.getOffset());
-    }
+    out.bindTo(address);
     return true;
 }
 

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <thread>
@@ -22,6 +23,14 @@ bool fitsSelect(int descriptor) {
     return descriptor >= 0 && descriptor < FD_SETSIZE;
 }
 
+// RSP is a conversation of small writes, and a '+' and a frame often leave back to back. With Nagle's
+// algorithm the second write waits for the peer's acknowledgement of the first, which a peer with delayed
+// acknowledgements sends only after some 40 ms. A descriptor that is no TCP socket keeps its settings.
+void sendSmallWritesAtOnce(int descriptor) {
+    int on = 1;
+    setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
+}
+
 void logConnect(const char* format) {
     Logger::getInstance().log(Logger::LOG_DEBUG, "connect", "%s", format);
 }
@@ -31,7 +40,9 @@ void logConnect(const char* format) {
 ClientSocket::ClientSocket(std::string newHost, unsigned short newPort)
     : socket(-1), host(std::move(newHost)), port(newPort) {}
 
-ClientSocket::ClientSocket(int newSocket) : socket(newSocket), port(0) {}
+ClientSocket::ClientSocket(int newSocket) : socket(newSocket), port(0) {
+    sendSmallWritesAtOnce(socket);
+}
 
 ClientSocket::~ClientSocket() {
     closeSocket();
@@ -80,6 +91,9 @@ int ClientSocket::connect(unsigned int timeoutSeconds) {
     if (result == CONNECT_OK && fcntl(socket, F_SETFL, flags) < 0) {
         logConnect("Error restore socket\n");
         result = CONNECT_FAILED;
+    }
+    if (result == CONNECT_OK) {
+        sendSmallWritesAtOnce(socket);
     }
     if (result != CONNECT_OK) {
         closeSocket();

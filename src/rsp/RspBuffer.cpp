@@ -1,5 +1,6 @@
 #include "rsp/RspBuffer.h"
 
+#include <cstdint>
 #include <cstring>
 
 namespace {
@@ -21,14 +22,47 @@ bool isOneBytePacket(unsigned char byte) {
     return byte == kInterrupt || byte == '+' || byte == '-';
 }
 
+// The sum of size bytes modulo 256, eight at a time: each 16-bit lane of the accumulator collects the
+// bytes of one position, and the lanes are folded before they can overflow into each other.
+unsigned char sumBytes(const unsigned char* data, int size) {
+    const std::uint64_t kEvenBytes = 0x00ff00ff00ff00ffULL;
+    // Two bytes of at most 255 per lane and word: 128 words stay below 65536.
+    const int kWordsPerFold = 128;
+    unsigned int total = 0;
+    int words = size / 8;
+    while (words > 0) {
+        const int batch = words < kWordsPerFold ? words : kWordsPerFold;
+        std::uint64_t lanes = 0;
+        for (int i = 0; i < batch; ++i, data += 8) {
+            std::uint64_t word = 0;
+            std::memcpy(&word, data, sizeof(word));
+            lanes += (word & kEvenBytes) + ((word >> 8) & kEvenBytes);
+        }
+        words -= batch;
+        total += static_cast<unsigned int>((lanes & 0xffff) + ((lanes >> 16) & 0xffff) +
+                                           ((lanes >> 32) & 0xffff) + (lanes >> 48));
+    }
+    for (int i = 0; i < size % 8; ++i) {
+        total += data[i];
+    }
+    return static_cast<unsigned char>(total);
+}
+
 } // namespace
 
-RspBuffer::RspBuffer() : buffer{}, length(0), capacity(kCapacity), packetLength(0), checksum(0) {}
+RspBuffer::RspBuffer()
+    : buffer{}, length(0), capacity(kCapacity), packetLength(0), checksum(0), scanEnd(1), scanSum(0) {}
 
 void RspBuffer::clear() {
     length = 0;
     packetLength = 0;
     checksum = 0;
+    forgetScan();
+}
+
+void RspBuffer::forgetScan() {
+    scanEnd = 1;
+    scanSum = 0;
 }
 
 void RspBuffer::append(const char* data, int size, bool withChecksum) {
@@ -109,6 +143,7 @@ int RspBuffer::addPartWChecksum(const char* data, int size) {
 void RspBuffer::dropSent() {
     length = 0;
     packetLength = 0;
+    forgetScan();
 }
 
 int RspBuffer::parseForPacket() {
@@ -128,30 +163,30 @@ int RspBuffer::parseForPacket() {
     if (start > 0) {
         std::memmove(buffer, buffer + start, static_cast<std::size_t>(length - start));
         length -= start;
+        forgetScan();
     }
     // Looks at the same index again, now in the moved data: a frame behind rubbish is found by the
     // next pass, which starts with it.
     if (buffer[start] != kCommandStart && buffer[start] != kNotificationStart) {
         return 0;
     }
-    unsigned char sum = 0;
-    int end = 1;
-    while (end < length && buffer[end] != kChecksumMark) {
-        sum = static_cast<unsigned char>(sum + buffer[end]);
-        ++end;
-    }
-    if (end >= length || buffer[end] != kChecksumMark) {
+    const void* mark =
+        std::memchr(buffer + scanEnd, kChecksumMark, static_cast<std::size_t>(length - scanEnd));
+    int end = mark == nullptr ? length : static_cast<int>(static_cast<const unsigned char*>(mark) - buffer);
+    scanSum = static_cast<unsigned char>(scanSum + sumBytes(buffer + scanEnd, end - scanEnd));
+    scanEnd = end;
+    if (mark == nullptr || end + kChecksumDigits >= length) {
         return 0;
     }
-    if (end + kChecksumDigits >= length) {
-        return 0;
-    }
-    checksum = sum;
+    checksum = scanSum;
     packetLength = end + 1 + kChecksumDigits;
     return packetLength;
 }
 
 void RspBuffer::consumePacket() {
+    if (packetLength > 0) {
+        forgetScan();
+    }
     if (packetLength > 0 && packetLength < length) {
         std::memmove(buffer, buffer + packetLength, static_cast<std::size_t>(length - packetLength));
         length -= packetLength;

@@ -53,6 +53,8 @@ public:
 
 private:
     void append(const char* data, int size, bool withChecksum);
+    // The bytes of the frame at the start have moved or gone: its scan begins anew.
+    void forgetScan();
 
     // One byte more than the capacity, for the zero stored behind a full buffer.
     unsigned char buffer[kCapacity + 1];
@@ -60,6 +62,10 @@ private:
     const int capacity;
     int packetLength;
     unsigned char checksum;
+    // How far an earlier pass has looked for the '#' of the frame at the start without finding it, and the
+    // sum of the bytes from index 1 up to there: a frame larger than one read is not summed again per read.
+    int scanEnd;
+    unsigned char scanSum;
 };
 
 #endif

@@ -158,11 +158,29 @@ int RspClient::waitCommand(std::string& reply, unsigned int timeoutMilliseconds)
 }
 
 bool RspClient::peekCommand(std::string prefix) {
-    if (receiveBuffer.getPacketLength() <= 0 ||
-        prefix.size() > static_cast<std::size_t>(receiveBuffer.getLength())) {
+    return peekBytes(prefix.data(), prefix.size());
+}
+
+bool RspClient::peekCommand(const char* prefix) {
+    // Byte by byte: most prefixes of a dispatch table differ from the packet in its second byte.
+    const unsigned char* held = receiveBuffer.getBuffer();
+    const int length = receiveBuffer.getLength();
+    if (receiveBuffer.getPacketLength() <= 0) {
         return false;
     }
-    return std::memcmp(receiveBuffer.getBuffer(), prefix.data(), prefix.size()) == 0;
+    for (int i = 0; prefix[i] != '\0'; ++i) {
+        if (i >= length || held[i] != static_cast<unsigned char>(prefix[i])) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool RspClient::peekBytes(const char* prefix, std::size_t size) {
+    if (receiveBuffer.getPacketLength() <= 0 || size > static_cast<std::size_t>(receiveBuffer.getLength())) {
+        return false;
+    }
+    return std::memcmp(receiveBuffer.getBuffer(), prefix, size) == 0;
 }
 
 bool RspClient::getCommand(std::string& command, bool consume) {

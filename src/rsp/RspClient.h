@@ -47,6 +47,8 @@ public:
     int waitCommand(std::string& reply, unsigned int timeoutMilliseconds);
     // Whether the packet found starts with prefix, frame start byte included ("$qC"). Consumes nothing.
     bool peekCommand(std::string prefix);
+    // The same for a prefix that is a C string, as the dispatch tables hold them: no string is built.
+    bool peekCommand(const char* prefix);
     // The payload of the frame found, or a lone '+' or '-'; false for anything else (0x03 among it).
     bool getCommand(std::string& command, bool consume);
 
@@ -58,6 +60,7 @@ public:
     bool readMemory(unsigned int address, unsigned int& value);
 
 private:
+    bool peekBytes(const char* prefix, std::size_t size);
     bool sendFrame(const std::string& payload, RSPpacketType type);
     // For frames larger than the transmit buffer: the buffer is filled and written out in turn.
     bool streamFrame(const std::string& payload, RSPpacketType type);

@@ -14,9 +14,28 @@ namespace {
 
 const char kHexDigits[] = "0123456789abcdef";
 
+int hexDigitValue(char digit) {
+    if (digit >= '0' && digit <= '9') {
+        return digit - '0';
+    }
+    if (digit >= 'a' && digit <= 'f') {
+        return digit - 'a' + 10;
+    }
+    if (digit >= 'A' && digit <= 'F') {
+        return digit - 'A' + 10;
+    }
+    return -1;
+}
+
 // Scans one pair as "%2x" does. The scan writes nothing when the pair is not hexadecimal, so the
-// value of the pair before stands; that is what the caller passes in as previous.
+// value of the pair before stands; that is what the caller passes in as previous. Two hexadecimal digits,
+// what a server sends, are read here; only other pairs (signs, blanks, "0x") go to sscanf itself.
 unsigned int scanPair(const std::string& text, std::string::size_type at, unsigned int previous) {
+    int high = hexDigitValue(text[at]);
+    int low = hexDigitValue(text[at + 1]);
+    if (high >= 0 && low >= 0) {
+        return static_cast<unsigned int>(high * 16 + low);
+    }
     char pair[3] = {text[at], text[at + 1], '\0'};
     unsigned int scanned = previous;
     if (std::sscanf(pair, "%2x", &scanned) != 1) {
@@ -67,13 +86,21 @@ unsigned char RspUtil::toUINT8(unsigned char* data) {
 }
 
 std::string RspUtil::encodeHex(const std::string& text) {
-    std::ostringstream hex;
-    hex << std::hex << std::setfill('0');
+    std::string hex;
+    hex.reserve(text.size() * 2);
     for (char character : text) {
         // Deliberately signed: a byte above 0x7f prints eight digits. Kept so, not corrected.
-        hex << std::setw(2) << static_cast<int>(static_cast<signed char>(character));
+        int value = static_cast<signed char>(character);
+        if (value < 0) {
+            char digits[9];
+            std::snprintf(digits, sizeof(digits), "%08x", static_cast<unsigned int>(value));
+            hex += digits;
+            continue;
+        }
+        hex += kHexDigits[value >> 4];
+        hex += kHexDigits[value & 0xf];
     }
-    return hex.str();
+    return hex;
 }
 
 std::string RspUtil::decodeHex(const std::string& hex, unsigned int length) {
@@ -98,13 +125,18 @@ std::string RspUtil::encodeRegisterValue(unsigned int value) {
 }
 
 std::string RspUtil::toString(unsigned int value, unsigned int base) {
-    std::ostringstream text;
-    if (base == 16) {
-        text << std::hex << value;
-    } else if (base == 10) {
-        text << std::dec << value;
+    // Every target read names its address with this, so it is written out by hand: a stream, or even
+    // snprintf, costs more than the rest of building the packet.
+    if (base != 16 && base != 10) {
+        return "";
     }
-    return text.str();
+    char digits[16];
+    char* first = digits + sizeof(digits);
+    do {
+        *--first = kHexDigits[value % base];
+        value /= base;
+    } while (value != 0);
+    return std::string(first, digits + sizeof(digits));
 }
 
 std::string RspUtil::createReply_OK() {

@@ -8,6 +8,15 @@ TEST(StringUtilTest, ToStringPadsByBase) {
     EXPECT_EQ("5", StringUtil::to_string(5, 2, 3));
 }
 
+TEST(StringUtilTest, ToStringWidthIsAMinimumOfAnySize) {
+    EXPECT_EQ("0xdeadbeef", StringUtil::to_string(0xdeadbeef, 16, 4));
+    EXPECT_EQ("0x0", StringUtil::to_string(0, 16, 0));
+    EXPECT_EQ("4294967295", StringUtil::to_string(0xffffffff, 10, 0));
+    EXPECT_EQ("0x" + std::string(29, '0') + "1", StringUtil::to_string(1, 16, 30));
+    EXPECT_EQ(std::string(38, '0') + "42", StringUtil::to_string(42, 10, 40));
+    EXPECT_EQ("4294967295", StringUtil::to_string(0xffffffff, 8, 12)) << "another base: decimal, no width";
+}
+
 TEST(StringUtilTest, StackUsageCells) {
     EXPECT_EQ("0B/100B (0.0%)", StringUtil::toStackUsage(100, 100));
     EXPECT_EQ("Overflow!", StringUtil::toStackUsage(100, 0));

@@ -59,3 +59,56 @@ TEST(StructInfoTest, CopiesIncludeTheMembers) {
     EXPECT_EQ(7u, copy.getMembers().at("uxNumberOfItems").getAddress());
     EXPECT_EQ(0u, info.getMembers().at("uxNumberOfItems").getAddress());
 }
+
+TEST(StructInfoTest, ACopyKeepsItsMembersWhenTheOriginalGrows) {
+    StructInfo info("xLIST", 20);
+    info.addMemberInfo(MemberInfo("uxNumberOfItems", 0));
+    StructInfo copy(info);
+    info.addMemberInfo(MemberInfo("pxIndex", 4));
+    copy.addMemberInfo(MemberInfo("xListEnd", 8));
+    MemberInfo out;
+    EXPECT_TRUE(info.lookup("pxIndex", out));
+    EXPECT_FALSE(info.lookup("xListEnd", out));
+    EXPECT_FALSE(copy.lookup("pxIndex", out));
+    EXPECT_TRUE(copy.lookup("xListEnd", out));
+}
+
+TEST(StructInfoTest, BindingGivesEveryMemberTheInstanceAddressPlusItsOffset) {
+    StructInfo info("xLIST", 20);
+    info.addMemberInfo(MemberInfo("uxNumberOfItems", 0));
+    info.addMemberInfo(MemberInfo("xListEnd", 8));
+    StructInfo bound(info);
+    bound.bindTo(0x20000400);
+    MemberInfo out;
+    ASSERT_TRUE(bound.lookup("xListEnd", out));
+    EXPECT_EQ(0x20000408u, out.getAddress());
+    EXPECT_EQ(0x20000400u, bound.getMembers().at("uxNumberOfItems").getAddress());
+    ASSERT_TRUE(info.lookup("xListEnd", out));
+    EXPECT_EQ(0u, out.getAddress()) << "the layout it was copied from stays unbound";
+
+    StructInfo rebound(bound);
+    rebound.bindTo(0x100);
+    ASSERT_TRUE(rebound.lookup("xListEnd", out));
+    EXPECT_EQ(0x108u, out.getAddress());
+    ASSERT_TRUE(bound.lookup("xListEnd", out));
+    EXPECT_EQ(0x20000408u, out.getAddress());
+}
+
+TEST(StructInfoTest, MembersHandedOutAreNotSharedWithLaterCopies) {
+    StructInfo info("xLIST", 20);
+    info.addMemberInfo(MemberInfo("xListEnd", 8));
+    StructInfo::Members& held = info.getMembers();
+    StructInfo copy(info);
+    held.at("xListEnd").setAddress(5);
+    MemberInfo out;
+    ASSERT_TRUE(copy.lookup("xListEnd", out));
+    EXPECT_EQ(0u, out.getAddress());
+
+    StructInfo other("xMINI_LIST_ITEM", 12);
+    other.addMemberInfo(MemberInfo("pxNext", 4));
+    info = other;
+    EXPECT_EQ(1u, held.count("pxNext")) << "the reference handed out sees what was assigned";
+    held.at("pxNext").setAddress(9);
+    ASSERT_TRUE(other.lookup("pxNext", out));
+    EXPECT_EQ(0u, out.getAddress());
+}

@@ -9,6 +9,7 @@
 
 #include <chrono>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
@@ -67,6 +68,29 @@ TEST_F(ClientSocketIntegration, ConnectedSocketIsBlockingAgain) {
     EXPECT_EQ(1, socket.read(&byte, 1)) << "a non-blocking socket would have failed at once";
     late.join();
     EXPECT_EQ('+', byte);
+}
+
+bool sendsWithoutDelay(int descriptor) {
+    int on = 0;
+    socklen_t size = sizeof(on);
+    return getsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, &size) == 0 && on != 0;
+}
+
+TEST_F(ClientSocketIntegration, DialledAndAcceptedSocketsSendSmallWritesAtOnce) {
+    int listener = listenOn(0);
+    ASSERT_GE(listener, 0);
+    sockaddr_in address{};
+    socklen_t size = sizeof(address);
+    ASSERT_EQ(0, getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size));
+    ClientSocket dialled("127.0.0.1", ntohs(address.sin_port));
+    ASSERT_EQ(ClientSocket::CONNECT_OK, dialled.connect(2));
+    int descriptor = accept(listener, nullptr, nullptr);
+    ASSERT_GE(descriptor, 0);
+    EXPECT_FALSE(sendsWithoutDelay(descriptor)) << "a plain TCP socket waits; the wrapper must change that";
+    ClientSocket accepted(descriptor);
+    close(listener);
+    EXPECT_TRUE(sendsWithoutDelay(dialled.getSocket()));
+    EXPECT_TRUE(sendsWithoutDelay(accepted.getSocket()));
 }
 
 TEST_F(ClientSocketIntegration, AClosedPortFailsAtOnce) {

@@ -28,6 +28,26 @@ std::unique_ptr<RspBuffer> makeBuffer() {
     return std::make_unique<RspBuffer>();
 }
 
+// Every byte value but the frame marks, in a payload of a size that is no multiple of eight.
+std::string payloadOfEveryByte(std::size_t size) {
+    std::string payload;
+    for (std::size_t i = 0; payload.size() < size; ++i) {
+        char byte = static_cast<char>(i * 7 + 3);
+        if (byte != '#' && byte != '$') {
+            payload += byte;
+        }
+    }
+    return payload;
+}
+
+unsigned char plainSum(const std::string& bytes) {
+    unsigned int sum = 0;
+    for (char byte : bytes) {
+        sum += static_cast<unsigned char>(byte);
+    }
+    return static_cast<unsigned char>(sum);
+}
+
 } // namespace
 
 TEST(RspBufferTest, CreatePacketFramesCommandsAndNotifications) {
@@ -169,6 +189,51 @@ TEST(RspBufferTest, ParseForPacketTable) {
 TEST(RspBufferTest, ParseStoresTheSumOfThePayload) {
     auto buffer = makeBuffer();
     receive(*buffer, "$qC#00");
+    ASSERT_EQ(6, buffer->parseForPacket());
+    EXPECT_EQ(0xb4, buffer->getChecksum());
+}
+
+TEST(RspBufferTest, AFrameArrivingInPiecesIsFoundWithTheSumOfItsWholePayload) {
+    const std::string payload = payloadOfEveryByte(16383);
+    const std::string frame = "$" + payload + "#00";
+    for (std::size_t piece : {1u, 7u, 8u, 1000u, 1460u, 16384u}) {
+        SCOPED_TRACE("pieces of " + std::to_string(piece));
+        auto buffer = makeBuffer();
+        for (std::size_t at = 0; at < frame.size(); at += piece) {
+            ASSERT_EQ(0, buffer->parseForPacket()) << "complete before byte " << at;
+            receive(*buffer, frame.substr(at, piece));
+        }
+        ASSERT_EQ(static_cast<int>(frame.size()), buffer->parseForPacket());
+        EXPECT_EQ(plainSum(payload), buffer->getChecksum());
+        EXPECT_EQ(static_cast<int>(frame.size()), buffer->parseForPacket()) << "a second pass finds it again";
+        EXPECT_EQ(plainSum(payload), buffer->getChecksum());
+    }
+}
+
+TEST(RspBufferTest, TheFrameBehindAConsumedOneIsSummedAfresh) {
+    auto buffer = makeBuffer();
+    receive(*buffer, "$abcdefghijk");
+    ASSERT_EQ(0, buffer->parseForPacket());
+    receive(*buffer, "#00$qC#b4$gg");
+    ASSERT_EQ(15, buffer->parseForPacket());
+    EXPECT_EQ(plainSum("abcdefghijk"), buffer->getChecksum());
+    buffer->consumePacket();
+    ASSERT_EQ(6, buffer->parseForPacket());
+    EXPECT_EQ(0xb4, buffer->getChecksum());
+    buffer->consumePacket();
+    EXPECT_EQ(0, buffer->parseForPacket());
+    receive(*buffer, "#ce");
+    ASSERT_EQ(6, buffer->parseForPacket());
+    EXPECT_EQ(plainSum("gg"), buffer->getChecksum());
+}
+
+TEST(RspBufferTest, AFrameMovedToTheFrontIsSummedAfresh) {
+    auto buffer = makeBuffer();
+    receive(*buffer, "$ab");
+    ASSERT_EQ(0, buffer->parseForPacket());
+    buffer->clear();
+    receive(*buffer, "xy$qC#b4");
+    EXPECT_EQ(0, buffer->parseForPacket());
     ASSERT_EQ(6, buffer->parseForPacket());
     EXPECT_EQ(0xb4, buffer->getChecksum());
 }

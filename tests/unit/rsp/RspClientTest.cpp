@@ -321,6 +321,8 @@ TEST_F(RspClientIntegration, PeekCommandMatchesTheFrameStartAndConsumesNothing) 
     EXPECT_TRUE(endpoint().peekCommand(""));
     EXPECT_FALSE(endpoint().peekCommand("qSymbol::"));
     EXPECT_FALSE(endpoint().peekCommand("$qSymbol::#5b and more"));
+    EXPECT_TRUE(endpoint().peekCommand(std::string("$qSym")));
+    EXPECT_FALSE(endpoint().peekCommand(std::string("$qSyn")));
     EXPECT_EQ(13, endpoint().getReceiveBuffer().getPacketLength());
     EXPECT_EQ(13, endpoint().getPacket(0));
 }

@@ -6,6 +6,7 @@
 
 #include "SourceFile.h"
 
+#include <cstdio>
 #include <cstring>
 #include <functional>
 
@@ -75,6 +76,19 @@ TEST(RspUtilTest, EncodeHexAndDecodeHexRoundTripEveryAsciiByte) {
     std::string hex = RspUtil::encodeHex(all);
     ASSERT_EQ(2 * all.size(), hex.size());
     EXPECT_EQ(all, RspUtil::decodeHex(hex, static_cast<unsigned int>(hex.size())));
+}
+
+TEST(RspUtilTest, EncodeHexPrintsEveryByteAsASignedInt) {
+    std::string all;
+    std::string expected;
+    for (int c = 0; c < 0x100; ++c) {
+        all += static_cast<char>(c);
+        char digits[16];
+        std::snprintf(digits, sizeof(digits), "%02x", static_cast<unsigned int>(static_cast<signed char>(c)));
+        expected += digits;
+    }
+    EXPECT_EQ(expected, RspUtil::encodeHex(all));
+    EXPECT_EQ("7fffffff80ffffffff", RspUtil::encodeHex("\x7f\x80\xff"));
 }
 
 TEST(RspUtilTest, EncodeRegisterValueIsLittleEndianDigits) {
@@ -444,6 +458,23 @@ TEST(RspUtilTest, MemoryRepliesTable) {
         std::vector<unsigned char> data = {1, 2, 3};
         EXPECT_EQ(row.accepted, RspUtil::parseReply_m(row.input, data));
         EXPECT_EQ(row.data, data);
+    }
+}
+
+// The byte of every pair is what "%2x" makes of it, and where the scan finds no number the byte of the
+// pair before stands (here 0x5a).
+TEST(RspUtilTest, ParseReplyMReadsEveryPairAsSscanfDoes) {
+    for (int first = 0; first < 256; ++first) {
+        for (int second = 0; second < 256; ++second) {
+            const char pair[3] = {static_cast<char>(first), static_cast<char>(second), '\0'};
+            unsigned int expected = 0x5a;
+            std::sscanf(pair, "%2x", &expected);
+            std::vector<unsigned char> data;
+            ASSERT_TRUE(RspUtil::parseReply_m("5a" + std::string(pair, 2), data));
+            ASSERT_EQ(2u, data.size());
+            ASSERT_EQ(static_cast<unsigned char>(expected & 0xff), data[1])
+                << "pair " << first << "," << second;
+        }
     }
 }
 
