@@ -221,21 +221,6 @@ bool FreeRtosRtosDriver::getRegisters(RspClient& server, TargetThread& thread, R
     return result;
 }
 
-bool FreeRtosRtosDriver::readString(RspClient& server, unsigned int address, unsigned int length,
-                                    std::string& out) {
-    if (length == 0) {
-        return false;
-    }
-    std::vector<unsigned char> bytes;
-    if (!server.readMemory(address, length, bytes)) {
-        return false;
-    }
-    bytes.resize(length);
-    bytes.back() = 0;
-    out.assign(reinterpret_cast<const char*>(bytes.data()));
-    return true;
-}
-
 bool FreeRtosRtosDriver::getListHead(RspClient& server, unsigned int listAddress, unsigned int& count,
                                      unsigned int& head) {
     FreeRtosKernelObject list(server);
@@ -507,17 +492,7 @@ bool FreeRtosRtosDriver::readTask(RspClient& server, unsigned int taskAddress, T
 
 bool FreeRtosRtosDriver::getFreeStack(RspClient& server, unsigned int start, unsigned int size,
                                       unsigned int& freeBytes) {
-    std::vector<unsigned char> stack;
-    if (!server.readMemory(start, size, stack)) {
-        return false;
-    }
-    // Stacks grow downward: the fill that was never overwritten lies at the low end.
-    unsigned int count = 0;
-    while (count < size && stack[count] == kStackFill) {
-        ++count;
-    }
-    freeBytes = count;
-    return true;
+    return countStackFill(server, start, size, kStackFill, freeBytes);
 }
 
 bool FreeRtosRtosDriver::infoNodeToThread(KernelInfoNode& task, TargetThread& thread) {

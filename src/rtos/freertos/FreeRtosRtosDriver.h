@@ -73,9 +73,6 @@ public:
     TaskSelection getTaskSelection() const { return taskSelection; }
     IRtosPortDriver* getPortDriver() const { return portDriver.get(); }
 
-    // Reads length bytes at address and takes the text up to the first zero byte, the last byte read
-    // counting as zero; false for a length of 0 or a failed read, out then untouched.
-    bool readString(RspClient& server, unsigned int address, unsigned int length, std::string& out);
     // The number of items of the kernel list at listAddress, and its first item. False for an empty list
     // (count 0) as for a failed read (count untouched).
     bool getListHead(RspClient& server, unsigned int listAddress, unsigned int& count, unsigned int& head);

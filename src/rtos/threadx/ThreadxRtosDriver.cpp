@@ -257,32 +257,9 @@ bool ThreadxRtosDriver::runCommand(RspClient& server, const std::vector<std::str
 
 void ThreadxRtosDriver::dispose() {}
 
-bool ThreadxRtosDriver::readString(RspClient& server, unsigned int address, unsigned int length,
-                                   std::string& out) {
-    if (length == 0) {
-        return false;
-    }
-    std::vector<unsigned char> buffer;
-    if (!server.readMemory(address, length, buffer)) {
-        return false;
-    }
-    buffer[length - 1] = 0;
-    out = reinterpret_cast<const char*>(buffer.data());
-    return true;
-}
-
 bool ThreadxRtosDriver::getFreeStack(RspClient& server, unsigned int address, unsigned int size,
                                      unsigned int& free) {
-    std::vector<unsigned char> stack;
-    if (!server.readMemory(address, size, stack)) {
-        return false;
-    }
-    unsigned int count = 0;
-    while (count < size && stack[count] == kStackFill) {
-        ++count;
-    }
-    free = count;
-    return true;
+    return countStackFill(server, address, size, kStackFill, free);
 }
 
 bool ThreadxRtosDriver::readObjectName(RspClient& server, StructInfo& object, const std::string& member,

@@ -35,8 +35,6 @@ public:
 
     // The thread on the core; 0 when none runs.
     bool findActiveThreadId(RspClient& server, unsigned int& id);
-    // At most length - 1 bytes, cut at the first zero byte; false for a length of 0 or a failed read.
-    bool readString(RspClient& server, unsigned int address, unsigned int length, std::string& out);
     // Bytes from address on that still hold the kernel's stack fill 0xef.
     bool getFreeStack(RspClient& server, unsigned int address, unsigned int size, unsigned int& free);
     // The name that member of object points at, read as a kernel object name (20 bytes).
