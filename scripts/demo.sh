@@ -12,17 +12,21 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 kernel=${1:-freertos}
-# What the snapshot holds: the program, the port layer, where GDB stops, and a task that waits on an object.
+# What the program holds, how the simulator serves it, how GDB reaches the second stop (the first shows the
+# core alone), and the GDB number of a thread that waits on a queue.
 case "$kernel" in
 freertos)
-    program=freertos_snapshot variant=ARM_CM4F stop_at=main blocked_thread=6
-    about="a FreeRTOS kernel stopped with 12 tasks, queues, semaphores, mutexes and timers (Cortex-M4F)"
-    frames="word i of task n's saved frame is 0xc0de0000 | n << 8 | i (SensorFusionManager is task 4, pc its word 15)"
+    program=e2e_freertos_cm4f variant=ARM_CM4F blocked_thread=5
+    stop=("break port_yield" "continue")
+    about="a FreeRTOS kernel stopped with six tasks, a queue, a mutex and a timer (Cortex-M4F)"
+    story="Control runs and is about to yield; Logger waits on LogQueue and its saved frame returns into task_logger"
     ;;
 threadx)
-    program=threadx_state variant=cortex_m4 stop_at=_start blocked_thread=4
-    about="a ThreadX kernel stopped with 13 threads and one or more objects of every kind (Cortex-M4)"
-    frames="the word at byte offset o of a thread's saved frame is its tag | o (uart rx: tag 0x13000000, pc at 60)"
+    program=threadx_target_cm4 variant=cortex_m4 blocked_thread=4
+    # The simulator stops at once, at the running thread's pc: a breakpoint there would trip GDB 13.
+    stop=("continue")
+    about="a ThreadX kernel stopped with five threads and one object of every kind (Cortex-M4)"
+    story="main runs on the core; logger waits on \"log queue\" and its saved context returns into logger_write"
     ;;
 *)
     echo "usage: scripts/demo.sh [freertos|threadx]" >&2
@@ -131,8 +135,25 @@ free_port() {
     python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'
 }
 
-# The target simulator serves the program's memory as it was linked: the kernel as it stood at one moment.
-start "$scratch/target_sim.log" "$target_sim" --port 0 --once --ram 0x20000000:0x10000 "$elf"
+# The target simulator serves the program's memory as it was linked: the kernel as it stood at one moment. The
+# core holds what the end-to-end suites give it: nothing for FreeRTOS (Control's registers do not matter where
+# GDB stops), the registers of the running thread for ThreadX, as its suite works them out from the program.
+case "$kernel" in
+freertos)
+    sim_args=(--ram 0x20000000:0x10000)
+    ;;
+threadx)
+    PYTHONPATH=tests/e2e PYTHONDONTWRITEBYTECODE=1 python3 -c '
+import sys
+import threadx_programs as tx
+image = tx.Image(tx.PROGRAMS[sys.argv[1]], None, "tests/fixtures/targets/threadx", elf=sys.argv[2])
+print("\n".join("%s=0x%x" % register for register in image.registers(tx.RUNNING)))' \
+        "${program#threadx_target_}" "$elf" >"$scratch/main.regs" ||
+        fail "could not work out the running thread's registers"
+    sim_args=(--regs-file "$scratch/main.regs")
+    ;;
+esac
+start "$scratch/target_sim.log" "$target_sim" --port 0 --once "${sim_args[@]}" "$elf"
 line=$(wait_for_line "$started" "$scratch/target_sim.log" '^target_sim: listening on port [0-9]+$' 10) ||
     fail "the target simulator did not start listening"
 server_port=${line##* }
@@ -156,8 +177,8 @@ for attempt in 1 2 3; do
 done
 
 # GDB's session: each command is echoed as typed before its output.
-commands=("target remote 127.0.0.1:$port" "break $stop_at" "continue" "info threads"
-          "thread $blocked_thread" "bt" "info registers r4 lr pc sp" "monitor rtos state" "detach")
+commands=("target remote 127.0.0.1:$port" "${stop[@]}" "info threads" "thread $blocked_thread" "bt"
+          "info registers r4 lr pc sp" "monitor rtos state" "detach")
 {
     echo "set pagination off"
     echo "set confirm off"
@@ -172,8 +193,13 @@ commands=("target remote 127.0.0.1:$port" "break $stop_at" "continue" "info thre
 } >"$scratch/session.gdb"
 
 echo "== $about"
-echo "== The saved frames hold marker words, not code addresses: $frames"
-echo "== target_sim --port 0 --once --ram 0x20000000:0x10000 $program.elf: listening on port $server_port"
+echo "== $story"
+shown=${sim_args[*]}
+echo "== target_sim --port 0 --once ${shown//$scratch\//} $program.elf: listening on port $server_port"
+if [ "$kernel" = threadx ]; then
+    mapfile -t registers <"$scratch/main.regs"
+    echo "== main.regs, main's registers: ${registers[*]}"
+fi
 shown=${tarnwick_args[*]}
 echo "== tarnwick --port $port ${shown//$PWD\//}"
 echo "== gdb-multiarch $program.elf, through tarnwick"

@@ -1,14 +1,16 @@
 """End-to-end: scripts/demo.sh, the README's one command, as a newcomer runs it.
 
 --case freertos and --case threadx run the demo and check every line it prints: the headers, GDB's session
-through tarnwick (connect, breakpoint, info threads, a blocked task's frame, monitor rtos state) against the
-ELF file's symbols, the fixture sources and the expected state text, and tarnwick's console. Afterwards no
-port of the demo listens and its scratch directory is gone. --case failures runs it where it must fail: an
-unknown kernel, a GDB that fails, and a SIGTERM while GDB runs; each time it ends at once, says why, and
-leaves nothing behind.
+through tarnwick (connect, the second stop, info threads, a task that waits on a queue: its frame, backtrace
+and saved registers, monitor rtos state) and tarnwick's console. The expected lines come from the program's
+symbols and sources by way of the kernels' own suites (freertos_targets.py, threadx_programs.py) and from
+the state texts those suites expect. Afterwards no port of the demo listens and its scratch directory is
+gone. --case failures runs it where it must fail: an unknown kernel, a GDB that fails, and a SIGTERM while
+GDB runs; each time it ends at once, says why, and leaves nothing behind.
 """
 
 import argparse
+import collections
 import difflib
 import os
 import re
@@ -19,98 +21,46 @@ import sys
 import tempfile
 import time
 
+import freertos_targets as freertos
 import harness
+import threadx_programs as threadx
 
 SOURCE_DIR = os.path.normpath(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", ".."))
 FIXTURES = os.path.join(SOURCE_DIR, "tests", "fixtures")
 DEMO = os.path.join(SOURCE_DIR, "scripts", "demo.sh")
 DEMO_TIMEOUT = 120
 
-
-def frame_word(task, index):
-    """Word index of task number task's saved frame in freertos_snapshot.c."""
-    return 0xC0DE0000 | (task << 8) | index
-
-
-def threadx_word(tag, offset):
-    """Word at byte offset offset of a saved frame tagged tag in threadx_state.c."""
-    return tag | offset
-
-
-# Per kernel: the program, how tarnwick is started, where the session stops (function, source, the line's text),
-# GDB's threads in the order GDB numbers them (symbol, name as shown, pc of a switched-out one; the first
-# runs), the blocked thread the demo selects, and the words of its saved frame.
+# Per kernel: the program and how tarnwick and the simulator serve it, the demo's two lines about it, and the
+# GDB commands that bring the second stop (the first shows the core alone).
 KERNELS = {
     "freertos": {
-        "program": "freertos_snapshot",
+        "program": "e2e_freertos_cm4f",
         "driver": ("freertos", "ARM_CM4F", "FreeRTOS"),
-        "reset": ("Reset_Handler", "sim/startup.c", "void Reset_Handler(void)", 1),
-        "stop": ("main", "freertos/freertos_snapshot.c", "    for (;;) {"),
-        "threads": [
-            ("xControlLoopTCB", "ControlLoop RUNNING", None),
-            ("xIdleTCB", "IDLE", frame_word(1, 15)),
-            # Worker's frame is the extended one: its pc is word 31.
-            ("xWorkerTCB", "Worker", frame_word(2, 31)),
-            ("xSleeperTCB", "Sleeper", frame_word(6, 15)),
-            ("xSensorTCB", "SensorFusionManager", frame_word(4, 15)),
-            ("xProducerTCB", "Producer", frame_word(7, 15)),
-            # Names are read as 20 bytes and so cut to 19 characters.
-            ("xTelemetryTCB", "TelemetryUplinkSche", frame_word(5, 15)),
-            ("xEventWaiterATCB", "EventWaiterA", frame_word(11, 15)),
-            ("xPendingTCB", "Pending", frame_word(8, 15)),
-            ("xPausedTCB", "Paused", frame_word(9, 15)),
-            ("xBinWaiterTCB", "BinWaiter", frame_word(10, 15)),
-            ("xEventWaiterBTCB", "EventWaiterB", frame_word(12, 15)),
-        ],
-        "blocked": 6,
-        # r4, lr, pc; the frame ends the stack, so the task's sp is the stack's end.
-        "frame": (frame_word(4, 0), frame_word(4, 14), frame_word(4, 15)),
-        "stack": "xSensorStack",
+        "sim_options": "--ram 0x20000000:0x10000",
+        "about": "a FreeRTOS kernel stopped with six tasks, a queue, a mutex and a timer (Cortex-M4F)",
+        "story": "Control runs and is about to yield; Logger waits on LogQueue and its saved frame returns into "
+                 "task_logger",
+        "stop": ["break port_yield", "continue"],
     },
     "threadx": {
-        "program": "threadx_state",
+        "program": "threadx_target_cm4",
         "driver": ("threadx", "cortex_m4", "ThreadX"),
-        "reset": ("_start", "debuginfo/entry.c", "void _start(void) {", 0),
-        "stop": ("_start", "debuginfo/entry.c", "    for (;;) {"),
-        "threads": [("thread_main", "main RUNNING", None)] + [
-            (symbol, name, threadx_word(tag, 60)) for symbol, name, tag in [
-                ("thread_sensor", "sensor poll", 0x12000000),
-                ("thread_uart_rx", "uart rx", 0x13000000),
-                ("thread_uart_tx", "uart tx", 0x14000000),
-                ("thread_logger", "logger", 0x15000000),
-                ("thread_storage", "storage", 0x16000000),
-                ("thread_net", "net events", 0x17000000),
-                ("thread_housekeeping", "housekeeping and wa", 0x18000000),
-                ("thread_buffers", "buffer alloc", 0x19000000),
-                ("thread_heap", "heap user", 0x1a000000),
-                ("thread_one_shot", "one shot", 0x1b000000),
-                ("thread_stopped", "stopped", 0x1c000000),
-                ("thread_paused", "paused", 0x1d000000),
-            ]],
-        "blocked": 4,
-        "frame": (threadx_word(0x13000000, 4), threadx_word(0x13000000, 56), threadx_word(0x13000000, 60)),
-        "stack": "stack_uart_rx",
+        "sim_options": "--regs-file main.regs",
+        "about": "a ThreadX kernel stopped with five threads and one object of every kind (Cortex-M4)",
+        "story": 'main runs on the core; logger waits on "log queue" and its saved context returns into '
+                 "logger_write",
+        "stop": ["continue"],
     },
 }
 
-HEADER_SIM = re.compile(r"^== target_sim --port 0 --once --ram 0x20000000:0x10000 (\S+): listening on port (\d+)$")
+HEADER_SIM = re.compile(r"^== target_sim --port 0 --once (.+) (\S+): listening on port (\d+)$")
 HEADER_TARNWICK = re.compile(r"^== tarnwick --port (\d+) (.*)$")
-BREAKPOINT = re.compile(r"^Breakpoint 1 at 0x([0-9a-f]+): file (\S+), line (\d+)\.$")
 
-
-def symbols(elf):
-    """Name to (address, size), and address to the first name there, from arm-none-eabi-nm."""
-    listing = subprocess.run(["arm-none-eabi-nm", "-S", "-n", elf], capture_output=True, text=True,
-                             check=True).stdout
-    table, at = {}, {}
-    for line in listing.splitlines():
-        fields = line.split()
-        if len(fields) in (3, 4):
-            address, size = int(fields[0], 16), int(fields[1], 16) if len(fields) == 4 else 0
-            table[fields[-1]] = (address, size)
-            if fields[-2] in "bBdDrR":
-                at.setdefault(address, fields[-1])
-    return table, at
+# A thread as info threads shows it; frame is the innermost frame's text.
+Row = collections.namedtuple("Row", "current number tid label frame")
+# What the demo shows of the waiting thread: its row, the source line of its frame, bt, r4, lr, pc and sp, and
+# the symbols that GDB names for pc and sp.
+Waiting = collections.namedtuple("Waiting", "row line backtrace registers pc_symbol sp_symbol")
 
 
 def source_line(relative, text, after=0):
@@ -136,89 +86,164 @@ def process_alive(pid):
         return False
 
 
-def register_line(name, value, natural):
-    return "%-15s%-20s%s" % (name, "0x%x" % value, natural)
-
-
 def signed(value):
     return str(value - (1 << 32) if value & 0x80000000 else value)
 
 
-def expected_threads(kernel, table, stop_frame):
+def symbolic(value, symbol, address):
+    """An address as GDB prints it beside the symbol it lies in."""
+    offset = value - address
+    return "0x%x <%s%s>" % (value, symbol, "+%d" % offset if offset else "")
+
+
+class FreeRtosDemo:
+    """The FreeRTOS program: every task gave up the core in port_yield, Control is stopped at its start."""
+
+    TASKS = "targets/freertos/target_tasks.c"
+
+    def __init__(self, elf):
+        self.symbols = freertos.Symbols(elf)
+        self.program = freertos.PROGRAMS["cm4f"]
+        self.yield_line = source_line(self.TASKS, '    __asm__ volatile("nop\\n"')
+
+    def place(self, pc=None):
+        at = "" if pc is None else "0x%08x in " % pc
+        return "%sport_yield () at target_tasks.c:%d" % (at, self.yield_line[0])
+
+    def rows(self):
+        numbers = freertos.gdb_numbers(self.symbols)
+        yielded = self.symbols.address("port_yield_point")
+        rows = [Row(task.name == freertos.RUNNING, numbers[task.name], self.symbols.address(task.tcb),
+                    task.name + (" RUNNING" if task.name == freertos.RUNNING else ""),
+                    self.place(None if task.name == freertos.RUNNING else yielded)) for task in freertos.TASKS]
+        return sorted(rows, key=lambda row: row.number)
+
+    def connected(self):
+        number, text = source_line("sim/startup.c", "void Reset_Handler(void)", 1)
+        return ["Reset_Handler () at startup.c:%d" % number, "%d\t%s" % (number, text)]
+
+    def second_stop(self, rows):
+        running = rows[0]
+        return ["(gdb) break port_yield",
+                "Breakpoint 1 at 0x%x: file target_tasks.c, line %d." % (self.symbols.address("port_yield"),
+                                                                          self.yield_line[0]),
+                "(gdb) continue"] + ["[New Thread %d]" % row.tid for row in rows] + [
+                "[Switching to Thread %d]" % running.tid, "",
+                "Thread 2 hit Breakpoint 1, " + running.frame, "%d\t%s" % self.yield_line]
+
+    def waiting(self, rows):
+        task = next(task for task in freertos.TASKS if task.name == "Logger")
+        entry = source_line(self.TASKS, "TASK_ENTRY(logger, logger_work)")[0]
+        backtrace = ["#0  " + self.place(self.symbols.address("port_yield_point")),
+                     "#1  0x%08x in %s (parameters=<unavailable>) at target_tasks.c:%d" % (
+                         self.symbols.address(task.resume), task.entry, entry)]
+        registers = freertos.expected_registers(self.program, self.symbols, task)
+        return Waiting(next(row for row in rows if row.label == task.name), "%d\t%s" % self.yield_line,
+                       backtrace, registers, "port_yield", task.stack)
+
+    def address(self, name):
+        return self.symbols.address(name)
+
+    def headers(self):
+        return []
+
+    def state_reply(self):
+        """What monitor rtos state prints, as the kernel's suite expects it."""
+        return freertos.expected_text("e2e_freertos_cm4f_state.txt") + "\n"
+
+
+class ThreadxDemo:
+    """The ThreadX program: main runs on the core with the registers its suite gives the simulator."""
+
+    def __init__(self, elf):
+        self.image = threadx.Image(threadx.PROGRAMS["cm4"], None,
+                                   os.path.join(FIXTURES, "targets", "threadx"), elf=elf)
+
+    def shown(self, text):
+        """GDB names the source by its base name ("set filename-display basename")."""
+        return text.replace(self.image.source, os.path.basename(self.image.source))
+
+    def source_text(self, thread):
+        line = self.image.line_of(threadx.THREADS[thread].pc_label)
+        return "%d\t%s" % (line, self.image.source_lines[line - 1])
+
+    def rows(self):
+        return [Row(current, number, tid, label, self.shown(frame))
+                for current, number, tid, label, frame in threadx.expected_rows(self.image)]
+
+    def connected(self):
+        return [self.shown(self.image.frame_text(threadx.RUNNING)), self.source_text(threadx.RUNNING)]
+
+    def second_stop(self, rows):
+        running = rows[0]
+        return ["(gdb) continue"] + ["[New Thread %d]" % row.tid for row in rows] + [
+            "", "Thread 2 received signal SIGTRAP, Trace/breakpoint trap.",
+            "[Switching to Thread %d]" % running.tid] + self.connected()
+
+    def waiting(self, rows):
+        registers = dict(self.image.registers("logger"))
+        return Waiting(next(row for row in rows if row.label == "logger"), self.source_text("logger"),
+                       [self.shown(line) for line in self.image.backtrace("logger")], registers,
+                       threadx.THREADS["logger"].inner, "stack_logger")
+
+    def address(self, name):
+        return self.image.address(name)
+
+    def headers(self):
+        return ["== main.regs, main's registers: " + " ".join(
+            "%s=0x%x" % register for register in self.image.registers(threadx.RUNNING))]
+
+    def state_reply(self):
+        """What monitor rtos state prints, as the kernel's suite expects it."""
+        with open(os.path.join(FIXTURES, "expected", "e2e_threadx_cm4_state.txt")) as state:
+            return state.read()
+
+
+DEMOS = {"freertos": FreeRtosDemo, "threadx": ThreadxDemo}
+
+
+def format_threads(rows):
     """GDB's "info threads": the current-thread mark, Id in 4 columns, Target Id as wide as the widest."""
-    targets = ["Thread %d (%s)" % (table[symbol][0], name) for symbol, name, _ in kernel["threads"]]
+    targets = ["Thread %d (%s)" % (row.tid, row.label) for row in rows]
     width = max(len(target) for target in targets)
     lines = ["  %-4s %-*s %s" % ("Id", width, "Target Id", "Frame ")]
-    for number, (target, (_, _, pc)) in enumerate(zip(targets, kernel["threads"]), 2):
-        frame = stop_frame if pc is None else "0x%x in ?? ()" % (pc & ~1)
-        lines.append("%s %-4s %-*s %s" % ("*" if number == 2 else " ", number, width, target, frame))
+    for target, row in zip(targets, rows):
+        lines.append("%s %-4s %-*s %s" % ("*" if row.current else " ", row.number, width, target, row.frame))
     return lines
 
 
-def stop_place(kernel):
-    """Line number, line text, file name and GDB's frame text of the breakpoint where the session stops."""
-    stop_function, stop_source, stop_text = kernel["stop"]
-    stop_number, stop_line = source_line(stop_source, stop_text)
-    stop_file = os.path.basename(stop_source)
-    return stop_number, stop_line, stop_file, "%s () at %s:%d" % (stop_function, stop_file, stop_number)
-
-
 def expected_info_threads(kernel_name, elf):
-    """GDB's "info threads" at the breakpoint, with "set filename-display basename" (also for other suites)."""
-    kernel = KERNELS[kernel_name]
-    return expected_threads(kernel, symbols(elf)[0], stop_place(kernel)[3])
+    """GDB's "info threads" at the demo's second stop, with "set filename-display basename" (also for other
+    suites)."""
+    return format_threads(DEMOS[kernel_name](elf).rows())
 
 
-def expected_session(kernel, elf, port, breakpoint_address):
-    table, at = symbols(elf)
-    reset_function, reset_source, reset_text, reset_offset = kernel["reset"]
-    reset_number, reset_line = source_line(reset_source, reset_text, reset_offset)
-    stop_function = kernel["stop"][0]
-    stop_number, stop_line, stop_file, stop_frame = stop_place(kernel)
-    running = table[kernel["threads"][0][0]][0]
-    blocked_symbol, _, blocked_pc = kernel["threads"][kernel["blocked"] - 2]
-    r4, lr, pc = kernel["frame"]
-    stack, stack_size = table[kernel["stack"]]
-    sp = stack + stack_size
-    frames = ["#0  0x%x in ?? ()" % (blocked_pc & ~1)]
-    if lr & ~1 != pc & ~1:
-        frames.append("#1  0x%x in ?? ()" % (lr & ~1))
-    lines = [
-        "(gdb) target remote 127.0.0.1:%d" % port,
-        "%s () at %s:%d" % (reset_function, os.path.basename(reset_source), reset_number),
-        "%d\t%s" % (reset_number, reset_line),
-        "(gdb) break " + stop_function,
-        "Breakpoint 1 at 0x%x: file %s, line %d." % (breakpoint_address, stop_file, stop_number),
-        "(gdb) continue",
-    ]
-    lines += ["[New Thread %d]" % table[symbol][0] for symbol, _, _ in kernel["threads"]]
+def expected_session(kernel_name, elf, port):
+    demo = DEMOS[kernel_name](elf)
+    rows = demo.rows()
+    waiting = demo.waiting(rows)
+    registers = waiting.registers
+    lines = ["(gdb) target remote 127.0.0.1:%d" % port] + demo.connected() + demo.second_stop(rows)
+    lines += ["(gdb) info threads"] + format_threads(rows)
     lines += [
-        "[Switching to Thread %d]" % running,
-        "",
-        "Thread 2 hit Breakpoint 1, " + stop_frame,
-        "%d\t%s" % (stop_number, stop_line),
-        "(gdb) info threads",
-    ]
-    lines += expected_threads(kernel, table, stop_frame)
-    lines += [
-        "(gdb) thread %d" % kernel["blocked"],
-        "[Switching to thread %d (Thread %d)]" % (kernel["blocked"], table[blocked_symbol][0]),
-        frames[0],
+        "(gdb) thread %d" % waiting.row.number,
+        "[Switching to thread %d (Thread %d)]" % (waiting.row.number, waiting.row.tid),
+        waiting.backtrace[0],
+        waiting.line,
         "(gdb) bt",
-    ] + frames + [
-        "Backtrace stopped: previous frame identical to this frame (corrupt stack?)",
+    ] + waiting.backtrace + [
         "(gdb) info registers r4 lr pc sp",
-        register_line("r4", r4, signed(r4)),
-        register_line("lr", lr, signed(lr)),
-        register_line("pc", pc, "0x%x" % pc),
-        register_line("sp", sp, "0x%x <%s>" % (sp, at[sp]) if sp in at else "0x%x" % sp),
+        "%-15s%-20s%s" % ("r4", "0x%x" % registers["r4"], signed(registers["r4"])),
+        "%-15s%-20s%s" % ("lr", "0x%x" % registers["lr"], signed(registers["lr"])),
+        "%-15s%-20s%s" % ("pc", "0x%x" % registers["pc"], symbolic(registers["pc"], waiting.pc_symbol,
+                                                                   demo.address(waiting.pc_symbol))),
+        "%-15s%-20s%s" % ("sp", "0x%x" % registers["sp"], symbolic(registers["sp"], waiting.sp_symbol,
+                                                                   demo.address(waiting.sp_symbol))),
         "(gdb) monitor rtos state",
     ]
-    # The reply is the command's text and one line end more.
-    with open(os.path.join(FIXTURES, "expected", "%s_state.txt" % kernel["driver"][0])) as state:
-        lines += state.read().split("\n")
+    lines += demo.state_reply().split("\n")[:-1]
     lines += ["(gdb) detach", "[Inferior 1 (Remote target) detached]"]
-    return lines, table[stop_function]
+    return lines
 
 
 def shown_path(path):
@@ -252,31 +277,31 @@ def check_kernel(args, kernel_name):
     if done.returncode != 0 or done.stderr:
         raise AssertionError("scripts/demo.sh %s: exit status %d\nstdout:\n%s\nstderr:\n%s" % (
             kernel_name, done.returncode, harness.indent(done.stdout), harness.indent(done.stderr)))
-    sim_header, tarnwick_header = HEADER_SIM.match(lines[2]), HEADER_TARNWICK.match(lines[3])
-    if not (lines[0].startswith("== a ") and lines[1].startswith("== The saved frames hold marker words")
-            and sim_header and tarnwick_header):
-        raise AssertionError("unexpected headers:\n" + harness.indent("\n".join(lines[:5])))
-    server_port, port = int(sim_header.group(2)), int(tarnwick_header.group(1))
+    sim_header = HEADER_SIM.match(lines[2])
+    more_headers = DEMOS[kernel_name](elf).headers()
+    tarnwick_at = 3 + len(more_headers)
+    tarnwick_header = HEADER_TARNWICK.match(lines[tarnwick_at]) if len(lines) > tarnwick_at else None
+    if not (sim_header and tarnwick_header):
+        raise AssertionError("unexpected headers:\n" + harness.indent("\n".join(lines[:tarnwick_at + 2])))
+    server_port, port = int(sim_header.group(3)), int(tarnwick_header.group(1))
     driver, variant, driver_name = kernel["driver"]
     cache = tarnwick_header.group(2).split(" --debug_info_cache ")[1].split(" ")[0]
     scratch = os.path.dirname(cache)
-    expected_tarnwick = ("--server_connection 127.0.0.1:%d --file %s --rtos %s --rtos_variant %s "
-                         "--debug_info_cache %s/%s.elf.proxy_cache --gdbserver_connect_timeout 5"
-                         % (server_port, shown_path(elf), driver, variant, scratch, kernel["program"]))
-    if sim_header.group(1) != kernel["program"] + ".elf" or tarnwick_header.group(2) != expected_tarnwick:
-        raise AssertionError("unexpected headers:\n%s\nexpected tarnwick's arguments: %s" % (
-            harness.indent("\n".join(lines[2:4])), expected_tarnwick))
-    if lines[4] != "== gdb-multiarch %s.elf, through tarnwick" % kernel["program"]:
-        raise AssertionError("unexpected header: %r" % lines[4])
+    expected_headers = [
+        "== " + kernel["about"], "== " + kernel["story"],
+        "== target_sim --port 0 --once %s %s.elf: listening on port %d" % (kernel["sim_options"], kernel["program"],
+                                                                         server_port)] + more_headers + [
+        "== tarnwick --port %d --server_connection 127.0.0.1:%d --file %s --rtos %s --rtos_variant %s "
+        "--debug_info_cache %s/%s.elf.proxy_cache --gdbserver_connect_timeout 5"
+        % (port, server_port, shown_path(elf), driver, variant, scratch, kernel["program"]),
+        "== gdb-multiarch %s.elf, through tarnwick" % kernel["program"]]
+    headers = lines[:len(expected_headers)]
+    if headers != expected_headers:
+        raise AssertionError("the headers differ:\n" + differences(expected_headers, headers))
 
     console_at = lines.index("== tarnwick's console") if "== tarnwick's console" in lines else len(lines)
-    session = lines[5:console_at]
-    found = BREAKPOINT.match(session[4]) if len(session) > 4 else None
-    if not found:
-        raise AssertionError("no breakpoint line in the session:\n" + harness.indent("\n".join(session)))
-    expected, (function, size) = expected_session(kernel, elf, port, int(found.group(1), 16))
-    if not function <= int(found.group(1), 16) < function + size:
-        raise AssertionError("breakpoint %s lies outside %s" % (found.group(1), kernel["stop"][0]))
+    session = lines[len(expected_headers):console_at]
+    expected = expected_session(kernel_name, elf, port)
     if session != expected:
         raise AssertionError("the session differs:\n" + differences(expected, session))
 
@@ -297,13 +322,22 @@ def check_kernel(args, kernel_name):
     print("scripts/demo.sh %s: %d lines as expected" % (kernel_name, len(lines)))
 
 
+def headers_of(lines):
+    """The simulator's and tarnwick's header lines of a transcript."""
+    sim = next((HEADER_SIM.match(line) for line in lines if HEADER_SIM.match(line)), None)
+    tarnwick = next((HEADER_TARNWICK.match(line) for line in lines if HEADER_TARNWICK.match(line)), None)
+    if not (sim and tarnwick):
+        raise AssertionError("the demo printed no headers:\n" + harness.indent("\n".join(lines)))
+    return sim, tarnwick
+
+
 def variable_parts(lines):
     """The texts of a demo transcript that differ from run to run: ports, the scratch folder, the program's path."""
-    sim, tarnwick = HEADER_SIM.match(lines[2]), HEADER_TARNWICK.match(lines[3])
+    sim, tarnwick = headers_of(lines)
     arguments = tarnwick.group(2).split(" ")
     cache = arguments[arguments.index("--debug_info_cache") + 1]
     return [(os.path.dirname(cache), "<scratch>"), (arguments[arguments.index("--file") + 1], "<elf>"),
-            (sim.group(2), "<server port>"), (tarnwick.group(1), "<port>")]
+            (sim.group(3), "<server port>"), (tarnwick.group(1), "<port>")]
 
 
 def normalised(lines):
@@ -337,13 +371,9 @@ def fake_gdb(directory, body):
 
 
 def ports_and_scratch(stdout):
-    lines = stdout.split("\n")
-    sim = next((HEADER_SIM.match(line) for line in lines if HEADER_SIM.match(line)), None)
-    tarnwick = next((HEADER_TARNWICK.match(line) for line in lines if HEADER_TARNWICK.match(line)), None)
-    if not (sim and tarnwick):
-        raise AssertionError("the demo printed no headers:\n" + harness.indent(stdout))
+    sim, tarnwick = headers_of(stdout.split("\n"))
     cache = tarnwick.group(2).split(" --debug_info_cache ")[1].split(" ")[0]
-    return [int(sim.group(2)), int(tarnwick.group(1))], os.path.dirname(cache)
+    return [int(sim.group(3)), int(tarnwick.group(1))], os.path.dirname(cache)
 
 
 def check_unknown_kernel(args):

@@ -113,17 +113,18 @@ def check_banner(tarnwick):
 
 
 def check_session(session, args, tarnwick):
-    """The installed tarnwick in front of the simulator: GDB sees the snapshot's twelve tasks."""
+    """The installed tarnwick in front of the simulator: GDB sees the tasks of the demo's FreeRTOS program."""
+    demo = demo_script.KERNELS["freertos"]
     # A copy of the program in the scratch directory, so that the debug-info cache is made beside it.
-    elf = session.path("freertos_snapshot.elf")
-    shutil.copyfile(os.path.join(args.build_dir, "tests", "fixtures", "freertos_snapshot.elf"), elf)
+    elf = session.path(demo["program"] + ".elf")
+    shutil.copyfile(os.path.join(args.build_dir, "tests", "fixtures", demo["program"] + ".elf"), elf)
     _, sim_port = session.start_target_sim(args.target_sim, elf, ["--ram", "0x20000000:0x10000"])
     port = harness.free_port()
     proxy = session.start_tarnwick(tarnwick, sim_port, port,
                                    ["--file", elf, "--rtos", "freertos", "--rtos_variant", "ARM_CM4F"])
     result = session.run_gdb(["set pagination off", "set confirm off", "set width 0",
                               "set filename-display basename", "set tcp connect-timeout 5", "file " + elf,
-                              "target remote 127.0.0.1:%d" % port, "break main", "continue",
+                              "target remote 127.0.0.1:%d" % port] + demo["stop"] + [
                               "echo ==info threads==\\n", "info threads", "echo ==end==\\n", "detach"])
     output = result.stdout.split("\n")
     if "==info threads==" not in output or "==end==" not in output:
