@@ -148,9 +148,9 @@ bool timedRun(const BenchOptions& options, BenchReport& report) {
     report.add("added_p99_us", through.latency.percentile(0.99) - direct.latency.percentile(0.99));
     addCpu(report, "proxy_cpu_per_round_trip", before, after, static_cast<double>(through.latency.size()));
 
-    const long bytes = kBlockBytes;
+    static constexpr long bytes = kBlockBytes;
     before.read(proxy);
-    bool readDone = alternate(direct, through, rounds * megabytes, [bytes](Side& side) {
+    bool readDone = alternate(direct, through, rounds * megabytes, [](Side& side) {
         double seconds = 0;
         if (!readMemory(side.link, bytes, seconds)) {
             return false;
@@ -170,7 +170,7 @@ bool timedRun(const BenchOptions& options, BenchReport& report) {
     addCpu(report, "proxy_cpu_per_megabyte", before, after, static_cast<double>(megabytes * rounds));
 
     const long slowMegabytes = options.getNumber("slow-megabytes", 4);
-    const long slowBytes = kBlockBytes;
+    static constexpr long slowBytes = kBlockBytes;
     const std::vector<std::string> slowSimArgs = {"--ram", "0x20000000:0x1000000", "--read-delay-ms", "1"};
     Side slowDirect{"slow direct", {}, {}, {}};
     Side slowThrough{"slow through", {}, {}, {}};
@@ -186,7 +186,7 @@ bool timedRun(const BenchOptions& options, BenchReport& report) {
     }
     bool slowDone =
         alternate(slowDirect, slowThrough, options.getNumber("slow-rounds", 3) * slowMegabytes,
-                  [slowBytes](Side& side) {
+                  [](Side& side) {
                       double seconds = 0;
                       if (!readMemory(side.link, slowBytes, seconds)) {
                           return false;

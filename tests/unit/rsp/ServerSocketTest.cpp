@@ -53,7 +53,8 @@ TEST(ServerSocketIntegration, StopFromElsewhereEndsAWaitWithinItsPoll) {
     auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(nullptr, server.WaitConnection());
     stopper.join();
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
+    // The wait looks at the flag every 100 ms; the bound leaves room for a loaded machine, not for a hang.
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(3000));
 }
 
 TEST(ServerSocketIntegration, DestructionFreesThePort) {
