@@ -1,22 +1,15 @@
 // The FreeRTOS driver against RAM that the fuzzer writes: the task walk of getThreads and of the "state"
 // command, the register frames of every task through every port, over real RSP exchanges with the target
 // simulator. Seeds are kernel snapshots of our own (tests/fuzz/corpus/freertos_walk).
-#include "FuzzKernel.h"
+#include "FuzzDriverWalk.h"
 #include "app/Logger.h"
-#include "app/Properties.h"
-#include "rtos/IRtosPortDriver.h"
-#include "rtos/KernelInfoNode.h"
 #include "rtos/RtosDriverInfo.h"
 #include "rtos/freertos/FreeRtosPortFactory.h"
 #include "rtos/freertos/FreeRtosRtosDriver.h"
-#include "target/RegisterList.h"
-#include "target/TargetThread.h"
-#include "target/ThreadList.h"
 
 #include <cstdio>
 #include <cstring>
 #include <memory>
-#include <string>
 #include <vector>
 
 namespace {
@@ -25,8 +18,6 @@ namespace {
 // lying word of four billion means four billion list heads to read (docs/ROBUSTNESS.md). The fuzzer folds
 // such words so that it can look for anything else.
 constexpr std::uint32_t kHighestFuzzedPriority = 63;
-// Threads whose frames are read through every port, besides the driver's own port for all of them.
-constexpr std::size_t kThreadsThroughAllPorts = 4;
 
 const char* const kVariants[] = {"ARM_CM0",     "ARM_CM3",  "ARM_CM3_MPU",  "ARM_CM4F",
                                  "ARM_CM4_MPU", "ARM_CM33", "ARM_CM33_NTZ", "ARM_CA9"};
@@ -39,23 +30,17 @@ RtosDriverInfo freertosRow() {
     return row;
 }
 
+std::vector<std::unique_ptr<IRtosPortDriver>> allPorts() {
+    std::vector<std::unique_ptr<IRtosPortDriver>> ports;
+    for (const char* variant : kVariants) {
+        ports.emplace_back(FreeRtosPortFactory::create(variant));
+    }
+    return ports;
+}
+
 struct Fixture {
     FreeRtosRtosDriver driver{freertosRow()};
-    std::unique_ptr<FuzzKernel> kernel;
-    std::vector<std::unique_ptr<IRtosPortDriver>> ports;
-
-    Fixture() {
-        std::vector<std::string> symbols;
-        std::vector<std::string> structures;
-        driver.getSymbols(symbols);
-        driver.getDataStructures(structures);
-        kernel = std::make_unique<FuzzKernel>("freertos_snapshot.elf", symbols, structures);
-        Properties::getInstance().addProperty("--rtos_variant", "ARM_CM4F");
-        driver.init();
-        for (const char* variant : kVariants) {
-            ports.emplace_back(FreeRtosPortFactory::create(variant));
-        }
-    }
+    FuzzDriverWalk walk{driver, "freertos_snapshot.elf", "ARM_CM4F", allPorts()};
 };
 
 Fixture* fixture = nullptr;
@@ -72,12 +57,6 @@ void foldPriority(std::vector<std::uint8_t>& ram, std::uint32_t address) {
     }
 }
 
-void render(KernelInfoNode& node) {
-    KernelInfoNode::toString(node, FORMAT_TABULAR);
-    KernelInfoNode::toString(node, FORMAT_TREE);
-    KernelInfoNode::toString(node, FORMAT_JSON);
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
@@ -89,42 +68,21 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    FuzzKernel& kernel = *fixture->kernel;
+    FuzzKernel& kernel = fixture->walk.getKernel();
     FreeRtosRtosDriver& driver = fixture->driver;
     std::vector<std::uint8_t> ram(data, data + size);
     foldPriority(ram, kernel.symbolAddress("uxTopUsedPriority"));
     foldPriority(ram, kernel.symbolAddress("uxTopReadyPriority"));
     kernel.serve(ram.data(), ram.size());
-    RspClient& server = kernel.server();
 
-    bool running = false;
-    driver.checkKernelRunning(server, running);
-    ThreadList threads;
-    driver.getThreads(server, threads);
-    threads.getXML();
-    std::size_t index = 0;
-    for (unsigned int id : threads.getThreadIdentifiers()) {
-        TargetThread thread;
-        threads.getThread(id, thread);
-        RegisterList registers;
-        driver.getRegisters(server, thread, registers);
-        for (std::size_t port = 0; index < kThreadsThroughAllPorts && port < fixture->ports.size(); ++port) {
-            RegisterList other;
-            fixture->ports[port]->getRegisters(server, thread, other);
-        }
-        ++index;
-    }
-
+    fixture->walk.walkThreads([](TargetThread&) {});
     KernelInfoNode tasks(0, "", "Tasks");
-    if (driver.collectTasks(server, true, tasks)) {
+    if (driver.collectTasks(kernel.server(), true, tasks)) {
         KernelInfoNode usage;
         driver.collectStackUsage(tasks, usage);
-        render(usage);
+        FuzzDriverWalk::render(usage);
     }
-    render(tasks);
-    KernelInfoNode state;
-    if (driver.runCommand(server, {"state"}, state)) {
-        render(state);
-    }
+    FuzzDriverWalk::render(tasks);
+    fixture->walk.runState();
     return 0;
 }
