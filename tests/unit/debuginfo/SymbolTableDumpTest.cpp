@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <filesystem>
 
 // Real dumps: the real dump tool is run by generateDebugInfo on the kernel-shaped target programs, the
 // wanted structures are parsed, and every layout is checked against GDB's own reading of the same ELF.
@@ -262,6 +263,33 @@ TEST_F(SymbolTableDumpIntegration, EveryDwarfVersionGivesTheSameLayouts) {
         tables.push_back(stdoutOf([] { SymbolTable::getInstance().printStructInfo(); }));
     }
     EXPECT_EQ("io: 28\na:4\nb:4\nc:16\nid:0\npad:6\nptr:8\nq:24\nraw:8\nx:12\n\n", tables[0]);
+    EXPECT_EQ(tables[0], tables[1]);
+    EXPECT_EQ(tables[0], tables[2]);
+}
+
+// The kernel's own sources built with configUSE_MINI_LIST_ITEM 0: no mini item, the same layouts as GDB's
+// in every DWARF version, and one table for all three.
+TEST_F(SymbolTableDumpIntegration, RealKernelWithoutTheMiniListItemInEveryDwarfVersion) {
+    const std::vector<std::string> present = {"QueueDefinition", "tskTaskControlBlock", "xLIST",
+                                              "xLIST_ITEM",      "tmrTimerControl",     "EventGroupDef_t"};
+    std::vector<std::string> tables;
+    for (const char* version : {"2", "4", "5"}) {
+        SCOPED_TRACE(version);
+        const std::string program = std::string("real_freertos_mini_list_0_dwarf") + version;
+        if (!std::filesystem::exists(testpaths::fixturesDir() + "/" + program + ".elf")) {
+            GTEST_SKIP() << "the FreeRTOS kernel archive was not found at configure time";
+        }
+        generate(program);
+        std::string log;
+        EXPECT_FALSE(resolve(kFreeRtosStructures, log));
+        EXPECT_EQ("SymbolTable::resolveDataStructures(), 0 ms\n", log);
+        StructInfo mini;
+        EXPECT_FALSE(SymbolTable::getInstance().lookupStruct("xMINI_LIST_ITEM", mini));
+        expectSameLayouts(present);
+        EXPECT_TRUE(hasMember("xLIST", "xListEnd"));
+        EXPECT_TRUE(hasMember("xLIST_ITEM", "pxNext"));
+        tables.push_back(stdoutOf([] { SymbolTable::getInstance().printStructInfo(); }));
+    }
     EXPECT_EQ(tables[0], tables[1]);
     EXPECT_EQ(tables[0], tables[2]);
 }
