@@ -23,6 +23,10 @@ std::string trimmed(const std::string& field) {
     return StringUtil::trim(field, " \t");
 }
 
+bool isAggregate(const std::string& tag) {
+    return tag == kStructureTag || tag == kUnionTag || tag == kClassTag;
+}
+
 // Decimal as the dump prints data forms, hexadecimal with 0x as some versions print the wider ones.
 bool toNumber(const std::string& text, unsigned long long& value) {
     if (text.empty() || !std::isdigit(static_cast<unsigned char>(text[0]))) {
@@ -103,9 +107,12 @@ void DumpParser::readLine(const std::string& line) {
         if (entry.tag.empty()) {
             finishEntry();
         }
+        // Most entries of a dump are neither aggregates nor inside a wanted one: their attributes are not
+        // kept.
+        entry.keep = structureDepth >= 0 || isAggregate(entry.tag);
         return;
     }
-    if (entry.depth < 0) {
+    if (!entry.keep) {
         return;
     }
     std::size_t nameStart = line.find('>', start);
@@ -137,8 +144,11 @@ void DumpParser::finishEntry() {
             takeNested();
         }
     }
-    if (structureDepth < 0 &&
-        (entry.tag == kStructureTag || entry.tag == kUnionTag || entry.tag == kClassTag)) {
+    // A unit's types name only their own unit's types: what is kept of the last one goes.
+    if (entry.depth == 0) {
+        aggregates.clear();
+    }
+    if (structureDepth < 0 && isAggregate(entry.tag)) {
         openStructure();
     }
     entry = Entry();
@@ -184,7 +194,7 @@ void DumpParser::takeNested() {
         parent.members.push_back(placeMember(parent.isUnion));
         return;
     }
-    if (entry.tag != kStructureTag && entry.tag != kUnionTag && entry.tag != kClassTag) {
+    if (!isAggregate(entry.tag)) {
         return;
     }
     Aggregate& nested = aggregates[entry.offset];

@@ -27,6 +27,7 @@ private:
         int depth = -1;
         std::string offset;
         std::string tag;
+        bool keep = false;
         std::map<std::string, std::string> attributes;
     };
     struct Member {
