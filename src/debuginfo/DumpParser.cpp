@@ -89,8 +89,11 @@ void DumpParser::readLine(const std::string& line) {
     if (start == std::string::npos || line[start] != '<') {
         return;
     }
-    std::size_t second = line.find("><", start);
-    if (start < 4 && second != std::string::npos && line.find(">:", second) != std::string::npos) {
+    std::size_t second = line.find('>', start);
+    if (second == std::string::npos) {
+        return;
+    }
+    if (start < 4 && line.compare(second, 2, "><") == 0 && line.find(">:", second + 1) != std::string::npos) {
         finishEntry();
         entry = Entry();
         char* end = nullptr;
@@ -115,11 +118,7 @@ void DumpParser::readLine(const std::string& line) {
     if (!entry.keep) {
         return;
     }
-    std::size_t nameStart = line.find('>', start);
-    if (nameStart == std::string::npos) {
-        return;
-    }
-    nameStart = line.find_first_not_of(' ', nameStart + 1);
+    std::size_t nameStart = line.find_first_not_of(' ', second + 1);
     std::size_t colon = line.find(':', nameStart == std::string::npos ? line.size() : nameStart);
     if (colon == std::string::npos) {
         return;
