@@ -288,6 +288,68 @@ const char* const kMemberFormsDwarf5 = R"( <1><50>: Abbrev Number: 10 (DW_TAG_un
  <2><f4>: Abbrev Number: 0
 )";
 
+// The same program built by Clang with -gdwarf-5: names through the string offsets table, the anonymous
+// types nested in the structure.
+const char* const kMemberFormsClangDwarf5 = R"( <1><29>: Abbrev Number: 3 (DW_TAG_structure_type)
+    <2a>   DW_AT_name        : (indexed string: 0x14): io
+    <2b>   DW_AT_byte_size   : 28
+ <2><2e>: Abbrev Number: 4 (DW_TAG_member)
+    <2f>   DW_AT_name        : (indexed string: 0x4): id
+    <30>   DW_AT_type        : <0xa0>
+    <36>   DW_AT_data_member_location: 0
+ <2><37>: Abbrev Number: 5 (DW_TAG_member)
+    <38>   DW_AT_name        : (indexed string: 0x9): a
+    <39>   DW_AT_type        : <0xc2>
+    <3f>   DW_AT_byte_size   : 4
+    <40>   DW_AT_bit_size    : 3
+    <41>   DW_AT_bit_offset  : 29
+    <42>   DW_AT_data_member_location: 4
+ <2><43>: Abbrev Number: 5 (DW_TAG_member)
+    <44>   DW_AT_name        : (indexed string: 0xa): b
+    <45>   DW_AT_type        : <0xc2>
+    <4b>   DW_AT_byte_size   : 4
+    <4c>   DW_AT_bit_size    : 7
+    <4d>   DW_AT_bit_offset  : 22
+    <4e>   DW_AT_data_member_location: 4
+ <2><4f>: Abbrev Number: 4 (DW_TAG_member)
+    <50>   DW_AT_name        : (indexed string: 0xb): pad
+    <51>   DW_AT_type        : <0xc6>
+    <57>   DW_AT_data_member_location: 6
+ <2><58>: Abbrev Number: 6 (DW_TAG_member)
+    <59>   DW_AT_type        : <0x60>
+    <5f>   DW_AT_data_member_location: 8
+ <2><60>: Abbrev Number: 7 (DW_TAG_union_type)
+    <61>   DW_AT_byte_size   : 4
+ <3><64>: Abbrev Number: 4 (DW_TAG_member)
+    <65>   DW_AT_name        : (indexed string: 0xd): ptr
+    <66>   DW_AT_type        : <0xca>
+    <6c>   DW_AT_data_member_location: 0
+ <3><6d>: Abbrev Number: 4 (DW_TAG_member)
+    <6e>   DW_AT_name        : (indexed string: 0xe): raw
+    <6f>   DW_AT_type        : <0xba>
+    <75>   DW_AT_data_member_location: 0
+ <3><76>: Abbrev Number: 0
+ <2><77>: Abbrev Number: 6 (DW_TAG_member)
+    <78>   DW_AT_type        : <0x7f>
+    <7e>   DW_AT_data_member_location: 12
+ <2><7f>: Abbrev Number: 8 (DW_TAG_structure_type)
+    <80>   DW_AT_byte_size   : 12
+ <3><83>: Abbrev Number: 4 (DW_TAG_member)
+    <84>   DW_AT_name        : (indexed string: 0xf): x
+    <85>   DW_AT_type        : <0xba>
+    <8b>   DW_AT_data_member_location: 0
+ <3><8c>: Abbrev Number: 4 (DW_TAG_member)
+    <8d>   DW_AT_name        : (indexed string: 0x10): c
+    <8e>   DW_AT_type        : <0xcb>
+    <94>   DW_AT_data_member_location: 4
+ <3><95>: Abbrev Number: 0
+ <2><96>: Abbrev Number: 4 (DW_TAG_member)
+    <97>   DW_AT_name        : (indexed string: 0x13): q
+    <98>   DW_AT_type        : <0xdf>
+    <9e>   DW_AT_data_member_location: 24
+ <2><9f>: Abbrev Number: 0
+)";
+
 // Every member of member_forms.c where C names it: bit-fields at the byte of their first bit, the members
 // of the anonymous union and structure in the structure that holds them.
 const std::string kMemberFormsLayout = "io: 28\na:4\nb:4\nc:16\nid:0\npad:6\nptr:8\nq:24\nraw:8\nx:12\n\n";
@@ -555,5 +617,13 @@ TEST_F(DumpParserTest, NamesPrintedInPlaceAndAttributesInAnyOrder) {
     Outcome outcome = resolve({"QP"});
     EXPECT_TRUE(outcome.result);
     EXPECT_EQ("QP: 8\npcTail:0\nu:4\n\n", outcome.layouts);
+    EXPECT_EQ(kTimeLine, outcome.log);
+}
+
+TEST_F(DumpParserTest, ClangDwarf5IndexedNamesAndNestedAnonymousTypes) {
+    useCache(kMemberFormsClangDwarf5);
+    Outcome outcome = resolve({"io"});
+    EXPECT_TRUE(outcome.result);
+    EXPECT_EQ(kMemberFormsLayout, outcome.layouts);
     EXPECT_EQ(kTimeLine, outcome.log);
 }
