@@ -157,8 +157,8 @@ void DumpParser::openStructure() {
     auto name = entry.attributes.find("DW_AT_name");
     auto size = entry.attributes.find("DW_AT_byte_size");
     if (name == entry.attributes.end()) {
-        // Compilers write the types of anonymous members beside the structure, before or after it; these are
-        // kept whole, for the structure that names them as the type of a member without a name.
+        // GCC writes the types of anonymous members beside the structure, before it (Clang nests them in
+        // it); they are kept whole, for the structure that names them as the type of a member without a name.
         openAggregate("");
         return;
     }
