@@ -586,8 +586,8 @@ QEMU_TARGET_XML = (b'l<?xml version="1.0"?><!DOCTYPE target SYSTEM "gdb-target.d
 QEMU_STOP = b"T05thread:01;"
 FREERTOS_SYMBOLS = ["xDelayedTaskList1", "xDelayedTaskList2", "xPendingReadyList", "xSuspendedTaskList",
                     "pxReadyTasksLists", "uxTopReadyPriority", "uxTopUsedPriority", "xSchedulerRunning",
-                    "xQueueRegistry", "pxCurrentTCB", "pxCurrentTimerList", "ulTotalRunTime", "xQueueRegistrySize",
-                    "prvSetupFPU", "prvSetupMPU"]
+                    "xQueueRegistry", "pxCurrentTCB", "pxCurrentTimerList", "pxOverflowTimerList", "ulTotalRunTime",
+                    "xQueueRegistrySize", "prvSetupFPU", "prvSetupMPU"]
 # The tabular text of the state command and the line end that every monitor reply adds.
 NO_KERNEL_STATE = "Driver : freeRTOS\n\nKernel state : No kernel found\n\n" + "\n"
 

@@ -88,7 +88,7 @@ def threadx_seeds(fixtures):
 
 
 def dump_seeds(fixtures):
-    for program in ("freertos_snapshot", "threadx_state"):
+    for program in ("freertos_snapshot", "threadx_state", "member_forms_dwarf2", "real_freertos_mini_list_0_dwarf2"):
         dump = subprocess.run(["arm-none-eabi-readelf", "-wi", os.path.join(fixtures, program + ".elf")],
                               capture_output=True, check=True).stdout
         lines = dump.splitlines(keepends=True)

@@ -27,21 +27,14 @@ RtosInfo catalogue(kDriverId, {RtosCommand(kStateCommand, "Displays RTOS state",
 
 // In the order the symbol negotiation asks GDB for them.
 const char* const kSymbols[] = {
-    "xDelayedTaskList1",
-    "xDelayedTaskList2",
-    "xPendingReadyList",
-    "xSuspendedTaskList",
-    "pxReadyTasksLists",
-    "uxTopReadyPriority",
-    "uxTopUsedPriority",
-    "xSchedulerRunning",
-    "xQueueRegistry",
-    "pxCurrentTCB",
-    "pxCurrentTimerList",
-    "ulTotalRunTime",
-    FreeRtosRtosDriver::kRegistrySizeSymbol,
-    "prvSetupFPU",
-    "prvSetupMPU",
+    "xDelayedTaskList1",  "xDelayedTaskList2",
+    "xPendingReadyList",  "xSuspendedTaskList",
+    "pxReadyTasksLists",  "uxTopReadyPriority",
+    "uxTopUsedPriority",  "xSchedulerRunning",
+    "xQueueRegistry",     "pxCurrentTCB",
+    "pxCurrentTimerList", "pxOverflowTimerList",
+    "ulTotalRunTime",     FreeRtosRtosDriver::kRegistrySizeSymbol,
+    "prvSetupFPU",        "prvSetupMPU",
 };
 
 const char* const kStructures[] = {"QueueDefinition", "QUEUE_REGISTRY_ITEM", "tskTaskControlBlock",
@@ -234,8 +227,13 @@ bool FreeRtosRtosDriver::getListHead(RspClient& server, unsigned int listAddress
     }
     unsigned int end = 0;
     FreeRtosKernelObject endMarker(server);
-    return list.memberAddress("xListEnd", end) && endMarker.bind("xMINI_LIST_ITEM", end) &&
+    return list.memberAddress("xListEnd", end) && bindListEnd(endMarker, end) &&
            endMarker.readWord("pxNext", head);
+}
+
+bool FreeRtosRtosDriver::bindListEnd(FreeRtosKernelObject& endMarker, unsigned int address) {
+    // configUSE_MINI_LIST_ITEM 0 removes the mini item: the end marker is then a full list item.
+    return endMarker.bind("xMINI_LIST_ITEM", address) || endMarker.bind("xLIST_ITEM", address);
 }
 
 bool FreeRtosRtosDriver::walkList(RspClient& server, unsigned int listAddress, const ListVisitor& visit) {
@@ -666,13 +664,26 @@ bool FreeRtosRtosDriver::collectTimers(RspClient& server, KernelInfoNode& node) 
     if (currentList == 0) {
         return true;
     }
-    return walkList(server, currentList, [&](unsigned int owner, unsigned int, unsigned int) {
+    ListVisitor addTimer = [&](unsigned int owner, unsigned int, unsigned int) {
         // A timer that cannot be described still shows, as an empty node.
         KernelInfoNode timer(0, "", "Timer");
         collectTimer(server, owner, timer);
         node.addChild(timer);
         return true;
-    });
+    };
+    return walkList(server, currentList, addTimer) && walkOverflowTimerList(server, addTimer);
+}
+
+bool FreeRtosRtosDriver::walkOverflowTimerList(RspClient& server, const ListVisitor& visit) {
+    Symbol symbol;
+    unsigned int overflowList = 0;
+    if (!SymbolTable::getInstance().lookupSymbol("pxOverflowTimerList", symbol) ||
+        !server.readMemory(symbol.getAddress32(), overflowList)) {
+        Logger::getInstance().log(Logger::LOG_DEBUG, "collectTimers",
+                                  "No overflow timer list: pxOverflowTimerList.\n");
+        return true;
+    }
+    return overflowList == 0 || walkList(server, overflowList, visit);
 }
 
 bool FreeRtosRtosDriver::collectTimer(RspClient& server, unsigned int address, KernelInfoNode& node) {

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+class FreeRtosKernelObject;
 class KernelInfoNode;
 class StructInfo;
 class TargetThread;
@@ -107,7 +108,7 @@ public:
     bool resolveQueueRegistryItem(RspClient& server, StructInfo& item, unsigned int& name,
                                   unsigned int& handle);
 
-    // One "Timer" child per timer on the kernel's current timer list.
+    // One "Timer" child per timer on the kernel's current and overflow timer lists.
     bool collectTimers(RspClient& server, KernelInfoNode& node);
     // Fills the node of the timer at address; false, node untouched, if the layout is unknown.
     bool collectTimer(RspClient& server, unsigned int address, KernelInfoNode& node);
@@ -120,6 +121,10 @@ private:
     // The walk every kernel list shares: by the count read once and up to a null link, with no check
     // against the end marker. An empty or unreadable list is a success without items.
     bool walkList(RspClient& server, unsigned int listAddress, const ListVisitor& visit);
+    // Timers due after the tick count wraps; a kernel without the list has none of them.
+    bool walkOverflowTimerList(RspClient& server, const ListVisitor& visit);
+    // The list's end marker, a mini item or, in kernels built without those, a full one.
+    bool bindListEnd(FreeRtosKernelObject& endMarker, unsigned int address);
 
     std::unique_ptr<IRtosPortDriver> portDriver;
     TaskSelection taskSelection;

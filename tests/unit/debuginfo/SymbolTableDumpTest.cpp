@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <filesystem>
 
 // Real dumps: the real dump tool is run by generateDebugInfo on the kernel-shaped target programs, the
 // wanted structures are parsed, and every layout is checked against GDB's own reading of the same ELF.
@@ -137,8 +138,7 @@ protected:
         return result;
     }
 
-    // Every member whose name the dump holds in indirect form matches GDB's offset; the compiler prints
-    // names of under four characters directly, and those the parser does not take.
+    // Every member matches GDB's offset, whether the dump holds its name in place or in the string table.
     void expectSameLayouts(const std::vector<std::string>& names) {
         std::map<std::string, Layout> reference = gdbLayouts(elf, names);
         for (const std::string& name : names) {
@@ -150,18 +150,12 @@ protected:
             ASSERT_TRUE(SymbolTable::getInstance().lookupStruct(name, parsed));
             EXPECT_EQ(name, parsed.getName());
             EXPECT_EQ(expected.size, parsed.getSize());
-            std::size_t indirect = 0;
             for (const auto& member : expected.members) {
                 MemberInfo found;
-                if (member.first.size() < 4) {
-                    EXPECT_FALSE(parsed.lookup(member.first, found)) << member.first;
-                    continue;
-                }
-                ++indirect;
                 ASSERT_TRUE(parsed.lookup(member.first, found)) << member.first;
                 EXPECT_EQ(member.second, found.getOffset()) << member.first;
             }
-            EXPECT_EQ(indirect, parsed.getMembers().size());
+            EXPECT_EQ(expected.members.size(), parsed.getMembers().size());
         }
     }
 
@@ -256,4 +250,46 @@ TEST_F(SymbolTableDumpIntegration, ProgramWithoutKernel) {
     EXPECT_EQ("", stdoutOf([] { SymbolTable::getInstance().printStructInfo(); }));
     EXPECT_TRUE(resolve({"sample_ring"}, log));
     expectSameLayouts({"sample_ring"});
+}
+
+TEST_F(SymbolTableDumpIntegration, EveryDwarfVersionGivesTheSameLayouts) {
+    std::vector<std::string> tables;
+    for (const char* version : {"2", "4", "5"}) {
+        SCOPED_TRACE(version);
+        generate(std::string("member_forms_dwarf") + version);
+        std::string log;
+        ASSERT_TRUE(resolve({"io"}, log));
+        EXPECT_EQ("SymbolTable::resolveDataStructures(), 0 ms\n", log);
+        tables.push_back(stdoutOf([] { SymbolTable::getInstance().printStructInfo(); }));
+    }
+    EXPECT_EQ("io: 28\na:4\nb:4\nc:16\nid:0\npad:6\nptr:8\nq:24\nraw:8\nx:12\n\n", tables[0]);
+    EXPECT_EQ(tables[0], tables[1]);
+    EXPECT_EQ(tables[0], tables[2]);
+}
+
+// The kernel's own sources built with configUSE_MINI_LIST_ITEM 0: no mini item, the same layouts as GDB's
+// in every DWARF version, and one table for all three.
+TEST_F(SymbolTableDumpIntegration, RealKernelWithoutTheMiniListItemInEveryDwarfVersion) {
+    const std::vector<std::string> present = {"QueueDefinition", "tskTaskControlBlock", "xLIST",
+                                              "xLIST_ITEM",      "tmrTimerControl",     "EventGroupDef_t"};
+    std::vector<std::string> tables;
+    for (const char* version : {"2", "4", "5"}) {
+        SCOPED_TRACE(version);
+        const std::string program = std::string("real_freertos_mini_list_0_dwarf") + version;
+        if (!std::filesystem::exists(testpaths::fixturesDir() + "/" + program + ".elf")) {
+            GTEST_SKIP() << "the FreeRTOS kernel archive was not found at configure time";
+        }
+        generate(program);
+        std::string log;
+        EXPECT_FALSE(resolve(kFreeRtosStructures, log));
+        EXPECT_EQ("SymbolTable::resolveDataStructures(), 0 ms\n", log);
+        StructInfo mini;
+        EXPECT_FALSE(SymbolTable::getInstance().lookupStruct("xMINI_LIST_ITEM", mini));
+        expectSameLayouts(present);
+        EXPECT_TRUE(hasMember("xLIST", "xListEnd"));
+        EXPECT_TRUE(hasMember("xLIST_ITEM", "pxNext"));
+        tables.push_back(stdoutOf([] { SymbolTable::getInstance().printStructInfo(); }));
+    }
+    EXPECT_EQ(tables[0], tables[1]);
+    EXPECT_EQ(tables[0], tables[2]);
 }

@@ -135,8 +135,8 @@ TEST_F(HostileStreamIntegration, GdbLeftInAcknowledgementModeLosesEverySymbol) {
         ++names;
         session.gdb().sendRaw("+" + rspframe::frame(session.program().reply(request)));
     }
-    EXPECT_EQ(15u, names);
-    // Fifteen of the thirty messages were taken as replies; of the rest, the eight real replies reach the
+    EXPECT_EQ(16u, names);
+    // Sixteen of the thirty-two messages were taken as replies; of the rest, the eight real replies reach the
     // server as packets of GDB's, and it answers each with "OK".
     for (int reply = 0; reply < 8; ++reply) {
         EXPECT_EQ("OK", session.gdb().nextPayload());

@@ -208,6 +208,29 @@ TEST_F(FreeRtosKernelObjectsIntegration, TimersOfTheCurrentList) {
         tree(timers()));
 }
 
+TEST_F(FreeRtosKernelObjectsIntegration, TimersOfTheOverflowListAreActiveToo) {
+    load("freertos_snapshot_overflow.elf");
+    KernelInfoNode found = timers();
+    EXPECT_EQ(std::vector<std::string>({"Heartbeat", "WatchdogKickerForSe", "OverflowTimer"}),
+              column(found, "Name"));
+    EXPECT_EQ(std::vector<std::string>({"True", "True", "True"}), column(found, "Active"));
+    EXPECT_EQ(std::vector<std::string>({"500", "2000", "100"}), column(found, "Period"));
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, KernelWithoutAnOverflowTimerListSaysSoAtDebugLevel) {
+    load("freertos_snapshot.elf");
+    ::testing::internal::CaptureStdout();
+    KernelInfoNode found = timers();
+    EXPECT_EQ("No overflow timer list: pxOverflowTimerList.\n", ::testing::internal::GetCapturedStdout());
+    EXPECT_EQ(2u, found.getChildNodes().size());
+}
+
+TEST_F(FreeRtosKernelObjectsIntegration, OverflowTimerListNotSetUpYet) {
+    load("freertos_snapshot_overflow.elf");
+    writeWord(address("pxOverflowTimerList"), 0);
+    EXPECT_EQ(std::vector<std::string>({"Heartbeat", "WatchdogKickerForSe"}), column(timers(), "Name"));
+}
+
 TEST_F(FreeRtosKernelObjectsIntegration, TimersOfAnOlderKernel) {
     load("freertos_snapshot_legacy.elf");
     KernelInfoNode found = timers();

@@ -162,6 +162,20 @@ TEST_F(FreeRtosTaskWalkIntegration, GetThreadsMakesOneThreadPerTask) {
     EXPECT_EQ(kListReads + 12 * kReadsPerTask, kernel->memoryReads());
 }
 
+// configUSE_MINI_LIST_ITEM 0: the debug information has no mini item, every list ends in a full item.
+TEST_F(FreeRtosTaskWalkIntegration, EveryTaskWithoutTheMiniListItem) {
+    load("freertos_snapshot.elf", {}, {}, {"xMINI_LIST_ITEM"});
+    ThreadList threads;
+    ASSERT_TRUE(driver->getThreads(kernel->server(), threads));
+    ASSERT_EQ(12u, threads.getNumberOfThreads());
+    for (std::size_t i = 0; i < kWalkOrder.size(); ++i) {
+        SCOPED_TRACE(kNames[i]);
+        TargetThread thread;
+        ASSERT_TRUE(threads.getThread(address(kWalkOrder[i]), thread));
+        EXPECT_EQ(kNames[i], thread.getName());
+    }
+}
+
 TEST_F(FreeRtosTaskWalkIntegration, HundredTasks) {
     load("freertos_hundred.elf");
     ThreadList threads;
