@@ -7,6 +7,8 @@
 #include "rsp/RspClient.h"
 #include "rsp/ServerSocket.h"
 
+#include <arpa/inet.h>
+
 #include <memory>
 #include <vector>
 
@@ -26,6 +28,7 @@ bool RspProxy::init() {
         serverName.clear();
     }
     bool result = readServerConnection();
+    result = readListenAddress() && result;
     if (!properties.getProperty("--port", listenPort)) {
         listenPort = kDefaultListenPort;
     }
@@ -67,6 +70,21 @@ bool RspProxy::readServerConnection() {
     return valid;
 }
 
+bool RspProxy::readListenAddress() {
+    if (!Properties::getInstance().getProperty("--listen_address", listenAddress)) {
+        listenAddress = ServerSocket::kLoopbackAddress;
+        return true;
+    }
+    in_addr parsed{};
+    if (inet_pton(AF_INET, listenAddress.c_str(), &parsed) == 1) {
+        return true;
+    }
+    Logger::getInstance().log(Logger::LOG_ERROR, "init", "Invalid format: %s <ip address>\n",
+                              "--listen_address");
+    listenAddress = ServerSocket::kLoopbackAddress;
+    return false;
+}
+
 bool RspProxy::run() {
     Logger& logger = Logger::getInstance();
     bool result = true;
@@ -78,14 +96,14 @@ bool RspProxy::run() {
     std::unique_ptr<RspClient> client;
     try {
         // Listening comes first, so that a GDB started early waits in the backlog.
-        listener.reset(new ServerSocket(listenPort));
+        listener.reset(new ServerSocket(listenPort, listenAddress));
         logger.log(Logger::LOG_INFO, "run", "Connecting to GDB server %s on port %d ... ", serverHost.c_str(),
                    serverPort);
         serverSocket.reset(new ClientSocket(serverHost, serverPort));
         serverReached = serverSocket->tryConnect(connectTimeout);
         if (serverReached) {
             logger.log(Logger::LOG_INFO, "run", "Connected\n");
-            logger.log(Logger::LOG_INFO, "run", "Listen for GDB connection on port: %d ... ", listenPort);
+            logListening();
         } else {
             logger.log(Logger::LOG_INFO, "run", "Failed\n");
             result = false;
@@ -121,6 +139,17 @@ bool RspProxy::run() {
     client.reset();
     acceptedSocket.reset();
     return result;
+}
+
+void RspProxy::logListening() const {
+    Logger& logger = Logger::getInstance();
+    if (listenAddress == ServerSocket::kLoopbackAddress) {
+        logger.log(Logger::LOG_INFO, "run", "Listen for GDB connection on port: %d ... ", listenPort);
+        return;
+    }
+    // Anyone who reaches this address can drive the target: say so where the user looks.
+    logger.log(Logger::LOG_INFO, "run", "Listen for GDB connection on port: %d (address %s) ... ", listenPort,
+               listenAddress.c_str());
 }
 
 bool RspProxy::doProxyWork(RspClient* client, RspClient* server) {

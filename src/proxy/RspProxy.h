@@ -12,7 +12,7 @@ class RspProxy {
 public:
     virtual ~RspProxy() = default;
 
-    // Reads the proxy's options; false only if "--server_connection" is malformed.
+    // Reads the proxy's options; false only if "--server_connection" or "--listen_address" is malformed.
     bool init();
     // One whole proxy life: listen, connect to the server, accept GDB, forward. False if anything failed.
     bool run();
@@ -27,6 +27,7 @@ public:
     virtual bool interceptPacket(RspClient& from, RspClient& to, bool& handled) = 0;
 
     unsigned short getListenPort() const { return listenPort; }
+    std::string getListenAddress() const { return listenAddress; }
     unsigned short getServerPort() const { return serverPort; }
     unsigned int getConnectTimeout() const { return connectTimeout; }
     std::string getServerHost() const { return serverHost; }
@@ -38,8 +39,11 @@ protected:
 
 private:
     bool readServerConnection();
+    bool readListenAddress();
+    void logListening() const;
 
     unsigned short listenPort = 60000;
+    std::string listenAddress = "127.0.0.1";
     unsigned short serverPort = 61234;
     unsigned int connectTimeout = 15;
     std::string serverHost = "127.0.0.1";

@@ -2,6 +2,7 @@
 
 #include "rsp/ClientSocket.h"
 
+#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/select.h>
 #include <sys/socket.h>
@@ -13,18 +14,25 @@ const long kPollMicroseconds = 100000;
 
 } // namespace
 
-ServerSocket::ServerSocket(unsigned short newPort) : port(newPort), socket(-1), stopped(false) {
+const char* const ServerSocket::kLoopbackAddress = "127.0.0.1";
+
+ServerSocket::ServerSocket(unsigned short newPort, const std::string& address)
+    : port(newPort), socket(-1), stopped(false) {
+    in_addr bound{};
+    if (inet_pton(AF_INET, address.c_str(), &bound) != 1) {
+        throw "BIND_ERR";
+    }
     socket = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
     if (socket < 0) {
         throw "SOCKET_ERR";
     }
     int reuse = 1;
     setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof(reuse));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_ANY);
-    address.sin_port = htons(port);
-    if (bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0) {
+    sockaddr_in socketAddress{};
+    socketAddress.sin_family = AF_INET;
+    socketAddress.sin_addr = bound;
+    socketAddress.sin_port = htons(port);
+    if (bind(socket, reinterpret_cast<sockaddr*>(&socketAddress), sizeof(socketAddress)) != 0) {
         cleanup();
         throw "BIND_ERR";
     }
@@ -52,6 +60,17 @@ unsigned short ServerSocket::getPort() const {
         return port;
     }
     return ntohs(address.sin_port);
+}
+
+std::string ServerSocket::getAddress() const {
+    sockaddr_in bound{};
+    socklen_t size = sizeof(bound);
+    char text[INET_ADDRSTRLEN] = {};
+    if (getsockname(socket, reinterpret_cast<sockaddr*>(&bound), &size) != 0 ||
+        inet_ntop(AF_INET, &bound.sin_addr, text, sizeof(text)) == nullptr) {
+        return "";
+    }
+    return text;
 }
 
 ClientSocket* ServerSocket::WaitConnection() {

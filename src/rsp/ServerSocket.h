@@ -1,14 +1,20 @@
 #ifndef TARNWICK_RSP_SERVERSOCKET_H
 #define TARNWICK_RSP_SERVERSOCKET_H
 
+#include <string>
+
 class ClientSocket;
 
 // The listening socket on which GDB is awaited. Fails by throwing a plain C string:
 // "SOCKET_ERR", "BIND_ERR", "LISTEN_ERR", "ACCEPT_ERR".
 class ServerSocket {
 public:
-    // Creates, binds to every interface and listens with a backlog of 1; throws on failure.
-    explicit ServerSocket(unsigned short newPort);
+    // The address GDB is awaited on unless told otherwise: only this machine may drive the target.
+    static const char* const kLoopbackAddress;
+
+    // Creates, binds to the IPv4 address given in dotted form ("0.0.0.0" for every interface) and listens
+    // with a backlog of 1; throws on failure, "BIND_ERR" also for an address that is not one.
+    explicit ServerSocket(unsigned short newPort, const std::string& address = kLoopbackAddress);
     virtual ~ServerSocket();
     ServerSocket(const ServerSocket&) = delete;
     ServerSocket& operator=(const ServerSocket&) = delete;
@@ -18,6 +24,8 @@ public:
     void stop() { stopped = true; }
     // The port actually bound, which differs from the one asked for only when that was 0.
     unsigned short getPort() const;
+    // The address actually bound, in dotted form; empty if it cannot be told.
+    std::string getAddress() const;
 
 private:
     void cleanup();

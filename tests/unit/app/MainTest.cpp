@@ -155,6 +155,33 @@ TEST(MainIntegration, OptionsFileGivesOneArgumentALine) {
               process.output());
 }
 
+TEST(MainIntegration, AListenAddressOtherThanLoopbackIsNamed) {
+    if (!ProxyUnderTest::driverBuiltIn()) {
+        GTEST_SKIP() << kNoDriver;
+    }
+    auto server = FakeRspPeer::listen();
+    unsigned short port = freeTcpPort();
+    ProcessRunner process(testpaths::tarnwickBinary(),
+                          ProxyUnderTest::arguments(port, server->port(), {"--listen_address", "0.0.0.0"}));
+    ASSERT_TRUE(server->waitConnected(5000)) << process.output();
+    auto gdb = FakeRspPeer::connect(port);
+    ASSERT_TRUE(gdb);
+    ASSERT_TRUE(gdb->sendPacket("c"));
+    EXPECT_EQ("$c#63", server->nextRaw());
+    gdb->close();
+    ASSERT_TRUE(process.waitExit());
+    EXPECT_EQ(0, process.exitStatus());
+    EXPECT_EQ(ProxyUnderTest::initOutput() + "Connecting to GDB server 127.0.0.1 on port " +
+                  std::to_string(server->port()) +
+                  " ... Connected\n"
+                  "Listen for GDB connection on port: " +
+                  std::to_string(port) +
+                  " (address 0.0.0.0) ... Connected\n"
+                  "Lost connection to GDB Client\n"
+                  "Proxy stopped.\n",
+              process.output());
+}
+
 TEST(MainIntegration, LogLevelEightPrintsOnlyDebugLines) {
     if (!ProxyUnderTest::driverBuiltIn()) {
         GTEST_SKIP() << kNoDriver;

@@ -56,6 +56,7 @@ TEST_F(RspProxyTest, DefaultsLieWithTheReader) {
     ScriptedProxy proxy;
     EXPECT_TRUE(proxy.init());
     EXPECT_EQ(60000, proxy.getListenPort());
+    EXPECT_EQ("127.0.0.1", proxy.getListenAddress());
     EXPECT_EQ("127.0.0.1", proxy.getServerHost());
     EXPECT_EQ(61234, proxy.getServerPort());
     EXPECT_EQ(15u, proxy.getConnectTimeout());
@@ -96,6 +97,29 @@ TEST_F(RspProxyTest, ServerConnectionTable) {
         } else {
             EXPECT_EQ("Invalid format: --server_connection <hostname/ip:portnumber>\n", log);
         }
+    }
+}
+
+TEST_F(RspProxyTest, ListenAddressTable) {
+    struct Row {
+        std::string value;
+        bool valid;
+        std::string address;
+    };
+    const Row rows[] = {
+        {"0.0.0.0", true, "0.0.0.0"},         {"127.0.0.1", true, "127.0.0.1"},
+        {"192.168.7.2", true, "192.168.7.2"}, {"localhost", false, "127.0.0.1"},
+        {"10.0.0", false, "127.0.0.1"},       {"10.0.0.1:3333", false, "127.0.0.1"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.value);
+        setOptions({"--listen_address", row.value});
+        ScriptedProxy proxy;
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(row.valid, proxy.init());
+        EXPECT_EQ(row.valid ? "" : "Invalid format: --listen_address <ip address>\n",
+                  testing::internal::GetCapturedStdout());
+        EXPECT_EQ(row.address, proxy.getListenAddress());
     }
 }
 

@@ -26,6 +26,31 @@ TEST(ServerSocketIntegration, AcceptsAConnectionOnItsPort) {
     EXPECT_STREQ("$qC#b4", bytes);
 }
 
+TEST(ServerSocketIntegration, ListensOnLoopbackUnlessToldOtherwise) {
+    ServerSocket loopback(0);
+    EXPECT_EQ("127.0.0.1", loopback.getAddress());
+    ServerSocket everywhere(0, "0.0.0.0");
+    EXPECT_EQ("0.0.0.0", everywhere.getAddress());
+    auto gdb = FakeRspPeer::connect(everywhere.getPort());
+    ASSERT_TRUE(gdb) << "every interface includes loopback";
+    std::unique_ptr<ClientSocket> accepted(everywhere.WaitConnection());
+    EXPECT_TRUE(accepted);
+}
+
+TEST(ServerSocketIntegration, AnAddressThatIsNoneThrowsBindErr) {
+    for (const char* address : {"", "localhost", "127.0.0.256", "::1", "1.2.3"}) {
+        SCOPED_TRACE(address);
+        const char* thrown = nullptr;
+        try {
+            ServerSocket server(0, address);
+        } catch (const char* error) {
+            thrown = error;
+        }
+        ASSERT_NE(nullptr, thrown);
+        EXPECT_STREQ("BIND_ERR", thrown);
+    }
+}
+
 TEST(ServerSocketIntegration, APortInUseThrowsBindErr) {
     auto holder = FakeRspPeer::listen();
     const char* thrown = nullptr;
