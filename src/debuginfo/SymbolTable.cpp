@@ -4,9 +4,9 @@
 #include "app/Properties.h"
 #include "app/ProxyUtils.h"
 #include "debuginfo/DumpParser.h"
+#include "debuginfo/DumpToolRunner.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <sys/stat.h>
 
@@ -93,15 +93,13 @@ bool SymbolTable::generateDebugInfo() {
     } else if (!properties.getProperty(kCacheOption, cachePath)) {
         logger.log(Logger::LOG_ERROR, tag, "Missing property: %s\n", kCacheOption);
     } else {
-        // The tool stays unquoted so that an option value may carry the tool's own arguments.
-        std::string command = tool + " -wi " + "\"" + elfPath + "\"" + " > " + "\"" + cachePath + "\"";
-        bool failed = std::system(command.c_str()) != 0;
+        bool failed = !DumpToolRunner::run(tool, elfPath, cachePath);
         // A failing tool must not stop the start-up: it shows in the log and the result stays true.
         result = true;
         if (failed) {
             logger.log(Logger::LOG_ERROR, tag, "Failed generate debug info\n");
-            logger.log(Logger::LOG_DEBUG, tag, "CMD: %s, error: %d\n", command.c_str(),
-                       static_cast<int>(failed));
+            logger.log(Logger::LOG_DEBUG, tag, "CMD: %s, error: %d\n",
+                       DumpToolRunner::describe(tool, elfPath, cachePath).c_str(), static_cast<int>(failed));
         }
     }
     logger.log(Logger::LOG_DEBUG, tag, "SymbolTable::generateDebugInfo(), %d ms\n", elapsed(start));

@@ -8,8 +8,8 @@
 #include <algorithm>
 #include <ctime>
 
-// The life of the debug-info cache on real files with real modification times; the dump tool is run
-// through the shell, either the real one or a small script that records its runs and its arguments.
+// The life of the debug-info cache on real files with real modification times; the dump tool, either the
+// real one or a small script that records its runs and its arguments, is run without a shell.
 namespace {
 
 const std::string kToolTimes = "SymbolTable::generateDebugInfo(), 0 ms\n";
@@ -227,4 +227,84 @@ TEST_F(SymbolTableCacheIntegration, ToolPathWithABlankIsNotFound) {
               log);
     EXPECT_EQ(0, toolRuns());
     EXPECT_EQ("", readFile(cache));
+}
+
+// Each name holds something a shell would act on; a shell that saw it would create the file "marker" in
+// the working folder, which is the scratch folder here.
+class ShellFreeDump : public SymbolTableCacheIntegration {
+protected:
+    void SetUp() override {
+        SymbolTableCacheIntegration::SetUp();
+        previous = std::filesystem::current_path();
+        std::filesystem::current_path(path(""));
+    }
+    void TearDown() override {
+        std::filesystem::current_path(previous);
+        SymbolTableCacheIntegration::TearDown();
+    }
+    bool markerMade() const { return std::filesystem::exists(path("marker")); }
+
+    std::filesystem::path previous;
+};
+
+TEST_F(ShellFreeDump, PathsThatAShellWouldRunAreOnlyNames) {
+    const std::string names[] = {
+        "q\"uote'd;touch marker;.elf",
+        "$(touch marker).elf",
+        "`touch marker`.elf",
+        "a$HOME b & touch marker | x.elf",
+    };
+    const std::string tool = makeTool(path("dump-tool"), 0);
+    for (const std::string& name : names) {
+        SCOPED_TRACE(name);
+        SymbolTable::getInstance().clear();
+        const std::string elf = path(name);
+        const std::string cache = elf + "; touch marker #.proxy_cache";
+        writeFile(elf, "elf");
+        setOptions(elf, tool, cache);
+        std::string log;
+        ASSERT_TRUE(init(log));
+        EXPECT_EQ(kToolTimes + cacheLine(cache), log);
+        EXPECT_EQ("-wi|" + elf + "|", readFile(cache));
+        EXPECT_FALSE(markerMade());
+    }
+}
+
+TEST_F(ShellFreeDump, RealToolOnAPathThatAShellWouldRun) {
+    std::filesystem::create_directory(path("$(touch marker)"));
+    const std::string elf = path("$(touch marker)/`touch marker`;'\".elf");
+    std::filesystem::copy_file(testpaths::fixturesDir() + "/shapes_freertos_full.elf", elf);
+    setTime(elf, std::time(nullptr) - 60);
+    Properties::getInstance().addProperty("--file", elf);
+    std::string log;
+    ASSERT_TRUE(init(log));
+    EXPECT_EQ(kToolTimes + cacheLine(elf + ".proxy_cache"), log);
+    EXPECT_NE(std::string::npos, readFile(elf + ".proxy_cache").find("): tskTaskControlBlock\n"));
+    EXPECT_FALSE(markerMade());
+}
+
+TEST_F(SymbolTableCacheIntegration, ToolWordsAfterItsNameAreItsArguments) {
+    const std::string elf = path("app.elf");
+    const std::string cache = path("app.elf.proxy_cache");
+    writeFile(elf, "elf");
+    setOptions(elf, "  " + makeTool(path("dump-tool"), 0) + "  --extra  ", cache);
+    std::string log;
+    ASSERT_TRUE(init(log));
+    EXPECT_EQ("--extra|-wi|" + elf + "|", readFile(cache));
+}
+
+TEST_F(SymbolTableCacheIntegration, ACacheThatCannotBeWrittenRunsNoTool) {
+    const std::string elf = path("app.elf");
+    const std::string cache = path("no-such-dir/app.elf.proxy_cache");
+    const std::string tool = makeTool(path("dump-tool"), 0);
+    writeFile(elf, "elf");
+    setOptions(elf, tool, cache);
+    std::string log;
+    ASSERT_TRUE(init(log));
+    EXPECT_EQ("Failed generate debug info\n"
+              "CMD: " +
+                  tool + " -wi \"" + elf + "\" > \"" + cache + "\", error: 1\n" + kToolTimes +
+                  cacheLine(cache),
+              log);
+    EXPECT_EQ(0, toolRuns());
 }
