@@ -7,6 +7,7 @@
 #include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"
 #include "rtos/KernelInfoNode.h"
+#include "rtos/ListWalkBound.h"
 #include "rtos/RtosInfo.h"
 #include "rtos/freertos/FreeRtosKernelObject.h"
 #include "rtos/freertos/FreeRtosPortFactory.h"
@@ -242,7 +243,14 @@ bool FreeRtosRtosDriver::walkList(RspClient& server, unsigned int listAddress, c
     if (!getListHead(server, listAddress, count, item)) {
         return true;
     }
-    for (unsigned int index = 0; index < count && item != 0; ++index) {
+    // The end marker closes a whole list; a corrupt one is cut at a link seen before or past its count.
+    FreeRtosKernelObject list(server);
+    unsigned int end = 0;
+    if (!list.bind("xLIST", listAddress) || !list.memberAddress("xListEnd", end)) {
+        return false;
+    }
+    ListWalkBound bound("the list at " + StringUtil::to_string(listAddress, 16, 8), count);
+    for (unsigned int index = 0; item != 0 && item != end && bound.admit(item); ++index) {
         FreeRtosKernelObject listItem(server);
         unsigned int owner = 0;
         unsigned int next = 0;

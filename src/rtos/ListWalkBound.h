@@ -1,0 +1,30 @@
+#ifndef TARNWICK_RTOS_LISTWALKBOUND_H
+#define TARNWICK_RTOS_LISTWALKBOUND_H
+
+#include <cstdint>
+#include <set>
+#include <string>
+
+// Ends a walk over links read from the target, whatever the target holds: at a link seen before or after a
+// number of steps. Crashed firmware, the normal case for our users, leaves lists whose links loop or whose
+// counts are garbage; such a walk must cost bounded reads and memory, and show what it read up to the cut.
+class ListWalkBound {
+public:
+    // listName names the list in the warning; limit is the most links the walk may take.
+    ListWalkBound(std::string newListName, std::uint64_t newLimit);
+
+    // True if the walk may go on to link. False once link was seen before or limit links were taken; the
+    // first false logs one warning naming the list.
+    bool admit(unsigned int link);
+    bool wasCut() const { return cut; }
+
+private:
+    void warn(const char* reason, unsigned int link);
+
+    std::string listName;
+    std::uint64_t limit;
+    std::set<unsigned int> seen;
+    bool cut = false;
+};
+
+#endif
