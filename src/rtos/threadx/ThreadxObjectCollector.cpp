@@ -3,6 +3,7 @@
 #include "app/StringUtil.h"
 #include "debuginfo/SymbolTable.h"
 #include "rtos/KernelInfoNode.h"
+#include "rtos/ListWalkBound.h"
 #include "rtos/threadx/ThreadxReader.h"
 #include "rtos/threadx/ThreadxRtosDriver.h"
 
@@ -168,9 +169,10 @@ bool ThreadxObjectCollector::collect(ThreadxRtosDriver& driver, RspClient& serve
     if (!ThreadxReader::readSymbol(server, list.headSymbol, head)) {
         return false;
     }
-    // Circular like the thread list, and bounded the same way: only by coming back to head.
+    // Circular like the thread list, and cut the same way at an object seen before.
+    ListWalkBound bound(std::string("the created list ") + list.headSymbol, ThreadxRtosDriver::kMaxRingLinks);
     unsigned int current = head;
-    while (current != 0) {
+    while (current != 0 && bound.admit(current)) {
         StructInfo object;
         if (!SymbolTable::resolveDataStructure(list.structure, current, object)) {
             return false;

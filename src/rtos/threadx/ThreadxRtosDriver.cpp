@@ -7,6 +7,7 @@
 #include "rsp/RspClient.h"
 #include "rsp/RspUtil.h"
 #include "rtos/KernelInfoNode.h"
+#include "rtos/ListWalkBound.h"
 #include "rtos/RtosInfo.h"
 #include "rtos/threadx/ThreadxObjectCollector.h"
 #include "rtos/threadx/ThreadxPortFactory.h"
@@ -14,7 +15,6 @@
 #include "target/TargetThread.h"
 #include "target/ThreadList.h"
 
-#include <set>
 #include <stdexcept>
 
 namespace {
@@ -277,8 +277,9 @@ bool ThreadxRtosDriver::readThreads(RspClient& server, bool detail, KernelInfoNo
     }
     bool result = true;
     unsigned int current = head;
-    // The list is circular: coming back to head is the only end besides a null link or a failure.
-    while (result && current != 0) {
+    // The ring ends by coming back to head; a corrupt one is cut at a thread seen before.
+    ListWalkBound bound("the created thread list", kMaxRingLinks);
+    while (result && current != 0 && bound.admit(current)) {
         StructInfo thread;
         if (!SymbolTable::resolveDataStructure(kThreadStruct, current, thread)) {
             return false;
@@ -378,14 +379,12 @@ bool ThreadxRtosDriver::collectStackUsage(KernelInfoNode& threads, KernelInfoNod
 
 bool ThreadxRtosDriver::resolveSuspensionList(RspClient& server, unsigned int first,
                                               std::vector<std::string>& names) {
-    // A link back to a thread other than first would circle for ever; such a list is as broken as one
-    // that cannot be read.
-    std::set<unsigned int> visited;
+    // A link back to a thread other than first would circle for ever: the walk is cut there.
+    ListWalkBound bound("the suspension list at " + StringUtil::to_string(first, 16, 8), kMaxRingLinks);
     unsigned int current = first;
-    while (current != 0) {
+    while (current != 0 && bound.admit(current)) {
         StructInfo thread;
-        if (!visited.insert(current).second ||
-            !SymbolTable::resolveDataStructure(kThreadStruct, current, thread)) {
+        if (!SymbolTable::resolveDataStructure(kThreadStruct, current, thread)) {
             return false;
         }
         std::string name;

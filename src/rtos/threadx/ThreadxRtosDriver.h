@@ -14,6 +14,10 @@ class StructInfo;
 // it again.
 class ThreadxRtosDriver : public AbstractRtosDriver {
 public:
+    // The most links a created or suspension ring is followed; rings of real systems stay far below, and
+    // this bounds the reads and memory of a corrupt one that never repeats a link.
+    static constexpr unsigned int kMaxRingLinks = 10000;
+
     explicit ThreadxRtosDriver(const RtosDriverInfo& newInfo);
     ~ThreadxRtosDriver() override;
 
