@@ -9,11 +9,13 @@
 #include "rtos/KernelInfoNode.h"
 #include "rtos/RtosInfo.h"
 #include "rtos/freertos/FreeRtosKernelObject.h"
+#include "rtos/freertos/FreeRtosPortDetector.h"
 #include "rtos/freertos/FreeRtosPortFactory.h"
 #include "target/TargetThread.h"
 #include "target/ThreadList.h"
 
 #include <cstdint>
+#include <fstream>
 #include <iomanip>
 #include <sstream>
 
@@ -49,6 +51,17 @@ const char* const kStructures[] = {"QueueDefinition", "QUEUE_REGISTRY_ITEM", "ts
                                    "tmrTimerControl", "EventGroupDef_t"};
 
 const char* const kVariantOption = "--rtos_variant";
+
+// The port files that the debug-information cache names; an absent cache names none.
+FreeRtosPortDetector portEvidence() {
+    FreeRtosPortDetector detector;
+    std::string cachePath;
+    if (Properties::getInstance().getProperty("--debug_info_cache", cachePath)) {
+        std::ifstream cache(cachePath);
+        detector.readDump(cache);
+    }
+    return detector;
+}
 
 const std::string kRunning = "RUNNING";
 const std::string kReady = "READY";
@@ -160,6 +173,12 @@ bool FreeRtosRtosDriver::init() {
     Logger& logger = Logger::getInstance();
     if (portDriver) {
         logger.log(Logger::LOG_DEBUG, "init", "Port driver loaded: %s\n", variant.c_str());
+        FreeRtosPortDetector evidence = portEvidence();
+        std::string detected;
+        if (evidence.detect(detected) && detected != variant) {
+            logger.log(Logger::LOG_WARNING, "init", "Option %s %s contradicts the program: %s (%s)\n",
+                       kVariantOption, variant.c_str(), detected.c_str(), evidence.signals().c_str());
+        }
         return true;
     }
     logger.log(Logger::LOG_ERROR, "init", "Unsupported port driver: %s\n", variant.c_str());
@@ -171,14 +190,22 @@ bool FreeRtosRtosDriver::init(RspClient& server) {
     if (Properties::getInstance().getProperty(kVariantOption, variant)) {
         return true;
     }
-    portDriver.reset(FreeRtosPortFactory::create(server));
     Logger& logger = Logger::getInstance();
+    FreeRtosPortDetector evidence = portEvidence();
+    if (evidence.detect(variant)) {
+        portDriver.reset(FreeRtosPortFactory::create(variant));
+        logger.log(Logger::LOG_INFO, "init", "Detected rtos variant: %s (%s)\n", variant.c_str(),
+                   evidence.signals().c_str());
+        return true;
+    }
+    portDriver.reset(FreeRtosPortFactory::create(server));
     if (portDriver) {
         logger.log(Logger::LOG_DEBUG, "init", "Port driver loaded (auto)\n");
         return true;
     }
     logger.log(Logger::LOG_ERROR, "init", "Failure auto-detecting rtos variant. Option: %s required.\n",
                kVariantOption);
+    logger.log(Logger::LOG_ERROR, "init", "Signals seen: %s\n", evidence.signals().c_str());
     return false;
 }
 
