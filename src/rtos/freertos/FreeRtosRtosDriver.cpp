@@ -4,6 +4,7 @@
 #include "app/Properties.h"
 #include "app/ProxyUtils.h"
 #include "app/StringUtil.h"
+#include "debuginfo/ArrayLength.h"
 #include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"
 #include "rtos/KernelInfoNode.h"
@@ -580,7 +581,17 @@ bool FreeRtosRtosDriver::resolveQueueRegistry(RspClient& server, unsigned int& a
     if (table.lookupSymbol(kRegistrySizeSymbol, registrySize)) {
         return server.readMemory(registrySize.getAddress32(), size);
     }
-    // Without it only the first slot can be trusted to exist.
+    std::string cachePath;
+    if (Properties::getInstance().getProperty("--debug_info_cache", cachePath)) {
+        std::ifstream cache(cachePath);
+        if (ArrayLength::find(cache, "xQueueRegistry", size)) {
+            logger.log(Logger::LOG_WARNING, "resolveQueueRegistry",
+                       "Missing symbol: %s. Size %u from the array length of xQueueRegistry.\n",
+                       kRegistrySizeSymbol, size);
+            return true;
+        }
+    }
+    // Without either only the first slot can be trusted to exist.
     logger.log(Logger::LOG_WARNING, "resolveQueueRegistry", "Missing symbol: %s.\n", kRegistrySizeSymbol);
     size = 1;
     return true;
