@@ -3,14 +3,17 @@
 #include "FuzzCheck.h"
 #include "app/Logger.h"
 #include "app/Properties.h"
+#include "debuginfo/ArrayLength.h"
 #include "debuginfo/MemberInfo.h"
 #include "debuginfo/StructInfo.h"
 #include "debuginfo/SymbolTable.h"
 #include "rtos/RtosDriverInfo.h"
+#include "rtos/freertos/FreeRtosPortDetector.h"
 #include "rtos/freertos/FreeRtosRtosDriver.h"
 #include "rtos/threadx/ThreadxRtosDriver.h"
 
 #include <cstdio>
+#include <sstream>
 #include <string>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -67,5 +70,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         }
     }
     fuzzRequire(!complete || found == wanted.size(), "a complete result has every layout");
+    // The same cache also tells the registry's length and the kernel's port.
+    const std::string text(reinterpret_cast<const char*>(data), size);
+    std::istringstream arrays(text);
+    unsigned int length = 0;
+    fuzzRequire(!ArrayLength::find(arrays, "xQueueRegistry", length) || length > 0,
+                "a found length is not 0");
+    std::istringstream units(text);
+    FreeRtosPortDetector detector;
+    detector.readDump(units);
+    std::string variant;
+    fuzzRequire(!detector.detect(variant) || detector.signals() != "no port file", "a port has its reason");
     return 0;
 }

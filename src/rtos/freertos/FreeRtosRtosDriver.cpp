@@ -4,17 +4,20 @@
 #include "app/Properties.h"
 #include "app/ProxyUtils.h"
 #include "app/StringUtil.h"
+#include "debuginfo/ArrayLength.h"
 #include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"
 #include "rtos/KernelInfoNode.h"
 #include "rtos/ListWalkBound.h"
 #include "rtos/RtosInfo.h"
 #include "rtos/freertos/FreeRtosKernelObject.h"
+#include "rtos/freertos/FreeRtosPortDetector.h"
 #include "rtos/freertos/FreeRtosPortFactory.h"
 #include "target/TargetThread.h"
 #include "target/ThreadList.h"
 
 #include <cstdint>
+#include <fstream>
 #include <iomanip>
 #include <sstream>
 
@@ -43,6 +46,17 @@ const char* const kStructures[] = {"QueueDefinition", "QUEUE_REGISTRY_ITEM", "ts
                                    "tmrTimerControl", "EventGroupDef_t"};
 
 const char* const kVariantOption = "--rtos_variant";
+
+// The port files that the debug-information cache names; an absent cache names none.
+FreeRtosPortDetector portEvidence() {
+    FreeRtosPortDetector detector;
+    std::string cachePath;
+    if (Properties::getInstance().getProperty("--debug_info_cache", cachePath)) {
+        std::ifstream cache(cachePath);
+        detector.readDump(cache);
+    }
+    return detector;
+}
 
 const std::string kRunning = "RUNNING";
 const std::string kReady = "READY";
@@ -154,6 +168,12 @@ bool FreeRtosRtosDriver::init() {
     Logger& logger = Logger::getInstance();
     if (portDriver) {
         logger.log(Logger::LOG_DEBUG, "init", "Port driver loaded: %s\n", variant.c_str());
+        FreeRtosPortDetector evidence = portEvidence();
+        std::string detected;
+        if (evidence.detect(detected) && detected != variant) {
+            logger.log(Logger::LOG_WARNING, "init", "Option %s %s contradicts the program: %s (%s)\n",
+                       kVariantOption, variant.c_str(), detected.c_str(), evidence.signals().c_str());
+        }
         return true;
     }
     logger.log(Logger::LOG_ERROR, "init", "Unsupported port driver: %s\n", variant.c_str());
@@ -165,14 +185,22 @@ bool FreeRtosRtosDriver::init(RspClient& server) {
     if (Properties::getInstance().getProperty(kVariantOption, variant)) {
         return true;
     }
-    portDriver.reset(FreeRtosPortFactory::create(server));
     Logger& logger = Logger::getInstance();
+    FreeRtosPortDetector evidence = portEvidence();
+    if (evidence.detect(variant)) {
+        portDriver.reset(FreeRtosPortFactory::create(variant));
+        logger.log(Logger::LOG_INFO, "init", "Detected rtos variant: %s (%s)\n", variant.c_str(),
+                   evidence.signals().c_str());
+        return true;
+    }
+    portDriver.reset(FreeRtosPortFactory::create(server));
     if (portDriver) {
         logger.log(Logger::LOG_DEBUG, "init", "Port driver loaded (auto)\n");
         return true;
     }
     logger.log(Logger::LOG_ERROR, "init", "Failure auto-detecting rtos variant. Option: %s required.\n",
                kVariantOption);
+    logger.log(Logger::LOG_ERROR, "init", "Signals seen: %s\n", evidence.signals().c_str());
     return false;
 }
 
@@ -559,7 +587,17 @@ bool FreeRtosRtosDriver::resolveQueueRegistry(RspClient& server, unsigned int& a
     if (table.lookupSymbol(kRegistrySizeSymbol, registrySize)) {
         return server.readMemory(registrySize.getAddress32(), size);
     }
-    // Without it only the first slot can be trusted to exist.
+    std::string cachePath;
+    if (Properties::getInstance().getProperty("--debug_info_cache", cachePath)) {
+        std::ifstream cache(cachePath);
+        if (ArrayLength::find(cache, "xQueueRegistry", size)) {
+            logger.log(Logger::LOG_WARNING, "resolveQueueRegistry",
+                       "Missing symbol: %s. Size %u from the array length of xQueueRegistry.\n",
+                       kRegistrySizeSymbol, size);
+            return true;
+        }
+    }
+    // Without either only the first slot can be trusted to exist.
     logger.log(Logger::LOG_WARNING, "resolveQueueRegistry", "Missing symbol: %s.\n", kRegistrySizeSymbol);
     size = 1;
     return true;

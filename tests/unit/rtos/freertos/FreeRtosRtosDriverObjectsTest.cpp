@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 using namespace freertostest;
 
 namespace {
@@ -95,16 +97,48 @@ TEST_F(FreeRtosKernelObjectsIntegration, OtherTypeSelectsNothing) {
     EXPECT_TRUE(none.getChildNodes().empty());
 }
 
-TEST_F(FreeRtosKernelObjectsIntegration, RegistryWithoutItsSizeShowsTheFirstSlot) {
+// A program without the symbol still has the array's length in its debug information.
+TEST_F(FreeRtosKernelObjectsIntegration, RegistryWithoutItsSizeTakesTheArrayLength) {
     load("freertos_snapshot.elf", {}, {"xQueueRegistrySize"});
+    ::testing::internal::CaptureStdout();
+    KernelInfoNode queues = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_QUEUE);
+    EXPECT_EQ("Missing symbol: xQueueRegistrySize. Size 8 from the array length of xQueueRegistry.\n",
+              ::testing::internal::GetCapturedStdout());
+    ASSERT_EQ(3u, queues.getChildNodes().size());
+    EXPECT_EQ("CmdQueue", child(queues.getChildNodes()[0], "Name"));
+    EXPECT_EQ("RxBytes", child(queues.getChildNodes()[1], "Name"));
+    EXPECT_EQ("LogQueue", child(queues.getChildNodes()[2], "Name"));
+    ::testing::internal::CaptureStdout();
+    EXPECT_EQ(4u, registry(FreeRtosRtosDriver::QUEUE_REGISTRY_SEMAPHORE).getChildNodes().size());
+    EXPECT_EQ("Missing symbol: xQueueRegistrySize. Size 8 from the array length of xQueueRegistry.\n",
+              ::testing::internal::GetCapturedStdout());
+}
+
+// The symbol, when the program defines it, wins over the array's length.
+TEST_F(FreeRtosKernelObjectsIntegration, RegistrySizeSymbolWinsOverTheArrayLength) {
+    load("freertos_snapshot.elf");
+    writeWord(address("xQueueRegistrySize"), 2);
+    ::testing::internal::CaptureStdout();
+    KernelInfoNode queues = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_QUEUE);
+    KernelInfoNode semaphores = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_SEMAPHORE);
+    EXPECT_EQ("", ::testing::internal::GetCapturedStdout());
+    ASSERT_EQ(1u, queues.getChildNodes().size());
+    EXPECT_EQ("CmdQueue", child(queues.getChildNodes()[0], "Name"));
+    ASSERT_EQ(1u, semaphores.getChildNodes().size());
+    EXPECT_EQ("BinSem", child(semaphores.getChildNodes()[0], "Name"));
+}
+
+// Without the symbol and without the array's length only the first slot can be trusted to exist.
+TEST_F(FreeRtosKernelObjectsIntegration, RegistryWithoutAnySizeShowsTheFirstSlot) {
+    load("freertos_snapshot.elf", {}, {"xQueueRegistrySize"});
+    std::string cachePath;
+    ASSERT_TRUE(Properties::getInstance().getProperty("--debug_info_cache", cachePath));
+    std::ofstream(cachePath, std::ios::trunc).close();
     ::testing::internal::CaptureStdout();
     KernelInfoNode queues = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_QUEUE);
     EXPECT_EQ("Missing symbol: xQueueRegistrySize.\n", ::testing::internal::GetCapturedStdout());
     ASSERT_EQ(1u, queues.getChildNodes().size());
     EXPECT_EQ("CmdQueue", child(queues.getChildNodes()[0], "Name"));
-    ::testing::internal::CaptureStdout();
-    EXPECT_TRUE(registry(FreeRtosRtosDriver::QUEUE_REGISTRY_SEMAPHORE).getChildNodes().empty());
-    EXPECT_EQ("Missing symbol: xQueueRegistrySize.\n", ::testing::internal::GetCapturedStdout());
 }
 
 TEST_F(FreeRtosKernelObjectsIntegration, RegistryUnknown) {

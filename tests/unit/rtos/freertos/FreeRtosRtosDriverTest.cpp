@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <typeinfo>
 
 using namespace freertostest;
@@ -156,9 +157,56 @@ TEST_F(FreeRtosRtosDriverIntegration, InitWithTheTargetCannotDetectAPort) {
     ASSERT_TRUE(driver->init());
     ::testing::internal::CaptureStdout();
     EXPECT_FALSE(driver->init(kernel->server()));
-    EXPECT_EQ("Failure auto-detecting rtos variant. Option: --rtos_variant required.\n",
+    EXPECT_EQ("Failure auto-detecting rtos variant. Option: --rtos_variant required.\n"
+              "Signals seen: no port file\n",
               ::testing::internal::GetCapturedStdout());
     EXPECT_EQ(nullptr, driver->getPortDriver());
+}
+
+// Appends the compile unit of a port's port.c to the loaded program's dump, as a build with that port has.
+static void addPortCompileUnit(const std::string& path) {
+    std::string cachePath;
+    ASSERT_TRUE(Properties::getInstance().getProperty("--debug_info_cache", cachePath));
+    std::ofstream cache(cachePath, std::ios::app);
+    cache << "  Compilation Unit @ offset 0xf000:\n"
+          << " <0><f00b>: Abbrev Number: 1 (DW_TAG_compile_unit)\n"
+          << "    <f011>   DW_AT_name        : (indirect line string, offset: 0x0): " << path << "\n";
+}
+
+TEST_F(FreeRtosRtosDriverIntegration, InitWithTheTargetDetectsThePortFromTheCompileUnits) {
+    load("freertos_snapshot.elf");
+    addPortCompileUnit("../FreeRTOS-Kernel/portable/GCC/ARM_CM4F/port.c");
+    ASSERT_TRUE(driver->init());
+    ::testing::internal::CaptureStdout();
+    EXPECT_TRUE(driver->init(kernel->server()));
+    EXPECT_EQ("Detected rtos variant: ARM_CM4F (port.c in portable/GCC/ARM_CM4F)\n",
+              ::testing::internal::GetCapturedStdout());
+    EXPECT_NE(nullptr, dynamic_cast<FreeRtosPortARMCM4F*>(driver->getPortDriver()));
+    EXPECT_EQ(0u, kernel->memoryReads());
+}
+
+TEST_F(FreeRtosRtosDriverIntegration, InitWithTheTargetNamesTheSignalsOfTwoPorts) {
+    load("freertos_snapshot.elf");
+    addPortCompileUnit("k/portable/GCC/ARM_CM3/port.c");
+    addPortCompileUnit("k/portable/GCC/ARM_CM4F/port.c");
+    ::testing::internal::CaptureStdout();
+    EXPECT_FALSE(driver->init(kernel->server()));
+    EXPECT_EQ("Failure auto-detecting rtos variant. Option: --rtos_variant required.\n"
+              "Signals seen: port.c in portable/GCC/ARM_CM3; port.c in portable/GCC/ARM_CM4F\n",
+              ::testing::internal::GetCapturedStdout());
+    EXPECT_EQ(nullptr, driver->getPortDriver());
+}
+
+TEST_F(FreeRtosRtosDriverIntegration, GivenVariantWinsOverTheProgramWithAWarning) {
+    load("freertos_snapshot.elf", {{"--rtos_variant", "ARM_CM3"}});
+    addPortCompileUnit("k/portable/GCC/ARM_CM4F/port.c");
+    ::testing::internal::CaptureStdout();
+    EXPECT_TRUE(driver->init());
+    EXPECT_EQ(
+        "Port driver loaded: ARM_CM3\n"
+        "Option --rtos_variant ARM_CM3 contradicts the program: ARM_CM4F (port.c in portable/GCC/ARM_CM4F)\n",
+        ::testing::internal::GetCapturedStdout());
+    EXPECT_NE(nullptr, driver->getPortDriver());
 }
 
 // A port made by an earlier init goes when the variant is no longer given.
