@@ -146,6 +146,16 @@ KernelInfoNode leaf(const std::string& value, const std::string& label) {
     return KernelInfoNode(0, value, label);
 }
 
+// The bound of a global array from the debug-information dump kept in the cache file.
+bool arrayLengthOf(const char* variable, unsigned int& out) {
+    std::string cachePath;
+    if (!Properties::getInstance().getProperty("--debug_info_cache", cachePath)) {
+        return false;
+    }
+    std::ifstream cache(cachePath);
+    return ArrayLength::find(cache, variable, out);
+}
+
 } // namespace
 
 FreeRtosRtosDriver::FreeRtosRtosDriver(const RtosDriverInfo& row)
@@ -403,14 +413,33 @@ bool FreeRtosRtosDriver::readTasks(RspClient& server, bool extended, KernelInfoN
         logMissingSymbol(tag, "pxReadyTasksLists");
         return false;
     }
+    // A top priority beyond the lists the program has is corrupt: the lists behind the array are not lists.
+    std::uint64_t lastList = topPriority;
+    unsigned int lists = readyListCount();
+    if (lists != 0 && topPriority >= lists) {
+        Logger::getInstance().log(Logger::LOG_WARNING, tag,
+                                  "Top priority %u beyond the %u ready lists: walk cut short.\n", topPriority,
+                                  lists);
+        lastList = lists - 1;
+    }
     unsigned int listAddress = symbol.getAddress32();
-    for (std::uint64_t priority = 0; priority <= topPriority; ++priority) {
+    for (std::uint64_t priority = 0; priority <= lastList; ++priority) {
         if (!readTaskList(server, listAddress, TASK_LIST_READY, extended, node)) {
             return false;
         }
         listAddress += listLayout.getSize();
     }
     return true;
+}
+
+unsigned int FreeRtosRtosDriver::readyListCount() {
+    if (!readyListCountKnown) {
+        readyListCountKnown = true;
+        if (!arrayLengthOf("pxReadyTasksLists", readyLists)) {
+            readyLists = 0;
+        }
+    }
+    return readyLists;
 }
 
 bool FreeRtosRtosDriver::readTaskList(RspClient& server, unsigned int listAddress, TaskListType type,
@@ -587,15 +616,11 @@ bool FreeRtosRtosDriver::resolveQueueRegistry(RspClient& server, unsigned int& a
     if (table.lookupSymbol(kRegistrySizeSymbol, registrySize)) {
         return server.readMemory(registrySize.getAddress32(), size);
     }
-    std::string cachePath;
-    if (Properties::getInstance().getProperty("--debug_info_cache", cachePath)) {
-        std::ifstream cache(cachePath);
-        if (ArrayLength::find(cache, "xQueueRegistry", size)) {
-            logger.log(Logger::LOG_WARNING, "resolveQueueRegistry",
-                       "Missing symbol: %s. Size %u from the array length of xQueueRegistry.\n",
-                       kRegistrySizeSymbol, size);
-            return true;
-        }
+    if (arrayLengthOf("xQueueRegistry", size)) {
+        logger.log(Logger::LOG_WARNING, "resolveQueueRegistry",
+                   "Missing symbol: %s. Size %u from the array length of xQueueRegistry.\n",
+                   kRegistrySizeSymbol, size);
+        return true;
     }
     // Without either only the first slot can be trusted to exist.
     logger.log(Logger::LOG_WARNING, "resolveQueueRegistry", "Missing symbol: %s.\n", kRegistrySizeSymbol);

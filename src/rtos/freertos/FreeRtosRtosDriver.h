@@ -118,16 +118,22 @@ public:
 private:
     // Called with each item's owner, its index and the list's count; false ends the walk as a failure.
     using ListVisitor = std::function<bool(unsigned int owner, unsigned int index, unsigned int count)>;
-    // The walk every kernel list shares: by the count read once and up to a null link, with no check
-    // against the end marker. An empty or unreadable list is a success without items.
+    // The walk every kernel list shares: up to the end marker, a null link, a link seen before or the count
+    // read once, whichever comes first. An empty or unreadable list is a success without items.
     bool walkList(RspClient& server, unsigned int listAddress, const ListVisitor& visit);
     // Timers due after the tick count wraps; a kernel without the list has none of them.
     bool walkOverflowTimerList(RspClient& server, const ListVisitor& visit);
     // The list's end marker, a mini item or, in kernels built without those, a full one.
     bool bindListEnd(FreeRtosKernelObject& endMarker, unsigned int address);
 
+    // The number of ready lists, from the bound of pxReadyTasksLists in the debug information; 0 when it
+    // does not tell. Looked up once: the dump does not change under a running proxy.
+    unsigned int readyListCount();
+
     std::unique_ptr<IRtosPortDriver> portDriver;
     TaskSelection taskSelection;
+    bool readyListCountKnown = false;
+    unsigned int readyLists = 0;
 };
 
 #endif
