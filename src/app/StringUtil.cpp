@@ -88,3 +88,30 @@ std::string StringUtil::toStackUsage(unsigned int total, unsigned int free) {
         << static_cast<double>(used) / total * 100 << "%)";
     return out.str();
 }
+
+std::string StringUtil::escapeXml(const std::string& text) {
+    std::string escaped;
+    escaped.reserve(text.size());
+    for (char c : text) {
+        switch (c) {
+        case '&':
+            escaped += "&amp;";
+            break;
+        case '<':
+            escaped += "&lt;";
+            break;
+        case '>':
+            escaped += "&gt;";
+            break;
+        case '"':
+            escaped += "&quot;";
+            break;
+        case '\'':
+            escaped += "&apos;";
+            break;
+        default:
+            escaped += c;
+        }
+    }
+    return escaped;
+}

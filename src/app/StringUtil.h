@@ -17,6 +17,8 @@ public:
     // Base 10: zero-padded decimal; base 16: "0x" and zero-padded hex; any other base: plain decimal.
     static std::string to_string(unsigned int value, unsigned char base, unsigned int width);
     static std::string to_string(std::vector<std::string>& items, std::string separator);
+    // text with XML's five special characters written as entities, fit for an attribute or element.
+    static std::string escapeXml(const std::string& text);
     // "N/A", "Overflow!" or "768B/1024B (75.0%)".
     static std::string toStackUsage(unsigned int total, unsigned int free);
 };

@@ -167,7 +167,21 @@ std::string RspUtil::createReply_qRcmd(const std::string& text) {
 }
 
 std::string RspUtil::createReply_qXferthreadsread(const std::string& xml) {
-    return "l" + xml;
+    return "l" + escapeBinary(xml);
+}
+
+std::string RspUtil::escapeBinary(const std::string& data) {
+    const char kEscape = '}';
+    std::string escaped;
+    escaped.reserve(data.size());
+    for (char c : data) {
+        if (c == '#' || c == '$' || c == kEscape || c == '*') {
+            escaped += kEscape;
+            c = static_cast<char>(c ^ 0x20);
+        }
+        escaped += c;
+    }
+    return escaped;
 }
 
 std::string RspUtil::createReply_qfThreadInfo(const std::vector<unsigned int>& threads) {

@@ -40,8 +40,11 @@ public:
     static std::string createReply_qSymbol(const std::string& name);
     // "OK" for no output, otherwise the hex of the output and a line end.
     static std::string createReply_qRcmd(const std::string& text);
-    // Always the last and only chunk; the xml is not escaped.
+    // Always the last and only chunk, the xml written as binary data (escapeBinary).
     static std::string createReply_qXferthreadsread(const std::string& xml);
+    // data with '#', '$', '}' and '*' written as '}' and the byte XOR 0x20, as binary data must be in a
+    // frame, so that no byte of it ends the frame, starts another or reads as a repeat count.
+    static std::string escapeBinary(const std::string& data);
     // "l" for no threads, otherwise "m" and the ids separated by ",".
     static std::string createReply_qfThreadInfo(const std::vector<unsigned int>& threads);
     // The hex of the name, and of " RUNNING" behind it for the thread on the core.

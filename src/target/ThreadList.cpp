@@ -1,5 +1,7 @@
 #include "target/ThreadList.h"
 
+#include "app/StringUtil.h"
+
 #include <iostream>
 #include <sstream>
 
@@ -29,7 +31,8 @@ bool ThreadList::addThread(const TargetThread& thread) {
 
 std::string ThreadList::getXMLEntry(const TargetThread& thread) const {
     std::ostringstream entry;
-    entry << "<thread id=\"" << std::hex << thread.getThreadId() << "\" name=\"" << thread.getName() << "\">";
+    entry << "<thread id=\"" << std::hex << thread.getThreadId() << "\" name=\""
+          << StringUtil::escapeXml(thread.getName()) << "\">";
     if (thread.getCpuActive()) {
         entry << "RUNNING";
     }

@@ -33,3 +33,9 @@ TEST(StringUtilTest, SplitAndSplit2) {
     EXPECT_EQ(std::vector<std::string>({"", ""}), StringUtil::split("=", '='));
     EXPECT_EQ(std::vector<std::string>({""}), StringUtil::split2("", '='));
 }
+
+TEST(StringUtilTest, EscapeXmlWritesTheFiveSpecialCharactersAsEntities) {
+    EXPECT_EQ("&amp;&lt;&gt;&quot;&apos;", StringUtil::escapeXml("&<>\"'"));
+    EXPECT_EQ("Tmr Svc #1 $", StringUtil::escapeXml("Tmr Svc #1 $"));
+    EXPECT_EQ("", StringUtil::escapeXml(""));
+}

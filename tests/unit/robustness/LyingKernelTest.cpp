@@ -142,9 +142,9 @@ TEST_F(LyingFreertosIntegration, NameWithoutATerminatorIsCut) {
     EXPECT_EQ(kLostGdb, session.log());
 }
 
-// Names go into the thread list document as they stand, framing bytes and all: the proxy's frame then
-// holds a '#' before its end, exactly as built.
-TEST_F(LyingFreertosIntegration, NameWithFramingBytesGoesIntoTheDocumentAsItStands) {
+// A name with XML's special characters and the frame's own bytes: the document escapes the first as
+// entities, and the reply frame writes '#', '$', '}' and '*' as binary data, so GDB reads the name whole.
+TEST_F(LyingFreertosIntegration, NameWithFramingAndXmlBytesIsEscaped) {
     ASSERT_TRUE(session.ready());
     session.negotiate();
     session.passFirstStop();
@@ -152,8 +152,10 @@ TEST_F(LyingFreertosIntegration, NameWithFramingBytesGoesIntoTheDocumentAsItStan
     std::string document = session.ask("qXfer:threads:read::0,fff");
     std::string::size_type at = document.find("name=\"Sleeper\"");
     ASSERT_NE(std::string::npos, at);
-    std::string lying = document.replace(at, 14, "name=\"Sleep#er$\"");
-    target.writeBytes(taskMember("xSleeperTCB", "pcTaskName"), std::string("Sleep#er$") + '\0');
+    std::string lying = document.replace(at, 14,
+                                         "name=\"a}\x03"
+                                         "b&lt;c&gt;&quot;d}\x04}]}\x0a&amp;&apos;\"");
+    target.writeBytes(taskMember("xSleeperTCB", "pcTaskName"), std::string("a#b<c>\"d$}*&'") + '\0');
     EXPECT_EQ(runningStop(), session.stop("T05thread:1;"));
     std::size_t before = session.gdb().receivedBytes().size();
     session.gdb().sendPacket("qXfer:threads:read::0,fff");

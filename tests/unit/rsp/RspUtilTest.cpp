@@ -639,3 +639,12 @@ TEST(RspUtilTest, UnreadableDescriptionGivesFillOnly) {
     description.applyValues(saved);
     EXPECT_EQ(std::string(2 * 168, '0'), RspUtil::createReply_g(description.getRegisters(), 168));
 }
+
+TEST(RspUtilTest, BinaryDataEscapesTheFrameBytes) {
+    EXPECT_EQ("plain text", RspUtil::escapeBinary("plain text"));
+    EXPECT_EQ(std::string("}\x03}\x04}]}\x0a"), RspUtil::escapeBinary("#$}*"));
+    EXPECT_EQ(std::string("la}\x03"
+                          "b"),
+              RspUtil::createReply_qXferthreadsread("a#b"));
+    EXPECT_EQ("", RspUtil::escapeBinary(""));
+}

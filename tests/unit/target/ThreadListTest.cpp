@@ -122,10 +122,10 @@ TEST(ThreadListTest, ClearKeepsTheValidFlag) {
     EXPECT_FALSE(list.isValid());
 }
 
-TEST(ThreadListTest, NamesGoInUnescaped) {
+TEST(ThreadListTest, AnEntryEscapesItsName) {
     ThreadList list;
     TargetThread quoted(0x20000a40, 0, false, "a\"b<c>&");
-    EXPECT_EQ("<thread id=\"20000a40\" name=\"a\"b<c>&\"></thread>", list.getXMLEntry(quoted));
+    EXPECT_EQ("<thread id=\"20000a40\" name=\"a&quot;b&lt;c&gt;&amp;\"></thread>", list.getXMLEntry(quoted));
 }
 
 TEST(ThreadListTest, CopiesAreSnapshots) {
@@ -144,4 +144,13 @@ TEST(ThreadListTest, PrintListsThreadsByIdWithTheActiveMarked) {
               "Thread id:0x20000a40 Stack:0x200009d8 (Active)\n"
               "*******************\n",
               testing::internal::GetCapturedStdout());
+}
+
+TEST(ThreadListTest, NamesAreEscapedForXml) {
+    ThreadList list;
+    list.addThread(TargetThread(0x20000100, 0x20000000, false, "a#b<c>\"d&'"));
+    EXPECT_EQ("<?xml version=\"1.0\"?><threads>"
+              "<thread id=\"20000100\" name=\"a#b&lt;c&gt;&quot;d&amp;&apos;\"></thread>"
+              "</threads>",
+              list.getXML());
 }
