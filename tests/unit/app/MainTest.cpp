@@ -77,6 +77,19 @@ public:
     std::string path;
 };
 
+// GDB connects to the started proxy at port, sends one packet that reaches the server, and leaves; the
+// proxy must then end in order.
+void forwardOnePacketAndLeave(ProcessRunner& process, FakeRspPeer& server, unsigned short port) {
+    ASSERT_TRUE(server.waitConnected(5000)) << process.output();
+    auto gdb = FakeRspPeer::connect(port);
+    ASSERT_TRUE(gdb);
+    ASSERT_TRUE(gdb->sendPacket("c"));
+    EXPECT_EQ("$c#63", server.nextRaw());
+    gdb->close();
+    ASSERT_TRUE(process.waitExit());
+    EXPECT_EQ(0, process.exitStatus());
+}
+
 TEST(MainIntegration, VersionPrintsTheBannerOnly) {
     for (const char* option : {"--version", "-v"}) {
         SCOPED_TRACE(option);
@@ -136,14 +149,7 @@ TEST(MainIntegration, OptionsFileGivesOneArgumentALine) {
                      "true\n" +
                      oneALine(ProxyUnderTest::startupArguments()));
     ProcessRunner process(testpaths::tarnwickBinary(), {"-f", options.path});
-    ASSERT_TRUE(server->waitConnected(5000)) << process.output();
-    auto gdb = FakeRspPeer::connect(port);
-    ASSERT_TRUE(gdb);
-    ASSERT_TRUE(gdb->sendPacket("c"));
-    EXPECT_EQ("$c#63", server->nextRaw());
-    gdb->close();
-    ASSERT_TRUE(process.waitExit());
-    EXPECT_EQ(0, process.exitStatus());
+    forwardOnePacketAndLeave(process, *server, port);
     EXPECT_EQ(ProxyUnderTest::initOutput() + "Connecting to GDB server 127.0.0.1\r on port " +
                   std::to_string(server->port()) +
                   " ... Connected\n"
@@ -163,14 +169,7 @@ TEST(MainIntegration, AListenAddressOtherThanLoopbackIsNamed) {
     unsigned short port = freeTcpPort();
     ProcessRunner process(testpaths::tarnwickBinary(),
                           ProxyUnderTest::arguments(port, server->port(), {"--listen_address", "0.0.0.0"}));
-    ASSERT_TRUE(server->waitConnected(5000)) << process.output();
-    auto gdb = FakeRspPeer::connect(port);
-    ASSERT_TRUE(gdb);
-    ASSERT_TRUE(gdb->sendPacket("c"));
-    EXPECT_EQ("$c#63", server->nextRaw());
-    gdb->close();
-    ASSERT_TRUE(process.waitExit());
-    EXPECT_EQ(0, process.exitStatus());
+    forwardOnePacketAndLeave(process, *server, port);
     EXPECT_EQ(ProxyUnderTest::initOutput() + "Connecting to GDB server 127.0.0.1 on port " +
                   std::to_string(server->port()) +
                   " ... Connected\n"
