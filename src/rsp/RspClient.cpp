@@ -219,7 +219,8 @@ bool RspClient::readMemory(const std::string& addressHex, unsigned int length,
     if (!RspUtil::parseReply_m(reply, data)) {
         return false;
     }
-    return data.size() >= length;
+    // A reply of another length belongs to another request (a late one) or to no request at all.
+    return data.size() == length;
 }
 
 bool RspClient::readMemory(unsigned int address, unsigned int length, std::vector<unsigned char>& data) {

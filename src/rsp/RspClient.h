@@ -53,7 +53,7 @@ public:
     bool getCommand(std::string& command, bool consume);
 
     // Target memory through the GDB server: one "m" exchange, at most 1000 ms, no retry, no chunking.
-    // True only if the reply held at least length bytes; a longer reply is kept whole.
+    // True only if the reply held exactly length bytes: one of another length answers another request.
     bool readMemory(const std::string& addressHex, unsigned int length, std::vector<unsigned char>& data);
     bool readMemory(unsigned int address, unsigned int length, std::vector<unsigned char>& data);
     // The 32-bit word at address; value is written only on success.
