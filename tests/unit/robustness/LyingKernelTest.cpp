@@ -27,8 +27,6 @@ std::size_t countOf(const std::string& text, const std::string& part) {
     }
     return count;
 }
-// Reads of one task in the plain walk: its two links, pxCurrentTCB, ulTotalRunTime, name, top of stack.
-const unsigned kReadsPerTask = 6;
 
 class LyingFreertosIntegration : public ::testing::Test {
 protected:
