@@ -277,7 +277,7 @@ TEST_F(SymbolTableDumpIntegration, RealKernelWithoutTheMiniListItemInEveryDwarfV
         SCOPED_TRACE(version);
         const std::string program = std::string("real_freertos_mini_list_0_dwarf") + version;
         if (!std::filesystem::exists(testpaths::fixturesDir() + "/" + program + ".elf")) {
-            GTEST_SKIP() << "the FreeRTOS kernel archive was not found at configure time";
+            GTEST_SKIP() << "the real kernels were not unpacked at configure time (scripts/kernels.sh)";
         }
         generate(program);
         std::string log;
