@@ -8,6 +8,7 @@
 #include "rsp/RspUtil.h"
 #include "rtos/IRtosDriver.h"
 #include "rtos/KernelInfoNode.h"
+#include "rtos/MissingMemberLog.h"
 #include "rtos/RtosDriverInfo.h"
 #include "rtos/RtosInfo.h"
 #include "target/RegisterList.h"
@@ -279,6 +280,7 @@ bool Tarnwick::intercept_qSymbol(RspClient& from, RspClient& to, bool& handled) 
         std::vector<std::string> structures;
         driver->getDataStructures(structures);
         if (!structures.empty()) {
+            MissingMemberLog::getInstance().forget();
             SymbolTable::getInstance().resolveDataStructures(structures);
         }
     }

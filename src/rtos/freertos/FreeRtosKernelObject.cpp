@@ -3,14 +3,28 @@
 #include "app/StringUtil.h"
 #include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"
+#include "rtos/MissingMemberLog.h"
 
 bool FreeRtosKernelObject::bind(const std::string& structure, unsigned int address) {
     return SymbolTable::resolveDataStructure(structure, address, layout);
 }
 
+bool FreeRtosKernelObject::lookup(const std::string& member, MemberInfo& info) {
+    if (layout.lookup(member, info)) {
+        return true;
+    }
+    MissingMemberLog::getInstance().report(layout.getName(), member);
+    return false;
+}
+
+bool FreeRtosKernelObject::has(const std::string& member) {
+    MemberInfo info;
+    return layout.lookup(member, info);
+}
+
 bool FreeRtosKernelObject::memberAddress(const std::string& member, unsigned int& address) {
     MemberInfo info;
-    if (!layout.lookup(member, info)) {
+    if (!lookup(member, info)) {
         return false;
     }
     address = info.getAddress();
@@ -18,7 +32,7 @@ bool FreeRtosKernelObject::memberAddress(const std::string& member, unsigned int
 }
 
 bool FreeRtosKernelObject::read(const std::string& member, unsigned int length, MemberInfo& info) {
-    return layout.lookup(member, info) && server.readMemory(info.getAddress(), length, info.getData());
+    return lookup(member, info) && server.readMemory(info.getAddress(), length, info.getData());
 }
 
 bool FreeRtosKernelObject::readWord(const std::string& member, unsigned int& value) {

@@ -16,6 +16,9 @@ public:
 
     // Binds the layout of structure to the object at address; false if the layout is unknown.
     bool bind(const std::string& structure, unsigned int address);
+    // True if the layout has the member; for members that differ between kernel versions, where a missing
+    // one is no news.
+    bool has(const std::string& member);
     // The target address of the member; false if the layout lacks it.
     bool memberAddress(const std::string& member, unsigned int& address);
     // Reads the 4-byte member; false, value untouched, if the layout lacks it or the read fails.
@@ -28,6 +31,8 @@ public:
     std::string hex(const std::string& member, const std::string& fallback);
 
 private:
+    // A member this kernel build lacks is reported once.
+    bool lookup(const std::string& member, MemberInfo& info);
     bool read(const std::string& member, unsigned int length, MemberInfo& info);
 
     RspClient& server;

@@ -535,8 +535,7 @@ bool FreeRtosRtosDriver::readTask(RspClient& server, unsigned int taskAddress, T
         FreeRtosKernelObject item(server);
         // Kernel versions name the member either way.
         if (task.memberAddress("xEventListItem", eventItem) && item.bind("xLIST_ITEM", eventItem) &&
-            (item.memberAddress("pvContainer", containerAddress) ||
-             item.memberAddress("pxContainer", containerAddress)) &&
+            item.memberAddress(item.has("pvContainer") ? "pvContainer" : "pxContainer", containerAddress) &&
             server.readMemory(containerAddress, container)) {
             for (const StateRule& rule : kStateRules) {
                 if (rule.type == type && (rule.container == Container::Any ||
@@ -774,7 +773,8 @@ bool FreeRtosRtosDriver::collectTimer(RspClient& server, unsigned int address, K
     std::string kind = "N/A";
     unsigned int autoReload = 0;
     unsigned char status = 0;
-    if (timer.readWord("uxAutoReload", autoReload)) {
+    // Older kernels keep the reload flag in a member of its own, newer ones a bit of ucStatus.
+    if (timer.has("uxAutoReload") && timer.readWord("uxAutoReload", autoReload)) {
         kind = autoReload == 1 ? "Auto" : "One-shot";
         active = "True";
     } else if (timer.readByte("ucStatus", status)) {

@@ -3,6 +3,7 @@
 #include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"
 #include "rsp/RspUtil.h"
+#include "rtos/MissingMemberLog.h"
 
 #include <vector>
 
@@ -28,7 +29,11 @@ bool ThreadxReader::readSymbol(RspClient& server, const std::string& name, unsig
 bool ThreadxReader::readMember(RspClient& server, StructInfo& object, const std::string& member,
                                unsigned int& value) {
     MemberInfo info;
-    if (!object.lookup(member, info) || !server.readMemory(info.getAddress(), kWordSize, info.getData())) {
+    if (!object.lookup(member, info)) {
+        MissingMemberLog::getInstance().report(object.getName(), member);
+        return false;
+    }
+    if (!server.readMemory(info.getAddress(), kWordSize, info.getData())) {
         return false;
     }
     value = info.getDataUINT32();

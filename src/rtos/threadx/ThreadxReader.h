@@ -8,7 +8,7 @@ class StructInfo;
 
 // The two reads every ThreadX walk is made of: the word at a kernel symbol and the word of a member of a
 // bound structure. Each is one m exchange; a member is read as 4 bytes whatever its declared width.
-// Neither writes a log line: the walks decide what a failure means.
+// A member this kernel build lacks is reported once; otherwise the walks decide what a failure means.
 class ThreadxReader {
 public:
     // False if the symbol is unknown or the read fails.

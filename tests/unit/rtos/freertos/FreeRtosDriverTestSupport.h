@@ -6,6 +6,7 @@
 #include "app/Properties.h"
 #include "debuginfo/SymbolTable.h"
 #include "rtos/KernelInfoNode.h"
+#include "rtos/MissingMemberLog.h"
 #include "rtos/RtosDriverInfo.h"
 #include "rtos/freertos/FreeRtosRtosDriver.h"
 
@@ -47,6 +48,7 @@ protected:
         std::vector<std::string> structures;
         driver->getDataStructures(structures);
         kernel->resolveStructures(without(structures, unresolved));
+        MissingMemberLog::getInstance().forget();
         Logger::getInstance().setLogLevel(Logger::LOG_INFO | Logger::LOG_WARNING | Logger::LOG_ERROR |
                                           Logger::LOG_DEBUG);
         kernel->resetReads();

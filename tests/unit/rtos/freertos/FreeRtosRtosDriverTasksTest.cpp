@@ -308,6 +308,18 @@ TEST_F(FreeRtosTaskWalkIntegration, StrippedDownKernel) {
     EXPECT_EQ(std::vector<std::string>(12, "N/A"), column(tasks, "Run-time"));
 }
 
+// Each member the configuration removed is named once, however many tasks the walk reads.
+TEST_F(FreeRtosTaskWalkIntegration, StrippedDownKernelNamesEachMissingMemberOnce) {
+    load("freertos_snapshot_minimal.elf");
+    for (const char* expected : {"Member not in this kernel build: tskTaskControlBlock.uxBasePriority.\n"
+                                 "Member not in this kernel build: xLIST_ITEM.pxContainer.\n",
+                                 ""}) {
+        ::testing::internal::CaptureStdout();
+        walk(true);
+        EXPECT_EQ(expected, ::testing::internal::GetCapturedStdout());
+    }
+}
+
 TEST_F(FreeRtosTaskWalkIntegration, ReadTaskOnADelayedListWithoutContainerSucceeds) {
     load("freertos_snapshot_minimal.elf");
     KernelInfoNode node(0, "", "Task");
