@@ -231,6 +231,87 @@ TEST_F(SymbolTableDumpIntegration, ThreadxPerformanceConfiguration) {
     EXPECT_FALSE(hasMember("TX_QUEUE_STRUCT", "tx_queue_send_notify"));
 }
 
+// The kernels' own headers under the settings that add or remove members: every layout as GDB reads it,
+// with just the members the configuration keeps.
+namespace {
+
+struct ConfigurationCase {
+    const char* program;
+    const std::vector<std::string>& structures;
+    std::vector<std::pair<const char*, const char*>> present;
+    std::vector<std::pair<const char*, const char*>> absent;
+};
+
+void PrintTo(const ConfigurationCase& config, std::ostream* out) {
+    *out << config.program;
+}
+
+class RealKernelConfigurations : public SymbolTableDumpIntegration,
+                                 public ::testing::WithParamInterface<ConfigurationCase> {};
+
+} // namespace
+
+TEST_P(RealKernelConfigurations, EveryLayoutAsGdbReadsItWithTheConfiguredMembers) {
+    const ConfigurationCase& config = GetParam();
+    if (!std::filesystem::exists(testpaths::fixturesDir() + "/" + config.program + ".elf")) {
+        GTEST_SKIP() << "the real kernels were not unpacked at configure time (scripts/kernels.sh)";
+    }
+    generate(config.program);
+    std::string log;
+    ASSERT_TRUE(resolve(config.structures, log)) << log;
+    EXPECT_EQ("SymbolTable::resolveDataStructures(), 0 ms\n", log);
+    expectSameLayouts(config.structures);
+    for (const auto& member : config.present) {
+        EXPECT_TRUE(hasMember(member.first, member.second)) << member.first << "." << member.second;
+    }
+    for (const auto& member : config.absent) {
+        EXPECT_FALSE(hasMember(member.first, member.second)) << member.first << "." << member.second;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Settings, RealKernelConfigurations,
+    ::testing::Values(
+        ConfigurationCase{"real_freertos_minimal",
+                          kFreeRtosStructures,
+                          {{"tskTaskControlBlock", "pcTaskName"}, {"xLIST_ITEM", "pvContainer"}},
+                          {{"xLIST_ITEM", "pxContainer"},
+                           {"tskTaskControlBlock", "ulRunTimeCounter"},
+                           {"tskTaskControlBlock", "uxTCBNumber"},
+                           {"tskTaskControlBlock", "uxBasePriority"},
+                           {"tskTaskControlBlock", "uxMutexesHeld"},
+                           {"tskTaskControlBlock", "pxEndOfStack"},
+                           {"QueueDefinition", "ucQueueType"},
+                           {"EventGroupDef_t", "uxEventGroupNumber"}}},
+        ConfigurationCase{"real_freertos_complete",
+                          kFreeRtosStructures,
+                          {{"tskTaskControlBlock", "ulRunTimeCounter"},
+                           {"tskTaskControlBlock", "uxTCBNumber"},
+                           {"tskTaskControlBlock", "uxBasePriority"},
+                           {"tskTaskControlBlock", "pxEndOfStack"},
+                           {"tskTaskControlBlock", "iTaskErrno"},
+                           {"tskTaskControlBlock", "xTLSBlock"},
+                           {"tskTaskControlBlock", "ulNotifiedValue"},
+                           {"QueueDefinition", "ucQueueType"},
+                           {"EventGroupDef_t", "uxEventGroupNumber"},
+                           {"xLIST_ITEM", "pxContainer"}},
+                          {{"xLIST_ITEM", "pvContainer"}}},
+        ConfigurationCase{"real_threadx_plain",
+                          kThreadxStructures,
+                          {{"TX_THREAD_STRUCT", "tx_thread_entry_exit_notify"},
+                           {"TX_QUEUE_STRUCT", "tx_queue_send_notify"}},
+                          {{"TX_THREAD_STRUCT", "tx_thread_user_word"},
+                           {"TX_THREAD_STRUCT", "tx_thread_stack_fill_value"}}},
+        ConfigurationCase{"real_threadx_extended",
+                          kThreadxStructures,
+                          {{"TX_THREAD_STRUCT", "tx_thread_user_word"},
+                           {"TX_THREAD_STRUCT", "tx_thread_stack_fill_value"},
+                           {"TX_THREAD_STRUCT", "tx_thread_stack_highest_ptr"}},
+                          {{"TX_THREAD_STRUCT", "tx_thread_entry_exit_notify"},
+                           {"TX_QUEUE_STRUCT", "tx_queue_send_notify"},
+                           {"TX_SEMAPHORE_STRUCT", "tx_semaphore_put_notify"}}}),
+    [](const ::testing::TestParamInfo<ConfigurationCase>& each) { return std::string(each.param.program); });
+
 TEST_F(SymbolTableDumpIntegration, BothKernelsInOneProgram) {
     generate("shapes_both_kernels");
     std::vector<std::string> all = kFreeRtosStructures;
