@@ -1,7 +1,5 @@
 #include "target/RegisterList.h"
 
-#include "app/Logger.h"
-
 RegisterList::RegisterList(const std::vector<RegisterId>& ids) {
     for (RegisterId id : ids) {
         addRegister(id, 0);
@@ -36,11 +34,4 @@ unsigned int RegisterList::getRegisterValue(RegisterId id, const unsigned int& d
 
 void RegisterList::addRegister(RegisterId id, unsigned int value) {
     registers.emplace(id, Register(id, value, 0));
-}
-
-void RegisterList::print() const {
-    for (const auto& entry : registers) {
-        Logger::getInstance().log(Logger::LOG_DEBUG, "print", "Id: %d, Value: 0x%x\n",
-                                  static_cast<int>(entry.first), entry.second.getValue());
-    }
 }

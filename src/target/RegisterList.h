@@ -26,8 +26,6 @@ public:
     std::map<RegisterId, Register>& getRegisters() { return registers; }
     const std::map<RegisterId, Register>& getRegisters() const { return registers; }
     void clear() { registers.clear(); }
-    // "Id: %d, Value: 0x%x\n" per register at LOG_DEBUG.
-    void print() const;
 
 private:
     std::map<RegisterId, Register> registers;

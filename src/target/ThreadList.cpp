@@ -2,7 +2,6 @@
 
 #include "app/StringUtil.h"
 
-#include <iostream>
 #include <sstream>
 
 bool ThreadList::getThread(unsigned int id, TargetThread& out) const {
@@ -62,18 +61,4 @@ std::vector<unsigned int> ThreadList::getThreadIdentifiers() const {
         ids.push_back(entry.first);
     }
     return ids;
-}
-
-void ThreadList::print() const {
-    std::cout << "*** THREAD LIST ***" << std::endl;
-    for (const auto& entry : threads) {
-        const TargetThread& thread = entry.second;
-        std::cout << "Thread id:0x" << std::hex << thread.getThreadId() << " Stack:0x" << thread.getStackPtr()
-                  << std::dec;
-        if (thread.getCpuActive()) {
-            std::cout << " (Active)";
-        }
-        std::cout << std::endl;
-    }
-    std::cout << "*******************" << std::endl;
 }

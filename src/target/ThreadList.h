@@ -34,8 +34,6 @@ public:
     std::string getXML() const;
     // All ids, ascending.
     std::vector<unsigned int> getThreadIdentifiers() const;
-    // Diagnostic listing on standard output.
-    void print() const;
 
 private:
     std::map<unsigned int, TargetThread> threads;

@@ -1,7 +1,5 @@
 #include "target/RegisterList.h"
 
-#include "app/Logger.h"
-
 #include <gtest/gtest.h>
 
 TEST(RegisterListTest, IdConstructorGivesZeroedRegisters) {
@@ -54,21 +52,4 @@ TEST(RegisterListTest, ClearEmpties) {
     RegisterList list({RegisterId::REG_R0, RegisterId::REG_R1});
     list.clear();
     EXPECT_TRUE(list.getRegisters().empty());
-}
-
-TEST(RegisterListTest, PrintLogsEachRegisterAtDebug) {
-    RegisterList list;
-    list.addRegister(RegisterId::REG_PC, 0x8000b4e);
-    list.addRegister(RegisterId::REG_SP, 0x20001808);
-    Logger::getInstance().setLogLevel(Logger::LOG_DEBUG);
-    testing::internal::CaptureStdout();
-    list.print();
-    std::string printed = testing::internal::GetCapturedStdout();
-    Logger::getInstance().setLogLevel(7);
-    testing::internal::CaptureStdout();
-    list.print();
-    std::string hidden = testing::internal::GetCapturedStdout();
-    Logger::getInstance().setLogLevel(0);
-    EXPECT_EQ("Id: 1, Value: 0x20001808\nId: 16, Value: 0x8000b4e\n", printed);
-    EXPECT_EQ("", hidden);
 }

@@ -135,17 +135,6 @@ TEST(ThreadListTest, CopiesAreSnapshots) {
     EXPECT_EQ(2u, copy.getNumberOfThreads());
 }
 
-TEST(ThreadListTest, PrintListsThreadsByIdWithTheActiveMarked) {
-    ThreadList list = idleAndTimer();
-    testing::internal::CaptureStdout();
-    list.print();
-    EXPECT_EQ("*** THREAD LIST ***\n"
-              "Thread id:0x20000810 Stack:0x20000700\n"
-              "Thread id:0x20000a40 Stack:0x200009d8 (Active)\n"
-              "*******************\n",
-              testing::internal::GetCapturedStdout());
-}
-
 TEST(ThreadListTest, NamesAreEscapedForXml) {
     ThreadList list;
     list.addThread(TargetThread(0x20000100, 0x20000000, false, "a#b<c>\"d&'"));
