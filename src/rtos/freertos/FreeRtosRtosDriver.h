@@ -112,8 +112,6 @@ public:
     bool collectTimers(RspClient& server, KernelInfoNode& node);
     // Fills the node of the timer at address; false, node untouched, if the layout is unknown.
     bool collectTimer(RspClient& server, unsigned int address, KernelInfoNode& node);
-    // Adds the children of the event group at address: address, number, value, names of waiting tasks.
-    bool collectEventGroup(RspClient& server, unsigned int address, KernelInfoNode& node);
 
 private:
     // Called with each item's owner, its index and the list's count; false ends the walk as a failure.
