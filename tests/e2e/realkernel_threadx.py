@@ -24,6 +24,7 @@ import re
 import struct
 import subprocess
 import sys
+import time
 
 import harness
 
@@ -34,13 +35,16 @@ GDB_TIMEOUT = 40.0
 
 
 class Program:
-    def __init__(self, elf, machine, variant, fpu=False, low_first=False):
+    def __init__(self, elf, machine, variant, fpu=False, low_first=False, a_profile=False, qemu_options=()):
         self.elf = elf
         self.machine = machine
         self.variant = variant
         self.fpu = fpu
         # The Cortex-M0 port stores r8-r11 below r4-r7, since Thumb-1 can only store the low registers.
         self.low_first = low_first
+        # tarnwick finds an M-profile port by the core's CPUID register, and needs to be told an A-profile one.
+        self.a_profile = a_profile
+        self.qemu_options = list(qemu_options)
 
 
 PROGRAMS = {
@@ -48,6 +52,9 @@ PROGRAMS = {
     "cm3": Program("realkernel_threadx_cm3.elf", "mps2-an385", "cortex_m3"),
     "cm4": Program("realkernel_threadx_cm4.elf", "mps2-an386", "cortex_m4", fpu=True),
     "cm33": Program("realkernel_threadx_cm33.elf", "mps2-an505", "cortex_m33"),
+    # Without -nic none the virt machine wants a network card's boot ROM that the QEMU package may lack.
+    "ca7": Program("realkernel_threadx_ca7.elf", "virt", "cortex_a7", fpu=True, a_profile=True,
+                   qemu_options=["-cpu", "cortex-a7", "-nic", "none"]),
 }
 
 # Where each thread is when checker stops: a thread that a kernel call suspended has its pc in
@@ -111,13 +118,17 @@ for thread in created("thread", "tx_thread_created_next"):
     start, size = word(thread["tx_thread_stack_start"]), int(thread["tx_thread_stack_size"])
     stack = bytes(memory.read_memory(start, size))
     sp = word(thread["tx_thread_stack_ptr"])
-    frame = bytes(memory.read_memory(sp, min(208, start + size - sp)))
+    frame = bytes(memory.read_memory(sp, min(336, start + size - sp)))
+    try:
+        vfp = int(thread["tx_thread_vfp_enable"])
+    except gdb.error:
+        vfp = 0
     threads.append({"id": word(thread.address), "name": text(thread["tx_thread_name"]),
                     "priority": int(thread["tx_thread_priority"]), "state": int(thread["tx_thread_state"]),
                     "run_count": int(thread["tx_thread_run_count"]), "stack_start": start,
                     "stack_end": word(thread["tx_thread_stack_end"]), "stack_size": size, "stack_ptr": sp,
                     "free": len(stack) - len(stack.lstrip(b"\xef")),
-                    "entry": symbol(word(thread["tx_thread_entry"])),
+                    "entry": symbol(word(thread["tx_thread_entry"])), "vfp": vfp,
                     "frame": [int.from_bytes(frame[i:i + 4], "little") for i in range(0, len(frame) - 3, 4)]})
 truth = {"current": word(value("_tx_thread_current_ptr")), "threads": threads}
 truth["semaphores"] = [{"name": text(s["tx_semaphore_name"]), "count": int(s["tx_semaphore_count"]),
@@ -183,16 +194,36 @@ def differences(expected, actual):
     return "\n".join(difflib.unified_diff(expected, actual, "expected", "actual", lineterm=""))
 
 
+def start_qemu(session, program, elf, timeout=5.0, attempts=3):
+    """Like the harness's Session.start_qemu, with the program's own machine options (a -cpu, say); returns
+    the gdbstub's port once it listens."""
+    for attempt in range(attempts):
+        port = harness.free_port()
+        process = session.start("qemu_%d" % (attempt + 1), [
+            harness.QEMU, "-M", program.machine] + program.qemu_options + [
+            "-kernel", elf, "-nographic", "-S", "-gdb", "tcp:127.0.0.1:%d" % port, "-monitor", "none",
+            "-serial", "none"])
+        deadline = time.monotonic() + timeout
+        while time.monotonic() < deadline and not process.exited():
+            if harness.is_listening(port):
+                return port
+            time.sleep(0.02)
+        if not process.exited() or "Address already in use" not in process.stderr():
+            break
+    raise harness.HarnessError("QEMU's gdbstub did not listen:\n" + process.describe())
+
+
 def connect(session, args, program):
     """QEMU halted at reset, the adapter in front of its gdbstub, tarnwick in front of the adapter; returns
     tarnwick's process and the port GDB connects to. The one place that says how tarnwick reaches QEMU."""
     elf = os.path.join(args.fixtures, program.elf)
-    _, qemu_port = session.start_qemu(program.machine, elf)
-    _, adapter_port = session.start_qemu_adapter(ADAPTER, qemu_port)
+    _, adapter_port = session.start_qemu_adapter(ADAPTER, start_qemu(session, program, elf))
     listen = harness.free_port()
-    proxy = session.start_tarnwick(args.tarnwick, adapter_port, listen, [
-        "--file", elf, "--debug_info_cache", session.path("target.proxy_cache"), "--rtos", "threadx",
-        "--loglevel", "15"])
+    options = ["--file", elf, "--debug_info_cache", session.path("target.proxy_cache"), "--rtos", "threadx",
+               "--loglevel", "15"]
+    if program.a_profile:
+        options += ["--rtos_variant", program.variant]
+    proxy = session.start_tarnwick(args.tarnwick, adapter_port, listen, options)
     return proxy, listen
 
 
@@ -262,13 +293,20 @@ def check_thread_list(truth, lines, what):
         raise AssertionError("%s: _tx_thread_current_ptr is %s, not %s" % (what, running, RUNNING))
 
 
-def saved_registers(program, frame, sp):
-    """The registers the port's context switch left at sp, as the port's tx_thread_schedule.S stores them:
-    EXC_RETURN, s16-s31 when bit 4 of EXC_RETURN is clear, r4-r11, then the frame the core stacked (with
-    s0-s15 and FPSCR when extended); sp is past all that, and one word more when xPSR bit 9 says the core
-    aligned the stack."""
-    exc_return = frame[0]
-    extended = program.fpu and not exc_return & 0x10
+def saved_registers(program, thread):
+    """The registers the port's context switch left at the thread's stack pointer, and s16-s31 as it saved
+    them (None when it saved no floating-point registers)."""
+    if program.a_profile:
+        return cortex_a_registers(thread)
+    return cortex_m_registers(program, thread)
+
+
+def cortex_m_registers(program, thread):
+    """As the Cortex-M ports' tx_thread_schedule.S stores them: EXC_RETURN, s16-s31 when bit 4 of EXC_RETURN is
+    clear, r4-r11 (the Cortex-M0: r8-r11, r4-r7), then the frame the core stacked (with s0-s15 and FPSCR when
+    extended); sp is past all that, and one word more when xPSR bit 9 says the core aligned the stack."""
+    frame, sp = thread["frame"], thread["stack_ptr"]
+    extended = program.fpu and not frame[0] & 0x10
     at = 17 if extended else 1
     high = frame[at:at + 8]
     r4_r11 = high[4:] + high[:4] if program.low_first else high
@@ -278,7 +316,29 @@ def saved_registers(program, frame, sp):
     registers.update({"r12": hardware[4], "lr": hardware[5], "pc": hardware[6], "xpsr": hardware[7]})
     end = sp + 4 * (at + 8 + 8 + (18 if extended else 0))
     registers["sp"] = end + (4 if hardware[7] & 0x200 else 0)
-    return registers, extended
+    return registers, frame[1:17] if extended else None
+
+
+def cortex_a_registers(thread):
+    """As the Cortex-A7 port stores them: the frame type, CPSR, then for a preempted thread (type 1,
+    tx_thread_context_restore.S) d0-d31 and FPSCR if the thread enabled the VFP, r0-r12, lr, pc; for a thread
+    that made a kernel call (type 0, tx_thread_system_return.S) d8-d31 and FPSCR if enabled, r4-r11 and lr,
+    where it resumes. r0-r3 and r12, which a kernel call does not keep, read as 0."""
+    frame, sp = thread["frame"], thread["stack_ptr"]
+    vfp = thread["vfp"] == 1
+    if frame[0] == 1:
+        at = 2 + (65 if vfp else 0)
+        registers = dict(("r%d" % n, frame[at + n]) for n in range(13))
+        registers.update({"lr": frame[at + 13], "pc": frame[at + 14]})
+        end, saved = at + 15, frame[18:34] if vfp else None
+    else:
+        at = 2 + (49 if vfp else 0)
+        registers = dict(("r%d" % n, 0) for n in (0, 1, 2, 3, 12))
+        registers.update(dict(("r%d" % (4 + n), frame[at + n]) for n in range(8)))
+        registers.update({"lr": frame[at + 8], "pc": frame[at + 8]})
+        end, saved = at + 9, frame[2:18] if vfp else None
+    registers.update({"cpsr": frame[1], "sp": sp + 4 * end})
+    return registers, saved
 
 
 def function_of(symbols, address):
@@ -326,7 +386,7 @@ def check_views(program, truth, views, symbols):
             found = REGISTER_ROW.match(line)
             if found:
                 shown[found.group(1)] = int(found.group(2), 16)
-        expected, extended = saved_registers(program, thread["frame"], thread["stack_ptr"])
+        expected, saved_s16_s31 = saved_registers(program, thread)
         actual = {register: shown.get(register) for register in expected}
         if actual != expected:
             raise AssertionError("info registers of %s differs from the frame at 0x%x:\n%s" % (
@@ -338,10 +398,10 @@ def check_views(program, truth, views, symbols):
             raise AssertionError("%s was switched out in %s (pc 0x%x), expected %s" % (
                 name, where, expected["pc"], pc_in))
         if name == "fpu spinner":
-            saved = list(struct.unpack("<16f", struct.pack("<16I", *thread["frame"][1:17])))
-            if not extended or saved != FPU_PATTERN:
-                raise AssertionError("fpu spinner's frame is not the extended one with s16-s31 = %s: EXC_RETURN "
-                                     "0x%x, saved %s" % (FPU_PATTERN, thread["frame"][0], saved))
+            saved = saved_s16_s31 and list(struct.unpack("<16f", struct.pack("<16I", *saved_s16_s31)))
+            if saved != FPU_PATTERN:
+                raise AssertionError("fpu spinner's frame does not hold s16-s31 = %s: frame starts 0x%x, saved %s"
+                                     % (FPU_PATTERN, thread["frame"][0], saved))
             # A g reply for a switched-out thread holds the core registers only; GDB reads s16-s31 with p,
             # which reaches the core whichever thread is selected, so they are the running checker's.
             if view["s16_s31"] != CHECKER_PATTERN:
