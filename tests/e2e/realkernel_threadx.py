@@ -13,8 +13,8 @@ lists of every object kind, the control blocks and each thread's stack) and that
   - monitor rtos -m state equals the state built from the ground truth, and monitor rtos state and
     monitor rtos -t state are that same state in their forms;
   - continue stops at the checkpoint again with the same threads; kill ends the session.
-tarnwick is started with --rtos threadx and finds a Cortex-M port from the core's CPUID register; the Cortex-A7
-port is named with --rtos_variant.
+tarnwick is started with --rtos threadx and finds a Cortex-M port from the core's CPUID register; the
+Cortex-M55 and Cortex-A7 ports are named with --rtos_variant.
 When the real kernels were not unpacked, the case prints why and exits with SKIP_CODE.
 """
 
@@ -37,15 +37,18 @@ GDB_TIMEOUT = 40.0
 
 
 class Program:
-    def __init__(self, elf, machine, variant, fpu=False, low_first=False, a_profile=False, qemu_options=()):
+    def __init__(self, elf, machine, variant, fpu=False, low_first=False, a_profile=False, named=False,
+                 qemu_options=()):
         self.elf = elf
         self.machine = machine
         self.variant = variant
         self.fpu = fpu
         # The Cortex-M0 port stores r8-r11 below r4-r7, since Thumb-1 can only store the low registers.
         self.low_first = low_first
-        # tarnwick finds an M-profile port by the core's CPUID register, and needs to be told an A-profile one.
         self.a_profile = a_profile
+        # tarnwick finds most Cortex-M ports by the core's CPUID register; the others are named with
+        # --rtos_variant.
+        self.named = named or a_profile
         self.qemu_options = list(qemu_options)
 
 
@@ -53,7 +56,9 @@ PROGRAMS = {
     "cm0": Program("realkernel_threadx_cm0.elf", "microbit", "cortex_m0", low_first=True),
     "cm3": Program("realkernel_threadx_cm3.elf", "mps2-an385", "cortex_m3"),
     "cm4": Program("realkernel_threadx_cm4.elf", "mps2-an386", "cortex_m4", fpu=True),
+    "cm7": Program("realkernel_threadx_cm7.elf", "mps2-an500", "cortex_m7", fpu=True),
     "cm33": Program("realkernel_threadx_cm33.elf", "mps2-an505", "cortex_m33"),
+    "cm55": Program("realkernel_threadx_cm55.elf", "mps3-an547", "cortex_m55", fpu=True, named=True),
     # Without -nic none the virt machine wants a network card's boot ROM that the QEMU package may lack.
     "ca7": Program("realkernel_threadx_ca7.elf", "virt", "cortex_a7", fpu=True, a_profile=True,
                    qemu_options=["-cpu", "cortex-a7", "-nic", "none"]),
@@ -225,7 +230,7 @@ def connect(session, args, program):
     listen = harness.free_port()
     options = ["--file", elf, "--debug_info_cache", session.path("target.proxy_cache"), "--rtos", "threadx",
                "--loglevel", "15"]
-    if program.a_profile:
+    if program.named:
         options += ["--rtos_variant", program.variant]
     proxy = session.start_tarnwick(args.tarnwick, adapter_port, listen, options)
     return proxy, listen
