@@ -95,6 +95,21 @@ TEST_F(ThreadxPortCortexM33M55M85Integration, SecureBitWithAnInvalidContextReads
     EXPECT_EQ(2u, run.reads);
 }
 
+// ThreadX built with TX_SINGLE_MODE_SECURE runs every thread on the secure stack: a thread that used the FPU saves
+// EXC_RETURN 0xffffffed (bit 6 set, bit 4 clear) in front of the plain extended frame, and no thread has data.
+TEST_F(ThreadxPortCortexM33M55M85Integration, SingleSecureModeExtendedFrameReadsThePlainLayout) {
+    ASSERT_TRUE(kernel.ok());
+    std::uint32_t sp = at("frame_cm33_to_secure_extended");
+    ThreadxPortRun run = registersAt(sp);
+
+    ASSERT_TRUE(run.result);
+    Values expected = framed(kCm3Extended, 0xE6000000, {{0, kExcReturnExtended}, {128, kXpsrPlain}});
+    expected[R::REG_SP] = sp + 204;
+    EXPECT_EQ(expected, valuesOf(run.registers));
+    EXPECT_EQ(2u, run.reads);
+    EXPECT_EQ(headLines(kExcReturnExtended, sp) + kExtendedLine, run.log);
+}
+
 TEST_F(ThreadxPortCortexM33M55M85Integration, ValidContextWithoutTheSecureBitIsNotUsed) {
     ASSERT_TRUE(kernel.ok());
     std::uint32_t sp = at("frame_cm33_basic");

@@ -1,0 +1,591 @@
+"""End-to-end on the real ThreadX kernel: our ThreadX programs (tests/fixtures/realkernel/threadx) under QEMU,
+debugged with gdb-multiarch through tarnwick.
+
+One case per program (--case). GDB breaks in checkpoint_reached, which the thread "checker" calls while the
+others are suspended on every kind of object, asleep, suspended, or preempted by the tick in their spin loops.
+At that stop a Python script inside GDB reads the kernel's own variables (_tx_thread_created_ptr, the created
+lists of every object kind, the control blocks and each thread's stack) and that is the ground truth:
+  - info threads lists every thread of the kernel by its control block and name, "checker" current;
+  - every switched-out thread: info registers equal to the frame the port saved at tx_thread_stack_ptr, sp
+    past it, pc in the kernel function that suspended the thread or in the spin loop the tick interrupted;
+    bt passes the kernel call and reaches the thread's entry function; the frame of "fpu spinner" holds its
+    s16-s31, while GDB shows the core's (those of "checker") for every thread;
+  - monitor rtos -m state equals the state built from the ground truth, and monitor rtos state and
+    monitor rtos -t state are that same state in their forms;
+  - continue stops at the checkpoint again with the same threads; kill ends the session.
+tarnwick is started with --rtos threadx and finds a Cortex-M port from the core's CPUID register; the
+Cortex-M55 and Cortex-A7 ports are named with --rtos_variant.
+When the real kernels were not unpacked, the case prints why and exits with SKIP_CODE.
+"""
+
+import argparse
+import difflib
+import json
+import os
+import re
+import struct
+import subprocess
+import sys
+import time
+
+import harness
+
+SKIP_CODE = 77
+ADAPTER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support", "qemu_adapter",
+                       "qemu_adapter.py")
+GDB_TIMEOUT = 40.0
+
+
+class Program:
+    def __init__(self, elf, machine, variant, fpu=False, low_first=False, a_profile=False, named=False,
+                 qemu_options=()):
+        self.elf = elf
+        self.machine = machine
+        self.variant = variant
+        self.fpu = fpu
+        # The Cortex-M0 port stores r8-r11 below r4-r7, since Thumb-1 can only store the low registers.
+        self.low_first = low_first
+        self.a_profile = a_profile
+        # tarnwick finds most Cortex-M ports by the core's CPUID register; the others are named with
+        # --rtos_variant.
+        self.named = named or a_profile
+        self.qemu_options = list(qemu_options)
+
+
+PROGRAMS = {
+    "cm0": Program("realkernel_threadx_cm0.elf", "microbit", "cortex_m0", low_first=True),
+    "cm3": Program("realkernel_threadx_cm3.elf", "mps2-an385", "cortex_m3"),
+    "cm4": Program("realkernel_threadx_cm4.elf", "mps2-an386", "cortex_m4", fpu=True),
+    "cm7": Program("realkernel_threadx_cm7.elf", "mps2-an500", "cortex_m7", fpu=True),
+    "cm33": Program("realkernel_threadx_cm33.elf", "mps2-an505", "cortex_m33"),
+    "cm55": Program("realkernel_threadx_cm55.elf", "mps3-an547", "cortex_m55", fpu=True, named=True),
+    # Without -nic none the virt machine wants a network card's boot ROM that the QEMU package may lack.
+    "ca7": Program("realkernel_threadx_ca7.elf", "virt", "cortex_a7", fpu=True, a_profile=True,
+                   qemu_options=["-cpu", "cortex-a7", "-nic", "none"]),
+}
+
+# Where each thread is when checker stops: a thread that a kernel call suspended has its pc in
+# _tx_thread_system_suspend, where the port's inlined _tx_thread_system_return pends PendSV, and that call on its
+# way to the entry function; a thread the tick preempted has its pc in its own loop.
+SUSPEND = "_tx_thread_system_suspend"
+SWITCHED_OUT_IN = {
+    "System Timer Thread": (SUSPEND, "_tx_timer_thread_entry"),
+    "sleeper": (SUSPEND, "_tx_thread_sleep"),
+    "mutex waiter": (SUSPEND, "_tx_mutex_get"),
+    "queue waiter": (SUSPEND, "_tx_queue_receive"),
+    "semaphore waiter": (SUSPEND, "_tx_semaphore_get"),
+    "event waiter": (SUSPEND, "_tx_event_flags_get"),
+    "block waiter": (SUSPEND, "_tx_block_allocate"),
+    "byte waiter": (SUSPEND, "_tx_byte_allocate"),
+    "self suspended": (SUSPEND, "_tx_thread_suspend"),
+    "spinner": ("spinner_entry", "spinner_entry"),
+    "fpu spinner": ("fpu_spinner_entry", "fpu_spinner_entry"),
+}
+RUNNING = "checker"
+# s16-s31 of "fpu spinner" in its saved frame, and of "checker" in the core.
+FPU_PATTERN = [float(value) for value in range(16, 32)]
+CHECKER_PATTERN = [-value for value in FPU_PATTERN]
+
+# Read inside GDB at the stop: the kernel's own variables, as JSON after the line "@truth".
+TRUTH_SCRIPT = r'''
+import gdb, json
+
+def value(expression):
+    return gdb.parse_and_eval(expression)
+
+def word(v):
+    return int(v) & 0xffffffff
+
+def text(pointer):
+    return pointer.string() if word(pointer) else ""
+
+def symbol(address):
+    found = gdb.execute("info symbol 0x%x" % address, to_string=True)
+    return found.split()[0] if " in section " in found else ""
+
+def created(kind, next_member):
+    items, item = [], value("_tx_%s_created_ptr" % kind)
+    for _ in range(int(value("_tx_%s_created_count" % kind))):
+        items.append(item.dereference())
+        item = item.dereference()[next_member]
+    return items
+
+def suspended(head):
+    names, item = [], head
+    while word(item):
+        names.append(text(item.dereference()["tx_thread_name"]))
+        item = item.dereference()["tx_thread_suspended_next"]
+        if word(item) == word(head):
+            break
+    return names
+
+memory = gdb.selected_inferior()
+threads = []
+for thread in created("thread", "tx_thread_created_next"):
+    start, size = word(thread["tx_thread_stack_start"]), int(thread["tx_thread_stack_size"])
+    stack = bytes(memory.read_memory(start, size))
+    sp = word(thread["tx_thread_stack_ptr"])
+    frame = bytes(memory.read_memory(sp, min(336, start + size - sp)))
+    try:
+        vfp = int(thread["tx_thread_vfp_enable"])
+    except gdb.error:
+        vfp = 0
+    threads.append({"id": word(thread.address), "name": text(thread["tx_thread_name"]),
+                    "priority": int(thread["tx_thread_priority"]), "state": int(thread["tx_thread_state"]),
+                    "run_count": int(thread["tx_thread_run_count"]), "stack_start": start,
+                    "stack_end": word(thread["tx_thread_stack_end"]), "stack_size": size, "stack_ptr": sp,
+                    "free": len(stack) - len(stack.lstrip(b"\xef")),
+                    "entry": symbol(word(thread["tx_thread_entry"])), "vfp": vfp,
+                    "frame": [int.from_bytes(frame[i:i + 4], "little") for i in range(0, len(frame) - 3, 4)]})
+truth = {"current": word(value("_tx_thread_current_ptr")), "threads": threads}
+truth["semaphores"] = [{"name": text(s["tx_semaphore_name"]), "count": int(s["tx_semaphore_count"]),
+                        "suspended": suspended(s["tx_semaphore_suspension_list"])}
+                       for s in created("semaphore", "tx_semaphore_created_next")]
+def owner(mutex):
+    return text(mutex["tx_mutex_owner"].dereference()["tx_thread_name"]) if word(mutex["tx_mutex_owner"]) else ""
+
+truth["mutexes"] = [{"name": text(m["tx_mutex_name"]), "owner": owner(m), "count": int(m["tx_mutex_ownership_count"]),
+                     "suspended": suspended(m["tx_mutex_suspension_list"])}
+                    for m in created("mutex", "tx_mutex_created_next")]
+truth["timers"] = [{"name": text(t["tx_timer_name"]),
+                    "remaining": int(t["tx_timer_internal"]["tx_timer_internal_remaining_ticks"]),
+                    "reinit": int(t["tx_timer_internal"]["tx_timer_internal_re_initialize_ticks"]),
+                    "function": word(t["tx_timer_internal"]["tx_timer_internal_timeout_function"])}
+                   for t in created("timer", "tx_timer_created_next")]
+truth["queues"] = [{"name": text(q["tx_queue_name"]), "message_size": int(q["tx_queue_message_size"]),
+                    "capacity": int(q["tx_queue_capacity"]), "used": int(q["tx_queue_enqueued"]),
+                    "suspended": suspended(q["tx_queue_suspension_list"])}
+                   for q in created("queue", "tx_queue_created_next")]
+truth["event_flags"] = [{"name": text(e["tx_event_flags_group_name"]), "flags": word(e["tx_event_flags_group_current"]),
+                         "suspended": suspended(e["tx_event_flags_group_suspension_list"])}
+                        for e in created("event_flags", "tx_event_flags_group_created_next")]
+truth["block_pools"] = [{"name": text(b["tx_block_pool_name"]), "start": word(b["tx_block_pool_start"]),
+                         "available": int(b["tx_block_pool_available"]), "total": int(b["tx_block_pool_total"]),
+                         "size": int(b["tx_block_pool_size"]), "block_size": int(b["tx_block_pool_block_size"]),
+                         "suspended": suspended(b["tx_block_pool_suspension_list"])}
+                        for b in created("block_pool", "tx_block_pool_created_next")]
+truth["byte_pools"] = [{"name": text(b["tx_byte_pool_name"]), "start": word(b["tx_byte_pool_start"]),
+                        "available": int(b["tx_byte_pool_available"]), "size": int(b["tx_byte_pool_size"]),
+                        "fragments": int(b["tx_byte_pool_fragments"]),
+                        "suspended": suspended(b["tx_byte_pool_suspension_list"])}
+                       for b in created("byte_pool", "tx_byte_pool_created_next")]
+print("@truth " + json.dumps(truth))
+'''
+
+# Each thread as GDB shows it: thread N, info registers, bt, and s16-s31 where the core has them.
+VIEW_SCRIPT = r'''
+import gdb, json
+
+views = []
+for thread in sorted(gdb.selected_inferior().threads(), key=lambda t: t.num):
+    gdb.execute("thread %d" % thread.num, to_string=True)
+    view = {"number": thread.num, "id": thread.ptid[1] or thread.ptid[2],
+            "registers": gdb.execute("info registers", to_string=True), "bt": gdb.execute("bt", to_string=True)}
+    if FPU:
+        frame = gdb.selected_frame()
+        view["s16_s31"] = [float(frame.read_register("s%d" % n)) for n in range(16, 32)]
+    views.append(view)
+print("@views " + json.dumps(views))
+'''
+
+MONITOR_FORMATS = [("monitor rtos state", "state.txt"), ("monitor rtos -t state", "state_tree.txt"),
+                   ("monitor rtos -m state", "state.json")]
+THREAD_STATES = ["READY", "COMPLETED", "TERMINATED", "SUSPENDED", "SLEEP", "SUSPENDED (QUEUE)",
+                 "SUSPENDED (SEMAPHORE)", "SUSPENDED (EVENT FLAG)", "SUSPENDED (BLOCK MEMORY)",
+                 "SUSPENDED (BYTE MEMORY)", "SUSPENDED (IO DRIVER)", "SUSPENDED (TX FILE)", "SUSPENDED (TCP/IP)",
+                 "SUSPENDED (MUTEX)"]
+INFO_THREADS_ROW = re.compile(r"^(\*)?\s+(\d+)\s+Thread (\d+) \((.*?)\)\s")
+REGISTER_ROW = re.compile(r"^(\w+)\s+0x([0-9a-f]+)\s")
+FRAME_ROW = re.compile(r"^#\d+\s+(?:0x[0-9a-f]+ in )?(\S+) \(")
+
+
+def differences(expected, actual):
+    return "\n".join(difflib.unified_diff(expected, actual, "expected", "actual", lineterm=""))
+
+
+def start_qemu(session, program, elf, timeout=5.0, attempts=3):
+    """Like the harness's Session.start_qemu, with the program's own machine options (a -cpu, say); returns
+    the gdbstub's port once it listens."""
+    for attempt in range(attempts):
+        port = harness.free_port()
+        process = session.start("qemu_%d" % (attempt + 1), [
+            harness.QEMU, "-M", program.machine] + program.qemu_options + [
+            "-kernel", elf, "-nographic", "-S", "-gdb", "tcp:127.0.0.1:%d" % port, "-monitor", "none",
+            "-serial", "none"])
+        deadline = time.monotonic() + timeout
+        while time.monotonic() < deadline and not process.exited():
+            if harness.is_listening(port):
+                return port
+            time.sleep(0.02)
+        if not process.exited() or "Address already in use" not in process.stderr():
+            break
+    raise harness.HarnessError("QEMU's gdbstub did not listen:\n" + process.describe())
+
+
+def connect(session, args, program):
+    """QEMU halted at reset, the adapter in front of its gdbstub, tarnwick in front of the adapter; returns
+    tarnwick's process and the port GDB connects to. The one place that says how tarnwick reaches QEMU."""
+    elf = os.path.join(args.fixtures, program.elf)
+    _, adapter_port = session.start_qemu_adapter(ADAPTER, start_qemu(session, program, elf))
+    listen = harness.free_port()
+    options = ["--file", elf, "--debug_info_cache", session.path("target.proxy_cache"), "--rtos", "threadx",
+               "--loglevel", "15"]
+    if program.named:
+        options += ["--rtos_variant", program.variant]
+    proxy = session.start_tarnwick(args.tarnwick, adapter_port, listen, options)
+    return proxy, listen
+
+
+def python_block(script):
+    return ["python"] + script.strip("\n").splitlines() + ["end"]
+
+
+def monitor_path(session, suffix):
+    return session.path("monitor_" + suffix)
+
+
+def session_commands(session, program, elf, port):
+    commands = harness.GDB_PRELUDE + harness.GDB_QEMU_SETTINGS + [
+        "file " + elf, "target remote 127.0.0.1:%d" % port, "break checkpoint_reached", "break fault_handler",
+        "echo @first stop\\n", "continue", "echo @threads\\n", "info threads"]
+    commands += python_block(TRUTH_SCRIPT)
+    commands += python_block(VIEW_SCRIPT.replace("FPU", str(program.fpu)))
+    # GDB prints a monitor command's output on standard error; a log file per command keeps each apart.
+    commands += ["set logging overwrite on", "set logging redirect on"]
+    for command, suffix in MONITOR_FORMATS:
+        commands += ["set logging file " + monitor_path(session, suffix), "set logging enabled on", command,
+                     "set logging enabled off"]
+    commands += ["echo @continue\\n", "continue", "echo @threads again\\n", "info threads", "echo @kill\\n", "kill"]
+    return commands
+
+
+def marked(output):
+    """The output after each line "@label" (up to the next), and the JSON of the lines "@truth {...}"."""
+    sections, label, lines = {}, None, []
+    for line in output.splitlines():
+        found = re.match(r"^@(truth|views) (.*)$", line)
+        if found:
+            sections[found.group(1)] = json.loads(found.group(2))
+        elif line.startswith("@"):
+            if label is not None:
+                sections[label] = lines
+            label, lines = line[1:], []
+        else:
+            lines.append(line)
+    if label is not None:
+        sections[label] = lines
+    return sections
+
+
+def info_threads(lines):
+    """Thread id to (current, label) from the rows of info threads."""
+    rows = {}
+    for line in lines:
+        found = INFO_THREADS_ROW.match(line)
+        if found:
+            rows[int(found.group(3))] = (found.group(1) == "*", found.group(4))
+    return rows
+
+
+def check_thread_list(truth, lines, what):
+    expected = {thread["id"]: (thread["id"] == truth["current"],
+                               thread["name"] + (" RUNNING" if thread["id"] == truth["current"] else ""))
+                for thread in truth["threads"]}
+    actual = info_threads(lines)
+    if actual != expected:
+        raise AssertionError("%s: info threads differs from the kernel's threads:\n%s\noutput:\n%s" % (
+            what, differences(sorted("0x%x %r" % row for row in expected.items()),
+                              sorted("0x%x %r" % row for row in actual.items())),
+            harness.indent("\n".join(lines))))
+    running = [thread["name"] for thread in truth["threads"] if thread["id"] == truth["current"]]
+    if running != [RUNNING]:
+        raise AssertionError("%s: _tx_thread_current_ptr is %s, not %s" % (what, running, RUNNING))
+
+
+def saved_registers(program, thread):
+    """The registers the port's context switch left at the thread's stack pointer, and s16-s31 as it saved
+    them (None when it saved no floating-point registers)."""
+    if program.a_profile:
+        return cortex_a_registers(thread)
+    return cortex_m_registers(program, thread)
+
+
+def cortex_m_registers(program, thread):
+    """As the Cortex-M ports' tx_thread_schedule.S stores them: EXC_RETURN, s16-s31 when bit 4 of EXC_RETURN is
+    clear, r4-r11 (the Cortex-M0: r8-r11, r4-r7), then the frame the core stacked (with s0-s15 and FPSCR when
+    extended); sp is past all that, and one word more when xPSR bit 9 says the core aligned the stack."""
+    frame, sp = thread["frame"], thread["stack_ptr"]
+    extended = program.fpu and not frame[0] & 0x10
+    at = 17 if extended else 1
+    high = frame[at:at + 8]
+    r4_r11 = high[4:] + high[:4] if program.low_first else high
+    hardware = frame[at + 8:at + 16]
+    registers = dict(("r%d" % (4 + n), r4_r11[n]) for n in range(8))
+    registers.update(dict(("r%d" % n, hardware[n]) for n in range(4)))
+    registers.update({"r12": hardware[4], "lr": hardware[5], "pc": hardware[6], "xpsr": hardware[7]})
+    end = sp + 4 * (at + 8 + 8 + (18 if extended else 0))
+    registers["sp"] = end + (4 if hardware[7] & 0x200 else 0)
+    return registers, frame[1:17] if extended else None
+
+
+def cortex_a_registers(thread):
+    """As the Cortex-A7 port stores them: the frame type, CPSR, then for a preempted thread (type 1,
+    tx_thread_context_restore.S) d0-d31 and FPSCR if the thread enabled the VFP, r0-r12, lr, pc; for a thread
+    that made a kernel call (type 0, tx_thread_system_return.S) d8-d31 and FPSCR if enabled, r4-r11 and lr,
+    where it resumes. r0-r3 and r12, which a kernel call does not keep, read as 0."""
+    frame, sp = thread["frame"], thread["stack_ptr"]
+    vfp = thread["vfp"] == 1
+    if frame[0] == 1:
+        at = 2 + (65 if vfp else 0)
+        registers = dict(("r%d" % n, frame[at + n]) for n in range(13))
+        registers.update({"lr": frame[at + 13], "pc": frame[at + 14]})
+        end, saved = at + 15, frame[18:34] if vfp else None
+    else:
+        at = 2 + (49 if vfp else 0)
+        registers = dict(("r%d" % n, 0) for n in (0, 1, 2, 3, 12))
+        registers.update(dict(("r%d" % (4 + n), frame[at + n]) for n in range(8)))
+        registers.update({"lr": frame[at + 8], "pc": frame[at + 8]})
+        end, saved = at + 9, frame[2:18] if vfp else None
+    registers.update({"cpsr": frame[1], "sp": sp + 4 * end})
+    return registers, saved
+
+
+def function_of(symbols, address):
+    best = None
+    for name, (start, size) in symbols.items():
+        if start <= address < start + max(size, 2) and (best is None or symbols[best][0] < start):
+            best = name
+    return best
+
+
+def read_function_symbols(elf):
+    """Function name to (start, size), Thumb bit cleared, from the program's symbol table."""
+    listing = subprocess.run(["arm-none-eabi-readelf", "-sW", elf], capture_output=True, text=True,
+                             check=True).stdout
+    symbols = {}
+    for line in listing.splitlines():
+        fields = line.split()
+        if len(fields) >= 8 and fields[3] == "FUNC":
+            symbols[fields[7]] = (int(fields[1], 16) & ~1, int(fields[2], 0))
+    return symbols
+
+
+def check_views(program, truth, views, symbols):
+    by_id = {view["id"]: view for view in views}
+    for thread in truth["threads"]:
+        name = thread["name"]
+        view = by_id.get(thread["id"])
+        if view is None:
+            raise AssertionError("GDB has no thread for %s (0x%x)" % (name, thread["id"]))
+        trace = [FRAME_ROW.match(line).group(1) for line in view["bt"].splitlines() if FRAME_ROW.match(line)]
+        if thread["entry"] not in trace:
+            raise AssertionError("bt of %s does not reach its entry function %s:\n%s" % (
+                name, thread["entry"], harness.indent(view["bt"])))
+        if thread["id"] == truth["current"]:
+            if program.fpu and view["s16_s31"] != CHECKER_PATTERN:
+                raise AssertionError("s16-s31 of the running %s are %s, expected %s" % (
+                    name, view["s16_s31"], CHECKER_PATTERN))
+            continue
+        pc_in, call = SWITCHED_OUT_IN.get(name, (None, None))
+        if call not in trace[:trace.index(thread["entry"]) + 1]:
+            raise AssertionError("bt of %s does not pass %s before its entry function:\n%s" % (
+                name, call, harness.indent(view["bt"])))
+        shown = {}
+        for line in view["registers"].splitlines():
+            found = REGISTER_ROW.match(line)
+            if found:
+                shown[found.group(1)] = int(found.group(2), 16)
+        expected, saved_s16_s31 = saved_registers(program, thread)
+        actual = {register: shown.get(register) for register in expected}
+        if actual != expected:
+            raise AssertionError("info registers of %s differs from the frame at 0x%x:\n%s" % (
+                name, thread["stack_ptr"], differences(sorted("%s %r" % row for row in expected.items()),
+                                                       sorted("%s %r" % row for row in actual.items()))))
+        where = function_of(symbols, expected["pc"])
+        if where != pc_in:
+            raise AssertionError("%s was switched out in %s (pc 0x%x), expected %s" % (
+                name, where, expected["pc"], pc_in))
+        if name == "fpu spinner":
+            saved = saved_s16_s31 and list(struct.unpack("<16f", struct.pack("<16I", *saved_s16_s31)))
+            if saved != FPU_PATTERN:
+                raise AssertionError("fpu spinner's frame does not hold s16-s31 = %s: frame starts 0x%x, saved %s"
+                                     % (FPU_PATTERN, thread["frame"][0], saved))
+            # A g reply for a switched-out thread holds the core registers only; GDB reads s16-s31 with p,
+            # which reaches the core whichever thread is selected, so they are the running checker's.
+            if view["s16_s31"] != CHECKER_PATTERN:
+                raise AssertionError("s16-s31 shown for fpu spinner are %s, expected the core's %s" % (
+                    view["s16_s31"], CHECKER_PATTERN))
+    names = sorted(thread["name"] for thread in truth["threads"])
+    expected_names = sorted(n for n in list(SWITCHED_OUT_IN) + [RUNNING] if program.fpu or n != "fpu spinner")
+    if names != expected_names:
+        raise AssertionError("the kernel's threads are %s, expected %s" % (names, expected_names))
+
+
+def hex8(value):
+    return "0x%08x" % value
+
+
+def stack_usage(thread):
+    size, free = thread["stack_size"], thread["free"]
+    if free == 0:
+        return "Overflow!"
+    return "%dB/%dB (%.1f%%)" % (size - free, size, (size - free) * 100.0 / size)
+
+
+def node(label, value):
+    return {"label": label, "value": value}
+
+
+def record(label, fields):
+    return node(label, [node(name, value) for name, value in fields])
+
+
+def expected_state(truth):
+    """The state of monitor rtos -m state, built from the kernel's own variables."""
+    threads = truth["threads"]
+    state = [node("Driver", "ThreadX"), node("Kernel state", "Started"),
+             node("Stack usage", [node(t["name"], stack_usage(t)) for t in threads])]
+    state.append(node("Thread List", [record("Thread", [
+        ("Thread Id", hex8(t["id"])), ("Active", "1" if t["id"] == truth["current"] else "0"), ("Name", t["name"]),
+        ("Stack Ptr", hex8(t["stack_ptr"])), ("Priority", str(t["priority"])), ("State", THREAD_STATES[t["state"]]),
+        ("Run count", str(t["run_count"])), ("Stack start", hex8(t["stack_start"])),
+        ("Stack end", hex8(t["stack_end"])), ("Stack usage", stack_usage(t))]) for t in threads]))
+
+    def names(items):
+        return ", ".join(items)
+
+    sections = [
+        ("Semaphores", "Semaphore", "semaphores",
+         lambda s: [("Name", s["name"]), ("Count", str(s["count"])), ("Suspended", names(s["suspended"]))]),
+        ("Mutexes", "Mutex", "mutexes",
+         lambda m: [("Name", m["name"]), ("Owner", m["owner"]), ("Owner count", str(m["count"])),
+                    ("Suspended", names(m["suspended"]))]),
+        ("Timers", "Timer", "timers",
+         lambda t: [("Name", t["name"]), ("Remaining", str(t["remaining"])), ("Re init", str(t["reinit"])),
+                    ("Function", hex(t["function"]))]),
+        ("Message Queues", "Queue", "queues",
+         lambda q: [("Name", q["name"]), ("Message size", str(q["message_size"])), ("Capacity", str(q["capacity"])),
+                    ("Used", str(q["used"])), ("Suspended", names(q["suspended"]))]),
+        ("Event Flags", "EventFlag", "event_flags",
+         lambda e: [("Name", e["name"]), ("Flags", hex8(e["flags"])), ("Suspended", names(e["suspended"]))]),
+        ("Memory Block Pools", "Memory block pool", "block_pools",
+         lambda b: [("Name", b["name"]), ("Address", hex8(b["start"])), ("Available", str(b["available"])),
+                    ("Total", str(b["total"])), ("Pool size", str(b["size"])), ("Block size", str(b["block_size"])),
+                    ("Suspended", names(b["suspended"]))]),
+        ("Memory Byte Pools", "Memory byte pool", "byte_pools",
+         lambda b: [("Name", b["name"]), ("Address", hex8(b["start"])), ("Available", str(b["available"])),
+                    ("Size", str(b["size"])), ("Fragments", str(b["fragments"])),
+                    ("Suspended", names(b["suspended"]))]),
+    ]
+    for title, label, key, fields in sections:
+        state.append(node(title, [record(label, fields(item)) for item in truth[key]]))
+    return node("", state)
+
+
+def render_json(state):
+    return json.dumps(state, separators=(",", ":")) + "\n"
+
+
+def render_tree(state):
+    def lines(item, depth):
+        if isinstance(item["value"], str):
+            return " " * depth + item["label"] + ":" + item["value"] + "\n"
+        return " " * depth + item["label"] + ":\n" + "".join(lines(child, depth + 1) for child in item["value"])
+    return lines(state, 0) + "\n"
+
+
+def render_table(state):
+    """The plain form: a value per line, then every list as a table of its records' fields, each column as
+    wide as its widest cell and five spaces."""
+    out = []
+    for section in state["value"]:
+        if isinstance(section["value"], str):
+            out += ["%s : %s" % (section["label"], section["value"]), ""]
+            continue
+        out.append(section["label"])
+        records = [item["value"] for item in section["value"] if isinstance(item["value"], list)]
+        if records:
+            headers = [field["label"] for field in records[0]]
+            rows = [[field["value"] for field in fields] for fields in records]
+            widths = [max(len(cell) for cell in column) + 5 for column in zip(headers, *rows)]
+            for cells in [headers] + rows:
+                out.append("".join(cell.ljust(width) for cell, width in zip(cells, widths)))
+        out.append("")
+    return "\n".join(out) + "\n\n"
+
+
+def check_monitor(session, state):
+    for (command, suffix), render in zip(MONITOR_FORMATS, (render_table, render_tree, render_json)):
+        with open(monitor_path(session, suffix)) as output:
+            actual = output.read()
+        expected = render(state)
+        if actual != expected:
+            raise AssertionError("%s differs from the kernel's state:\n%s" % (
+                command, differences(expected.splitlines(), actual.splitlines())))
+
+
+def expect_log(proxy, lines):
+    log = proxy.stdout()
+    for line in lines:
+        if line not in log:
+            raise AssertionError("tarnwick's log lacks %r:\n%s" % (line, proxy.describe()))
+
+
+def run_case(session, args, program):
+    elf = os.path.join(args.fixtures, program.elf)
+    proxy, port = connect(session, args, program)
+    result = session.run_gdb(session_commands(session, program, elf, port), timeout=GDB_TIMEOUT)
+    session.write_file("gdb.out", result.stdout)
+    session.write_file("gdb.err", result.stderr)
+    if result.returncode != 0 or "Error" in result.stderr or "Traceback" in result.stderr:
+        raise AssertionError("GDB failed (status %d):\nstdout:\n%s\nstderr:\n%s\n%s" % (
+            result.returncode, harness.indent(result.stdout), harness.indent(result.stderr), proxy.describe()))
+    parts = marked(result.stdout)
+    for label in ("first stop", "threads", "truth", "views", "continue", "threads again", "kill"):
+        if label not in parts:
+            raise AssertionError("no output for %r:\n%s" % (label, harness.indent(result.stdout)))
+        if label in ("first stop", "continue") and not any(
+                "Breakpoint 1, checkpoint_reached ()" in line for line in parts[label]):
+            raise AssertionError("%s: no stop at the checkpoint:\n%s"
+                                 % (label, harness.indent("\n".join(parts[label]))))
+    truth = parts["truth"]
+    session.write_file("truth.json", json.dumps(truth, indent=1))
+    check_thread_list(truth, parts["threads"], "at the checkpoint")
+    check_views(program, truth, parts["views"], read_function_symbols(elf))
+    check_monitor(session, expected_state(truth))
+    check_thread_list(truth, parts["threads again"], "after continue")
+    if parts["kill"] != ["[Inferior 1 (Remote target) killed]"]:
+        raise AssertionError("kill printed %r" % parts["kill"])
+    expect_log(proxy, ["ThreadX, port driver created: %s\n" % program.variant])
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--case", required=True, choices=sorted(PROGRAMS))
+    parser.add_argument("--tarnwick", required=True)
+    parser.add_argument("--fixtures", required=True, help="directory of the built target programs")
+    parser.add_argument("--skip-reason", default="",
+                        help="why the real kernels are not there; the case then skips with this line")
+    parser.add_argument("--keep-files", action="store_true", help="keep the scratch directory for inspection")
+    args = parser.parse_args()
+    if args.skip_reason:
+        print(args.skip_reason)
+        return SKIP_CODE
+    args.tarnwick = os.path.abspath(args.tarnwick)
+    args.fixtures = os.path.abspath(args.fixtures)
+    program = PROGRAMS[args.case]
+    with harness.Session(keep_files=args.keep_files) as session:
+        try:
+            run_case(session, args, program)
+            print("%s: every thread and object as the kernel holds them" % args.case)
+        except (AssertionError, harness.HarnessError) as failure:
+            print("FAIL: %s" % failure)
+            return 1
+        finally:
+            if args.keep_files:
+                print("scratch files in " + session.directory)
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
