@@ -191,6 +191,8 @@ bool FreeRtosRtosDriver::init() {
 }
 
 bool FreeRtosRtosDriver::init(RspClient& server) {
+    // Each GDB session may bring a rebuilt program.
+    readyListCountKnown = false;
     std::string variant;
     if (Properties::getInstance().getProperty(kVariantOption, variant)) {
         return true;

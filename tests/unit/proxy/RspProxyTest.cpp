@@ -61,7 +61,19 @@ TEST_F(RspProxyTest, DefaultsLieWithTheReader) {
     EXPECT_EQ(61234, proxy.getServerPort());
     EXPECT_EQ(15u, proxy.getConnectTimeout());
     EXPECT_FALSE(proxy.isBypass());
+    EXPECT_FALSE(proxy.isPersistent());
     EXPECT_EQ("", proxy.getServerName());
+}
+
+TEST_F(RspProxyTest, PersistIsOnlyTheTextTrue) {
+    const std::pair<const char*, bool> rows[] = {{"true", true}, {"false", false}, {"TRUE", false}, {"1", false}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.first);
+        setOptions({"--persist", row.first});
+        ScriptedProxy proxy;
+        EXPECT_TRUE(proxy.init());
+        EXPECT_EQ(row.second, proxy.isPersistent());
+    }
 }
 
 TEST_F(RspProxyTest, ServerConnectionTable) {

@@ -1,0 +1,143 @@
+"""One tarnwick with --persist true serving one GDB after another, in front of the target simulator.
+
+On the FreeRTOS Cortex-M4F program of tests/fixtures/targets/freertos:
+
+  - three GDB sessions, one after another, through the same tarnwick process: each sees thread 1 alone at
+    its first stop (the stops of the session before are forgotten), then every task at its second stop
+    and the same monitor rtos state (the symbols are asked anew);
+  - the server then goes away: the next GDB is sent away ("Connecting to GDB server ... Failed") and
+    tarnwick waits again; with the server back on its port, a fourth session sees the tasks again;
+  - Ctrl-C (SIGINT) while tarnwick waits ends it with status 0;
+  - tarnwick's console is checked line by line.
+"""
+
+import argparse
+import os
+import re
+import signal
+import subprocess
+import sys
+
+import freertos_targets
+import harness
+
+PROGRAM = "cm4f"
+CONNECT_TIMEOUT = "1"
+# The stop of one session is where the next one starts: the breakpoints take turns, so that none lies
+# under the pc that GDB would have to step over first.
+BREAKPOINTS = ["control_step", "port_yield", "control_step", "port_yield"]
+LOST = r"Lost connection to GDB (Client|Server)\n"
+
+
+def session_commands(elf, port, breakpoint):
+    return freertos_targets.connect_commands(elf, port) + [
+        "echo @first\\n", "info threads", "break " + breakpoint, "echo @second\\n", "continue", "info threads"
+    ] + freertos_targets.monitor("state", "rtos state") + ["echo @detach\\n", "detach", "echo @end\\n"]
+
+
+def expected_console(listen, sim_port):
+    """tarnwick's standard output, as a regular expression, up to and including its end."""
+    listening = re.escape("Listen for GDB connection on port: %d ... " % listen)
+    connecting = re.escape("Connecting to GDB server 127.0.0.1 on port %d ... " % sim_port)
+    closed = "Closed connection to GDB server\n"
+    served = LOST + closed + listening
+    lines = [
+        re.escape("Veltrona Tarnwick. Version 0.17.0\nCopyright (c) Veltrona. All rights reserved.\n\n"),
+        "Loading RTOS driver\\.\\.\\. FreeRTOS\n",
+        connecting + "Connected\n",
+        listening + "Connected\n" + served,
+        "Connected\n" + connecting + "Connected\n" + served,
+        "Connected\n" + connecting + "Connected\n" + served,
+        "Connected\n" + connecting + "Failed\n" + listening,
+        "Connected\n" + connecting + "Connected\n" + served,
+        "Stopped\nProxy stopped\\.\n",
+    ]
+    return "".join(lines)
+
+
+class PersistSuite(freertos_targets.Suite):
+    def start_persistent_tarnwick(self):
+        listen = harness.free_port()
+        proxy = self.session.start_tarnwick(self.args.tarnwick, self.sim_port, listen, [
+            "--file", self.elf, "--debug_info_cache", self.session.path("persist.proxy_cache"),
+            "--rtos", "freertos", "--rtos_variant", self.program.variant,
+            "--gdbserver_connect_timeout", CONNECT_TIMEOUT, "--persist", "true"])
+        return proxy, listen
+
+    def check_session(self, proxy, port, number):
+        breakpoint = BREAKPOINTS[number - 1]
+        label = "session %d" % number
+        sections, _ = self.run_gdb(session_commands(self.elf, port, breakpoint), "gdb_%d" % number, proxy)
+        self.check_first_stop(sections, label)
+        if not re.search(r"^Thread 2 hit Breakpoint 1, %s \(" % breakpoint, sections["second"], re.MULTILINE):
+            raise AssertionError("%s: the second stop is not at %s:\n%s" % (label, breakpoint, sections["second"]))
+        self.check_view(sections["second"], label)
+        expected = freertos_targets.expected_text("e2e_freertos_%s_state.txt" % self.key) + "\n"
+        if sections["state"] != expected:
+            raise AssertionError("%s: monitor rtos state is\n%r" % (label, sections["state"]))
+        if proxy.exited():
+            raise AssertionError("%s: tarnwick ended after GDB left:\n%s" % (label, proxy.describe()))
+        harness.wait_for_listening(proxy, port, 5.0)
+
+    def check_server_gone(self, proxy, port):
+        self.sim.stop()
+        result = self.session.run_gdb(freertos_targets.connect_commands(self.elf, port), name="gdb_no_server",
+                                      timeout=freertos_targets.GDB_TIMEOUT)
+        if "Remote communication error.  Target disconnected." not in result.stderr:
+            raise AssertionError("GDB without a server: %s\n%s" % (result.stdout, result.stderr))
+        if proxy.exited():
+            raise AssertionError("tarnwick ended with its server gone:\n%s" % proxy.describe())
+        harness.wait_for_listening(proxy, port, 5.0)
+        # The server comes back on its old port.
+        self.sim = self.session.start("target_sim_back", [
+            self.args.target_sim, "--port", str(self.sim_port), "--ram", freertos_targets.RAM, self.elf])
+        harness.wait_for_port_line(self.sim, harness.SIM_READY, "the target simulator, back", 5.0)
+
+    def check_interrupt(self, proxy, port):
+        harness.wait_for_listening(proxy, port, 5.0)
+        proxy.popen.send_signal(signal.SIGINT)
+        try:
+            proxy.popen.wait(timeout=5)
+        except subprocess.TimeoutExpired:
+            raise AssertionError("Ctrl-C did not end a waiting tarnwick:\n%s" % proxy.describe())
+        if proxy.popen.returncode != 0:
+            raise AssertionError("tarnwick ended with status %d:\n%s" % (proxy.popen.returncode, proxy.describe()))
+        if not re.fullmatch(expected_console(port, self.sim_port), proxy.stdout()):
+            raise AssertionError("tarnwick's console is\n%s\nexpected (a pattern)\n%s" % (
+                proxy.stdout(), expected_console(port, self.sim_port)))
+
+    def run(self):
+        self.start_sim()
+        proxy, port = self.start_persistent_tarnwick()
+        for number in (1, 2, 3):
+            self.check_session(proxy, port, number)
+        print("three GDB sessions through one tarnwick, each from its first stop")
+        self.check_server_gone(proxy, port)
+        self.check_session(proxy, port, 4)
+        print("a GDB without a server is sent away; the next one, with the server back, sees the tasks")
+        self.check_interrupt(proxy, port)
+        print("Ctrl-C ends the waiting tarnwick with status 0")
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--tarnwick", required=True)
+    parser.add_argument("--target-sim", required=True)
+    parser.add_argument("--fixtures", required=True, help="directory of the built target programs")
+    parser.add_argument("--keep-files", action="store_true", help="keep the scratch directory for inspection")
+    args = parser.parse_args()
+    for name in ("tarnwick", "target_sim", "fixtures"):
+        setattr(args, name, os.path.abspath(getattr(args, name)))
+    with harness.Session(keep_files=args.keep_files) as session:
+        try:
+            PersistSuite(args, session, PROGRAM, freertos_targets.PROGRAMS[PROGRAM]).run()
+        except (AssertionError, harness.HarnessError) as failure:
+            print("FAIL: %s" % failure)
+            if args.keep_files:
+                print("scratch files in " + session.directory)
+            return 1
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
