@@ -27,9 +27,14 @@ struct Architecture {
 };
 
 const Architecture kArchitectures[] = {
-    {10, 'M', "v7-M"},           {10, 'A', "v7-A"},          {10, 'R', "v7-R"},
-    {11, kAnyProfile, "v6-M"},   {12, kAnyProfile, "v6S-M"}, {13, kAnyProfile, "v7E-M"},
-    {16, kAnyProfile, "v8-M baseline"}, {17, kAnyProfile, "v8-M mainline"},
+    {10, 'M', "v7-M"},
+    {10, 'A', "v7-A"},
+    {10, 'R', "v7-R"},
+    {11, kAnyProfile, "v6-M"},
+    {12, kAnyProfile, "v6S-M"},
+    {13, kAnyProfile, "v7E-M"},
+    {16, kAnyProfile, "v8-M baseline"},
+    {17, kAnyProfile, "v8-M mainline"},
     {21, kAnyProfile, "v8.1-M mainline"},
 };
 
@@ -82,7 +87,8 @@ bool ArmAttributes::parse(const std::string& bytes) {
             return false;
         }
         std::size_t vendorEnd = bytes.find('\0', position + 4);
-        bool aeabi = vendorEnd < sectionEnd && bytes.compare(position + 4, vendorEnd - position - 4, kVendor) == 0;
+        bool aeabi =
+            vendorEnd < sectionEnd && bytes.compare(position + 4, vendorEnd - position - 4, kVendor) == 0;
         std::size_t scope = vendorEnd + 1;
         while (aeabi && scope + 5 <= sectionEnd) {
             unsigned char tag = static_cast<unsigned char>(bytes[scope]);
@@ -103,7 +109,8 @@ bool ArmAttributes::parse(const std::string& bytes) {
         position = sectionEnd;
     }
     for (const Architecture& known : kArchitectures) {
-        if (archSeen && known.cpuArch == cpuArch && (known.profile == kAnyProfile || known.profile == profile)) {
+        if (archSeen && known.cpuArch == cpuArch &&
+            (known.profile == kAnyProfile || known.profile == profile)) {
             architecture = known.name;
             break;
         }

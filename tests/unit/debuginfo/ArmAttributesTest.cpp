@@ -21,7 +21,10 @@ std::string tag(int number, int value) {
 
 // Tag_CPU_name "cortex-m4", Tag_CPU_arch, Tag_CPU_arch_profile, Tag_FP_arch, as the compiler writes them.
 std::string cortexM(int arch, int fpArch) {
-    return std::string("\x05" "cortex-m4", 10) + std::string(1, '\0') + tag(6, arch) + tag(7, 'M') + tag(10, fpArch);
+    return std::string("\x05"
+                       "cortex-m4",
+                       10) +
+           std::string(1, '\0') + tag(6, arch) + tag(7, 'M') + tag(10, fpArch);
 }
 
 } // namespace
@@ -33,10 +36,17 @@ TEST(ArmAttributesTest, ArchitecturesByTheirTags) {
         const char* name;
     };
     const Row rows[] = {
-        {11, 'M', "v6-M"},          {12, 'M', "v6S-M"},          {10, 'M', "v7-M"},
-        {13, 'M', "v7E-M"},         {16, 'M', "v8-M baseline"},  {17, 'M', "v8-M mainline"},
-        {21, 'M', "v8.1-M mainline"}, {10, 'A', "v7-A"},          {10, 'R', "v7-R"},
-        {14, 'A', ""},              {9, 0, ""},
+        {11, 'M', "v6-M"},
+        {12, 'M', "v6S-M"},
+        {10, 'M', "v7-M"},
+        {13, 'M', "v7E-M"},
+        {16, 'M', "v8-M baseline"},
+        {17, 'M', "v8-M mainline"},
+        {21, 'M', "v8.1-M mainline"},
+        {10, 'A', "v7-A"},
+        {10, 'R', "v7-R"},
+        {14, 'A', ""},
+        {9, 0, ""},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.arch);
@@ -67,7 +77,9 @@ TEST(ArmAttributesTest, MalformedSectionsFail) {
         "B" + whole.substr(1),
         whole.substr(0, whole.size() - 1),
         // A text attribute without its terminator.
-        section("aeabi", std::string("\x05" "cortex", 7)),
+        section("aeabi", std::string("\x05"
+                                     "cortex",
+                                     7)),
     };
     for (const std::string& bytes : broken) {
         ArmAttributes attributes;

@@ -66,7 +66,8 @@ TEST_F(RspProxyTest, DefaultsLieWithTheReader) {
 }
 
 TEST_F(RspProxyTest, PersistIsOnlyTheTextTrue) {
-    const std::pair<const char*, bool> rows[] = {{"true", true}, {"false", false}, {"TRUE", false}, {"1", false}};
+    const std::pair<const char*, bool> rows[] = {
+        {"true", true}, {"false", false}, {"TRUE", false}, {"1", false}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.first);
         setOptions({"--persist", row.first});

@@ -1,7 +1,7 @@
 #include "rtos/freertos/FreeRtosPortDetector.h"
 
-#include "debuginfo/DumpToolRunner.h"
 #include "TestPaths.h"
+#include "debuginfo/DumpToolRunner.h"
 
 #include <gtest/gtest.h>
 
@@ -37,10 +37,13 @@ const std::vector<RealPort> kRealPorts = {
     {"ARM_CM3", "ARM_CM3", kGcc + "ARM_CM3", "ARM_CM3", "no port file; architecture v7-M"},
     {"ARM_CM3_MPU", "ARM_CM3_MPU", kGcc + "ARM_CM3_MPU", "ARM_CM3_MPU",
      "no port file; architecture v7-M; symbol prvSetupMPU; symbol vTaskAllocateMPURegions"},
-    {"ARM_CM4F", "ARM_CM4F", kGcc + "ARM_CM4F", "ARM_CM4F", "no port file; architecture v7E-M with floating point"},
+    {"ARM_CM4F", "ARM_CM4F", kGcc + "ARM_CM4F", "ARM_CM4F",
+     "no port file; architecture v7E-M with floating point"},
     {"ARM_CM4_MPU", "ARM_CM4_MPU", kGcc + "ARM_CM4_MPU", "ARM_CM4_MPU",
-     "no port file; architecture v7E-M with floating point; symbol prvSetupMPU; symbol vTaskAllocateMPURegions"},
-    {"ARM_CM7", "ARM_CM7", kGcc + "ARM_CM7/r0p1", "ARM_CM4F", "no port file; architecture v7E-M with floating point"},
+     "no port file; architecture v7E-M with floating point; symbol prvSetupMPU; symbol "
+     "vTaskAllocateMPURegions"},
+    {"ARM_CM7", "ARM_CM7", kGcc + "ARM_CM7/r0p1", "ARM_CM4F",
+     "no port file; architecture v7E-M with floating point"},
     {"ARM_CM23", "ARM_CM23", bothFiles("ARM_CM23/non_secure"), "ARM_CM23",
      "no port file; architecture v8-M baseline; symbol xSecureContext"},
     {"ARM_CM23_NTZ", "ARM_CM23_NTZ", bothFiles("ARM_CM23_NTZ/non_secure"), "ARM_CM23_NTZ",
@@ -57,7 +60,8 @@ const std::vector<RealPort> kRealPorts = {
      "no port file; architecture v8.1-M mainline with floating point; symbol xSecureContext"},
     {"ARM_CM85_NTZ", "ARM_CM85_NTZ", bothFiles("ARM_CM85_NTZ/non_secure"), "ARM_CM55_NTZ",
      "no port file; architecture v8.1-M mainline with floating point"},
-    {"ARM_CA9", "ARM_CA9", kGcc + "ARM_CA9", "ARM_CA9", "no port file; architecture v7-A with floating point"},
+    {"ARM_CA9", "ARM_CA9", kGcc + "ARM_CA9", "ARM_CA9",
+     "no port file; architecture v7-A with floating point"},
 };
 
 class FreeRtosPortDetectorRealKernelIntegration : public ::testing::Test {
@@ -81,9 +85,9 @@ protected:
     }
 };
 
-#define SKIP_WITHOUT_REAL_KERNELS()                                                                         \
-    if (!std::filesystem::exists(elf("ARM_CM0"))) {                                                         \
-        GTEST_SKIP() << "the real kernels were not unpacked at configure time (scripts/kernels.sh)";        \
+#define SKIP_WITHOUT_REAL_KERNELS()                                                                          \
+    if (!std::filesystem::exists(elf("ARM_CM0"))) {                                                          \
+        GTEST_SKIP() << "the real kernels were not unpacked at configure time (scripts/kernels.sh)";         \
     }
 
 } // namespace

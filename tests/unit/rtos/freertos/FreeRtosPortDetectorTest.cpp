@@ -125,22 +125,42 @@ const std::vector<ArchitectureCase> kArchitectureCases = {
     {"v6-M", false, {}, "ARM_CM0", "no port file; architecture v6-M"},
     {"v6S-M", false, {}, "ARM_CM0", "no port file; architecture v6S-M"},
     {"v7-M", false, {"main"}, "ARM_CM3", "no port file; architecture v7-M"},
-    {"v7-M", false, {"vTaskAllocateMPURegions", "prvSetupMPU"}, "ARM_CM3_MPU",
+    {"v7-M",
+     false,
+     {"vTaskAllocateMPURegions", "prvSetupMPU"},
+     "ARM_CM3_MPU",
      "no port file; architecture v7-M; symbol prvSetupMPU; symbol vTaskAllocateMPURegions"},
     {"v7E-M", true, {}, "ARM_CM4F", "no port file; architecture v7E-M with floating point"},
-    {"v7E-M", true, {"prvSetupMPU"}, "ARM_CM4_MPU",
+    {"v7E-M",
+     true,
+     {"prvSetupMPU"},
+     "ARM_CM4_MPU",
      "no port file; architecture v7E-M with floating point; symbol prvSetupMPU"},
     {"v7E-M", false, {}, "ARM_CM3", "no port file; architecture v7E-M"},
     {"v7E-M", false, {"prvSetupMPU"}, "ARM_CM3_MPU", "no port file; architecture v7E-M; symbol prvSetupMPU"},
-    {"v8-M baseline", false, {"xSecureContext"}, "ARM_CM23",
+    {"v8-M baseline",
+     false,
+     {"xSecureContext"},
+     "ARM_CM23",
      "no port file; architecture v8-M baseline; symbol xSecureContext"},
     {"v8-M baseline", false, {}, "ARM_CM23_NTZ", "no port file; architecture v8-M baseline"},
-    {"v8-M mainline", true, {"xSecureContext", "prvSetupMPU"}, "ARM_CM33",
-     "no port file; architecture v8-M mainline with floating point; symbol xSecureContext; symbol prvSetupMPU"},
+    {"v8-M mainline",
+     true,
+     {"xSecureContext", "prvSetupMPU"},
+     "ARM_CM33",
+     "no port file; architecture v8-M mainline with floating point; symbol xSecureContext; symbol "
+     "prvSetupMPU"},
     {"v8-M mainline", false, {}, "ARM_CM33_NTZ", "no port file; architecture v8-M mainline"},
-    {"v8.1-M mainline", true, {"xSecureContext"}, "ARM_CM55",
+    {"v8.1-M mainline",
+     true,
+     {"xSecureContext"},
+     "ARM_CM55",
      "no port file; architecture v8.1-M mainline with floating point; symbol xSecureContext"},
-    {"v8.1-M mainline", true, {}, "ARM_CM55_NTZ", "no port file; architecture v8.1-M mainline with floating point"},
+    {"v8.1-M mainline",
+     true,
+     {},
+     "ARM_CM55_NTZ",
+     "no port file; architecture v8.1-M mainline with floating point"},
     {"v7-A", true, {}, "ARM_CA9", "no port file; architecture v7-A with floating point"},
 };
 
@@ -176,8 +196,9 @@ TEST(FreeRtosPortDetectorTest, APortFileWinsOverTheTellingSymbolsAndAgreesWithIt
     EXPECT_TRUE(detector.detect(variant));
     EXPECT_EQ("ARM_CM7", variant);
     EXPECT_EQ("port.c in portable/GCC/ARM_CM7/r0p1", detector.reason());
-    EXPECT_EQ("port.c in portable/GCC/ARM_CM7/r0p1; architecture v7E-M with floating point; symbol prvSetupMPU",
-              detector.signals());
+    EXPECT_EQ(
+        "port.c in portable/GCC/ARM_CM7/r0p1; architecture v7E-M with floating point; symbol prvSetupMPU",
+        detector.signals());
 }
 
 TEST(FreeRtosPortDetectorTest, APortFileOfAnotherArchitectureDisagrees) {

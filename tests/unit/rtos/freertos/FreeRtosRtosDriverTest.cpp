@@ -203,10 +203,11 @@ TEST_F(FreeRtosRtosDriverIntegration, InitWithTheTargetNamesTheSignalsOfTwoPorts
     addPortCompileUnit("k/portable/GCC/ARM_CM4F/port.c");
     ::testing::internal::CaptureStdout();
     EXPECT_FALSE(driver->init(kernel->server()));
-    EXPECT_EQ("Failure auto-detecting rtos variant. Option: --rtos_variant required.\n"
-              "Signals seen: port.c in portable/GCC/ARM_CM3; port.c in portable/GCC/ARM_CM4F; architecture v7E-M "
-              "with floating point\n",
-              ::testing::internal::GetCapturedStdout());
+    EXPECT_EQ(
+        "Failure auto-detecting rtos variant. Option: --rtos_variant required.\n"
+        "Signals seen: port.c in portable/GCC/ARM_CM3; port.c in portable/GCC/ARM_CM4F; architecture v7E-M "
+        "with floating point\n",
+        ::testing::internal::GetCapturedStdout());
     EXPECT_EQ(nullptr, driver->getPortDriver());
 }
 
@@ -225,10 +226,11 @@ TEST_F(FreeRtosRtosDriverIntegration, AGivenVariantTheArchitectureCannotRunGetsA
     load("freertos_snapshot.elf", {{"--rtos_variant", "ARM_CM0"}});
     ::testing::internal::CaptureStdout();
     EXPECT_TRUE(driver->init());
-    EXPECT_EQ("Port driver loaded: ARM_CM0\n"
-              "Option --rtos_variant ARM_CM0 contradicts the program: ARM_CM4F (no port file; architecture v7E-M "
-              "with floating point)\n",
-              ::testing::internal::GetCapturedStdout());
+    EXPECT_EQ(
+        "Port driver loaded: ARM_CM0\n"
+        "Option --rtos_variant ARM_CM0 contradicts the program: ARM_CM4F (no port file; architecture v7E-M "
+        "with floating point)\n",
+        ::testing::internal::GetCapturedStdout());
 }
 
 TEST_F(FreeRtosRtosDriverIntegration, AGivenVariantTheArchitectureAllowsGetsNoWarning) {

@@ -1,8 +1,8 @@
 #include "rtos/threadx/ThreadxPortFactory.h"
 
 #include "KernelTarget.h"
-#include "app/Properties.h"
 #include "ThreadxTestLog.h"
+#include "app/Properties.h"
 #include "rtos/threadx/ThreadxPortCortexA7.h"
 #include "rtos/threadx/ThreadxPortCortexM0.h"
 #include "rtos/threadx/ThreadxPortCortexM33M55M85.h"
@@ -182,8 +182,9 @@ TEST(ThreadxPortDetectionAProfileIntegration, TheArchitectureNamesTheCortexA7) {
     std::string log = threadxlog::capture(threadxlog::kAll,
                                           [&] { port.reset(ThreadxPortFactory::create(kernel.server())); });
     EXPECT_EQ(std::type_index(typeid(ThreadxPortCortexA7)), typeOf(port));
-    EXPECT_EQ("Detected rtos variant: cortex_a7 (architecture v7-A)\nThreadX, port driver created: cortex_a7\n",
-              log);
+    EXPECT_EQ(
+        "Detected rtos variant: cortex_a7 (architecture v7-A)\nThreadX, port driver created: cortex_a7\n",
+        log);
     EXPECT_EQ(0u, kernel.memoryReads());
 }
 
