@@ -118,6 +118,11 @@ bool ArmAttributes::parse(const std::string& bytes) {
     return found;
 }
 
+bool ArmAttributes::read(const ElfFile& elf) {
+    std::string bytes;
+    return elf.section(".ARM.attributes", bytes) && parse(bytes);
+}
+
 bool ArmAttributes::readAttribute(const std::string& bytes, std::size_t& position, std::size_t end) {
     unsigned int tag = 0;
     if (!readNumber(bytes, position, end, tag)) {

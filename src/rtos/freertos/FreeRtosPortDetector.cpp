@@ -188,9 +188,8 @@ void FreeRtosPortDetector::readElf(const std::string& path) {
     if (!elf.load(path)) {
         return;
     }
-    std::string bytes;
     ArmAttributes attributes;
-    if (elf.section(".ARM.attributes", bytes) && attributes.parse(bytes)) {
+    if (attributes.read(elf)) {
         setArchitecture(attributes.getArchitecture(), attributes.usesFloatingPoint());
     }
     addSymbolNames(elf.symbolNames());

@@ -66,10 +66,8 @@ const ArchitecturePort kArchitecturePorts[] = {
 std::string programArchitecture() {
     std::string path;
     ElfFile elf;
-    std::string bytes;
     ArmAttributes attributes;
-    if (!Properties::getInstance().getProperty("--file", path) || !elf.load(path) ||
-        !elf.section(".ARM.attributes", bytes) || !attributes.parse(bytes)) {
+    if (!Properties::getInstance().getProperty("--file", path) || !elf.load(path) || !attributes.read(elf)) {
         return "";
     }
     return attributes.getArchitecture();

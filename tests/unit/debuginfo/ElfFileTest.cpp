@@ -39,16 +39,15 @@ std::string truncatedCopy(const std::string& from, std::size_t length) {
 TEST(ElfFileTest, ReadsTheAttributesAndTheSymbolsOfAProgram) {
     ElfFile elf;
     ASSERT_TRUE(elf.load(fixture("freertos_snapshot.elf")));
-    std::string bytes;
-    ASSERT_TRUE(elf.section(".ARM.attributes", bytes));
     ArmAttributes attributes;
-    ASSERT_TRUE(attributes.parse(bytes));
+    ASSERT_TRUE(attributes.read(elf));
     EXPECT_EQ("v7E-M", attributes.getArchitecture());
     EXPECT_TRUE(attributes.usesFloatingPoint());
     std::vector<std::string> names = elf.symbolNames();
     EXPECT_TRUE(contains(names, "pxCurrentTCB"));
     EXPECT_TRUE(contains(names, "xSchedulerRunning"));
     EXPECT_FALSE(contains(names, ""));
+    std::string bytes;
     EXPECT_FALSE(elf.section(".no.such.section", bytes));
 }
 
