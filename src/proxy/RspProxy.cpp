@@ -194,7 +194,10 @@ bool RspProxy::servePersistently(ServerSocket& listener, std::unique_ptr<ClientS
             logger.log(Logger::LOG_INFO, "run", "Closed connection to GDB server\n");
             forgetSession();
         }
-        logListening();
+        // A stop during the session ends the run here, with no wait to announce.
+        if (!stopRequested) {
+            logListening();
+        }
     }
     waitingListener = nullptr;
     return result;

@@ -452,6 +452,35 @@ TEST(RspProxyPersistIntegration, ServesOneGdbAfterAnotherWithANewServerConnectio
     Properties::getInstance().clear();
 }
 
+TEST(RspProxyPersistIntegration, AStopDuringASessionEndsTheRunAfterIt) {
+    auto serverPeer = FakeRspPeer::listen();
+    ASSERT_NE(nullptr, serverPeer);
+    unsigned short listen = FakeRspPeer::listen()->port();
+    setOptions({"--server_connection", "127.0.0.1:" + std::to_string(serverPeer->port()), "--port",
+                std::to_string(listen), "--persist", "true", "--gdbserver_connect_timeout", "1"});
+    Logger::getInstance().setLogLevel(7);
+    PersistentProxy proxy;
+    ASSERT_TRUE(proxy.init());
+    proxy.hook = [&proxy](RspClient&, RspClient&, bool& handled) {
+        proxy.stop();
+        handled = false;
+        return true;
+    };
+    testing::internal::CaptureStdout();
+    std::future<bool> run = std::async(std::launch::async, [&proxy] { return proxy.run(); });
+    auto gdb = FakeRspPeer::connect(listen);
+    ASSERT_NE(nullptr, gdb);
+    ASSERT_TRUE(gdb->sendPacket("c"));
+    EXPECT_TRUE(run.get());
+    EXPECT_EQ("Connecting to GDB server 127.0.0.1 on port " + std::to_string(serverPeer->port()) +
+                  " ... Connected\nListen for GDB connection on port: " + std::to_string(listen) +
+                  " ... Connected\nClosed connection to GDB server\n",
+              testing::internal::GetCapturedStdout());
+    EXPECT_EQ(1, proxy.forgotten);
+    Logger::getInstance().setLogLevel(0);
+    Properties::getInstance().clear();
+}
+
 TEST(RspProxyPersistIntegration, WithoutTheOptionOneSessionEndsTheRun) {
     auto serverPeer = FakeRspPeer::listen();
     ASSERT_NE(nullptr, serverPeer);
