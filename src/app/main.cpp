@@ -28,6 +28,7 @@ const char* const kHelpLines[] = {
     "--file: Path to the RTOS executable (ELF object).",
     "--gdbserver_connect_timeout: RSP-server (GDB-server) connection timeout. Default is 15s.",
     "--loglevel: Logging level. Value between 0-15.",
+    "--persist: true keeps serving one GDB connection after another, until Ctrl-C. Default is false.",
     "",
     // One line, written in two pieces.
     ("Note. Various RTOS drivers might provide additional properties for customization. Please consult "

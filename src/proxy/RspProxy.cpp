@@ -10,6 +10,7 @@
 #include <arpa/inet.h>
 
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -37,6 +38,9 @@ bool RspProxy::init() {
     }
     if (!properties.getProperty("--bypass", bypass)) {
         bypass = false;
+    }
+    if (!properties.getProperty("--persist", persistent)) {
+        persistent = false;
     }
     return result;
 }
@@ -92,20 +96,14 @@ bool RspProxy::run() {
     std::unique_ptr<ServerSocket> listener;
     std::unique_ptr<ClientSocket> serverSocket;
     std::unique_ptr<ClientSocket> acceptedSocket;
-    std::unique_ptr<RspClient> server;
-    std::unique_ptr<RspClient> client;
     try {
         // Listening comes first, so that a GDB started early waits in the backlog.
         listener.reset(new ServerSocket(listenPort, listenAddress));
-        logger.log(Logger::LOG_INFO, "run", "Connecting to GDB server %s on port %d ... ", serverHost.c_str(),
-                   serverPort);
         serverSocket.reset(new ClientSocket(serverHost, serverPort));
-        serverReached = serverSocket->tryConnect(connectTimeout);
+        serverReached = reachServer(*serverSocket);
         if (serverReached) {
-            logger.log(Logger::LOG_INFO, "run", "Connected\n");
             logListening();
         } else {
-            logger.log(Logger::LOG_INFO, "run", "Failed\n");
             result = false;
         }
     } catch (...) {
@@ -114,19 +112,16 @@ bool RspProxy::run() {
         result = false;
     }
 
-    if (serverReached) {
+    if (serverReached && persistent) {
+        result = servePersistently(*listener, std::move(serverSocket));
+    } else if (serverReached) {
         try {
             acceptedSocket.reset(listener->WaitConnection());
             if (!acceptedSocket) {
                 throw "ERROR";
             }
             logger.log(Logger::LOG_INFO, "run", "Connected\n");
-            client.reset(new RspClient(acceptedSocket.release(), "GDB Client", ROLE_GDB_CLIENT));
-            server.reset(new RspClient(serverSocket.release(), "GDB Server", ROLE_GDB_SERVER));
-            if (!doProxyWork(client.get(), server.get())) {
-                logger.log(Logger::LOG_ERROR, "run", "Failed running proxy\n");
-                result = false;
-            }
+            result = serveSession(acceptedSocket.release(), serverSocket.release());
         } catch (...) {
             logger.log(Logger::LOG_ERROR, "run", "Failed\n");
             result = false;
@@ -134,10 +129,77 @@ bool RspProxy::run() {
     }
 
     listener.reset();
-    server.reset();
     serverSocket.reset();
-    client.reset();
     acceptedSocket.reset();
+    return result;
+}
+
+void RspProxy::stop() {
+    running = false;
+    stopRequested = true;
+    ServerSocket* listener = waitingListener;
+    if (listener != nullptr) {
+        listener->stop();
+    }
+}
+
+bool RspProxy::reachServer(ClientSocket& socket) const {
+    Logger& logger = Logger::getInstance();
+    logger.log(Logger::LOG_INFO, "run", "Connecting to GDB server %s on port %d ... ", serverHost.c_str(),
+               serverPort);
+    bool reached = socket.tryConnect(connectTimeout);
+    logger.log(Logger::LOG_INFO, "run", reached ? "Connected\n" : "Failed\n");
+    return reached;
+}
+
+bool RspProxy::serveSession(ClientSocket* gdbSocket, ClientSocket* serverSocket) {
+    RspClient client(gdbSocket, "GDB Client", ROLE_GDB_CLIENT);
+    RspClient server(serverSocket, "GDB Server", ROLE_GDB_SERVER);
+    bool result = doProxyWork(&client, &server);
+    if (!result) {
+        Logger::getInstance().log(Logger::LOG_ERROR, "run", "Failed running proxy\n");
+    }
+    return result;
+}
+
+bool RspProxy::servePersistently(ServerSocket& listener, std::unique_ptr<ClientSocket> serverSocket) {
+    Logger& logger = Logger::getInstance();
+    waitingListener = &listener;
+    bool result = true;
+    while (!stopRequested) {
+        std::unique_ptr<ClientSocket> gdbSocket;
+        try {
+            gdbSocket.reset(listener.WaitConnection());
+        } catch (...) {
+            logger.log(Logger::LOG_ERROR, "run", "Failed\n");
+            result = false;
+            break;
+        }
+        if (!gdbSocket) {
+            // Ends the line of the wait that the stop cut short.
+            logger.log(Logger::LOG_INFO, "run", "Stopped\n");
+            break;
+        }
+        logger.log(Logger::LOG_INFO, "run", "Connected\n");
+        // The first GDB finds the server reached already; a later one whose server cannot be reached is
+        // sent away.
+        if (!serverSocket) {
+            serverSocket.reset(new ClientSocket(serverHost, serverPort));
+            if (!reachServer(*serverSocket)) {
+                serverSocket.reset();
+            }
+        }
+        if (serverSocket) {
+            serveSession(gdbSocket.release(), serverSocket.release());
+            logger.log(Logger::LOG_INFO, "run", "Closed connection to GDB server\n");
+            forgetSession();
+        }
+        // A stop during the session ends the run here, with no wait to announce.
+        if (!stopRequested) {
+            logListening();
+        }
+    }
+    waitingListener = nullptr;
     return result;
 }
 

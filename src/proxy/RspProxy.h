@@ -2,9 +2,12 @@
 #define TARNWICK_PROXY_RSPPROXY_H
 
 #include <atomic>
+#include <memory>
 #include <string>
 
+class ClientSocket;
 class RspClient;
+class ServerSocket;
 
 // The generic forwarder between one GDB and one GDB server. All knowledge of what a packet means lies
 // in interceptPacket.
@@ -15,9 +18,12 @@ public:
     // Reads the proxy's options; false only if "--server_connection" or "--listen_address" is malformed.
     bool init();
     // One whole proxy life: listen, connect to the server, accept GDB, forward. False if anything failed.
+    // With "--persist true" the life goes on after GDB leaves: the next GDB gets a new server connection,
+    // until stop(); then false only if waiting for GDB failed.
     bool run();
-    // Clears the running flag and nothing else, so that a signal handler may call it.
-    void stop() { running = false; }
+    // Clears the running flag and stops a wait for the next GDB, and nothing else, so that a signal handler
+    // may call it.
+    void stop();
     // The loop: false on a failure, true on a lost connection or a stop.
     bool doProxyWork(RspClient* client, RspClient* server);
     // Disposes of the packet that from has just received; false ends the loop.
@@ -33,12 +39,23 @@ public:
     std::string getServerHost() const { return serverHost; }
     std::string getServerName() const { return serverName; }
     bool isBypass() const { return bypass; }
+    bool isPersistent() const { return persistent; }
 
 protected:
     RspProxy() = default;
+    // Between two sessions of a persistent proxy: all that the last GDB and server taught goes. A plain
+    // forwarder learns nothing.
+    virtual void forgetSession() {}
 
 private:
     bool readServerConnection();
+    // Logs the attempt and its outcome on one line.
+    bool reachServer(ClientSocket& socket) const;
+    // Forwards between the two until either leaves; takes both sockets.
+    bool serveSession(ClientSocket* gdbSocket, ClientSocket* serverSocket);
+    // One GDB after another until stop(), each with its own server connection; serverSocket, already
+    // connected, is the first one's. False only if waiting for GDB failed.
+    bool servePersistently(ServerSocket& listener, std::unique_ptr<ClientSocket> serverSocket);
     bool readListenAddress();
     void logListening() const;
 
@@ -49,8 +66,11 @@ private:
     std::string serverHost = "127.0.0.1";
     std::string serverName;
     bool bypass = false;
+    bool persistent = false;
     // Written by the signal handler.
     std::atomic<bool> running{false};
+    std::atomic<bool> stopRequested{false};
+    std::atomic<ServerSocket*> waitingListener{nullptr};
 };
 
 #endif

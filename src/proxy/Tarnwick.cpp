@@ -115,8 +115,7 @@ bool Tarnwick::init() {
     return loadDriver(driverFactory.create());
 }
 
-bool Tarnwick::loadDriver(IRtosDriver* newDriver) {
-    Logger& logger = Logger::getInstance();
+void Tarnwick::forgetConnection() {
     threadList = ThreadList();
     nextOperation.clear();
     nextOperationThreadId = 0;
@@ -124,6 +123,19 @@ bool Tarnwick::loadDriver(IRtosDriver* newDriver) {
     targetDescription = TargetDescription();
     payloadSize = 0;
     targetXml.clear();
+}
+
+void Tarnwick::forgetSession() {
+    forgetConnection();
+    // The next GDB may bring a rebuilt program: its symbols are asked anew, and its dump renewed if stale.
+    SymbolTable& symbols = SymbolTable::getInstance();
+    symbols.clear();
+    symbols.init();
+}
+
+bool Tarnwick::loadDriver(IRtosDriver* newDriver) {
+    Logger& logger = Logger::getInstance();
+    forgetConnection();
 
     driver = newDriver;
     if (driver == nullptr) {

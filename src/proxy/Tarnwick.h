@@ -82,8 +82,14 @@ public:
     // target.xml as collected from the server so far.
     static const std::string& getTargetXml();
 
+protected:
+    void forgetSession() override;
+
 private:
     Tarnwick() = default;
+
+    // What one GDB connection taught: the snapshot, the selections, the stops, the target's description.
+    void forgetConnection();
 
     bool dispatchServerPacket(RspClient& from, RspClient& to, bool& handled);
     bool dispatchClientPacket(RspClient& from, RspClient& to, bool& handled);

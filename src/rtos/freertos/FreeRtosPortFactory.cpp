@@ -21,6 +21,9 @@ const Variant kVariants[] = {
     {"ARM_CM4F", []() -> IRtosPortDriver* { return new FreeRtosPortARMCM4F(false); }},
     {"ARM_CM7", []() -> IRtosPortDriver* { return new FreeRtosPortARMCM4F(false); }},
     {"ARM_CM4_MPU", []() -> IRtosPortDriver* { return new FreeRtosPortARMCM4F(true); }},
+    // The Cortex-M23 ports stack the frames of the Cortex-M33 ports without floating point.
+    {"ARM_CM23", []() -> IRtosPortDriver* { return new FreeRtosPortARMCM33CM55CM85(true); }},
+    {"ARM_CM23_NTZ", []() -> IRtosPortDriver* { return new FreeRtosPortARMCM33CM55CM85(false); }},
     {"ARM_CM33", []() -> IRtosPortDriver* { return new FreeRtosPortARMCM33CM55CM85(true); }},
     {"ARM_CM55", []() -> IRtosPortDriver* { return new FreeRtosPortARMCM33CM55CM85(true); }},
     {"ARM_CM85", []() -> IRtosPortDriver* { return new FreeRtosPortARMCM33CM55CM85(true); }},

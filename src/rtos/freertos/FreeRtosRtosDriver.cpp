@@ -47,13 +47,17 @@ const char* const kStructures[] = {"QueueDefinition", "QUEUE_REGISTRY_ITEM", "ts
 
 const char* const kVariantOption = "--rtos_variant";
 
-// The port files that the debug-information cache names; an absent cache names none.
+// The port files that the debug-information cache names, and what the ELF file itself tells; an absent
+// cache or file tells nothing.
 FreeRtosPortDetector portEvidence() {
     FreeRtosPortDetector detector;
-    std::string cachePath;
-    if (Properties::getInstance().getProperty("--debug_info_cache", cachePath)) {
-        std::ifstream cache(cachePath);
+    std::string path;
+    if (Properties::getInstance().getProperty("--debug_info_cache", path)) {
+        std::ifstream cache(path);
         detector.readDump(cache);
+    }
+    if (Properties::getInstance().getProperty("--file", path)) {
+        detector.readElf(path);
     }
     return detector;
 }
@@ -180,9 +184,9 @@ bool FreeRtosRtosDriver::init() {
         logger.log(Logger::LOG_DEBUG, "init", "Port driver loaded: %s\n", variant.c_str());
         FreeRtosPortDetector evidence = portEvidence();
         std::string detected;
-        if (evidence.detect(detected) && detected != variant) {
+        if (evidence.contradicts(variant, detected)) {
             logger.log(Logger::LOG_WARNING, "init", "Option %s %s contradicts the program: %s (%s)\n",
-                       kVariantOption, variant.c_str(), detected.c_str(), evidence.signals().c_str());
+                       kVariantOption, variant.c_str(), detected.c_str(), evidence.reason().c_str());
         }
         return true;
     }
@@ -191,6 +195,8 @@ bool FreeRtosRtosDriver::init() {
 }
 
 bool FreeRtosRtosDriver::init(RspClient& server) {
+    // Each GDB session may bring a rebuilt program.
+    readyListCountKnown = false;
     std::string variant;
     if (Properties::getInstance().getProperty(kVariantOption, variant)) {
         return true;
@@ -200,7 +206,7 @@ bool FreeRtosRtosDriver::init(RspClient& server) {
     if (evidence.detect(variant)) {
         portDriver.reset(FreeRtosPortFactory::create(variant));
         logger.log(Logger::LOG_INFO, "init", "Detected rtos variant: %s (%s)\n", variant.c_str(),
-                   evidence.signals().c_str());
+                   evidence.reason().c_str());
         return true;
     }
     portDriver.reset(FreeRtosPortFactory::create(server));

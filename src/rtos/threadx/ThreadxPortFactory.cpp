@@ -1,6 +1,9 @@
 #include "rtos/threadx/ThreadxPortFactory.h"
 
 #include "app/Logger.h"
+#include "app/Properties.h"
+#include "debuginfo/ArmAttributes.h"
+#include "debuginfo/ElfFile.h"
 #include "rsp/RspClient.h"
 #include "rtos/threadx/ThreadxPortCortexA7.h"
 #include "rtos/threadx/ThreadxPortCortexM0.h"
@@ -42,12 +45,33 @@ struct CorePart {
     const std::string& value;
 };
 
-// SCB->CPUID part numbers of the cores that can be told apart this way. The Cortex-M55, the Cortex-M85
-// and the Cortex-A7 need the option.
+// SCB->CPUID part numbers of the cores that can be told apart this way. The Cortex-M55 and the Cortex-M85
+// need the option.
 const CorePart kCoreParts[] = {
     {0xc20, kCortexM0}, {0xc23, kCortexM3}, {0xc24, kCortexM4},
     {0xc27, kCortexM7}, {0xc60, kCortexM0}, {0xd21, kCortexM33},
 };
+
+struct ArchitecturePort {
+    const char* architecture;
+    const std::string& value;
+};
+
+// Cores without the SCB, whose port the architecture the program was built for tells instead.
+const ArchitecturePort kArchitecturePorts[] = {
+    {"v7-A", kCortexA7},
+};
+
+// As the attributes of the ELF file named by "--file" give it; empty when they cannot be read.
+std::string programArchitecture() {
+    std::string path;
+    ElfFile elf;
+    ArmAttributes attributes;
+    if (!Properties::getInstance().getProperty("--file", path) || !elf.load(path) || !attributes.read(elf)) {
+        return "";
+    }
+    return attributes.getArchitecture();
+}
 
 constexpr unsigned int kCpuidAddress = 0xe000ed00;
 constexpr unsigned int kPartNumberShift = 4;
@@ -69,6 +93,14 @@ IRtosPortDriver* ThreadxPortFactory::create(const std::string& name) {
 }
 
 IRtosPortDriver* ThreadxPortFactory::create(RspClient& server) {
+    std::string architecture = programArchitecture();
+    for (const ArchitecturePort& port : kArchitecturePorts) {
+        if (architecture == port.architecture) {
+            Logger::getInstance().log(Logger::LOG_INFO, kTag, "Detected rtos variant: %s (architecture %s)\n",
+                                      port.value.c_str(), port.architecture);
+            return create(port.value);
+        }
+    }
     unsigned int cpuid = 0;
     if (!server.readMemory(kCpuidAddress, cpuid)) {
         Logger::getInstance().log(Logger::LOG_ERROR, kTag, "Failure detecting cortex core.\n");

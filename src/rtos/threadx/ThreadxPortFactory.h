@@ -13,7 +13,8 @@ public:
     // By a value of "--rtos_variant", compared exactly: "cortex_m0", "cortex_m3", "cortex_m4", "cortex_m7",
     // "cortex_m33", "cortex_m55", "cortex_m85", "cortex_a7"; null for any other.
     static IRtosPortDriver* create(const std::string& name);
-    // By the part number in the core's CPUID register; null if it cannot be read or is not known.
+    // By the architecture of the program ("--file") for the Cortex-A7, otherwise by the part number in the
+    // core's CPUID register; null if it cannot be read or is not known.
     static IRtosPortDriver* create(RspClient& server);
 };
 

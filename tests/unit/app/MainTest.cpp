@@ -32,6 +32,7 @@ const std::string kHelp =
     "--file: Path to the RTOS executable (ELF object).\n"
     "--gdbserver_connect_timeout: RSP-server (GDB-server) connection timeout. Default is 15s.\n"
     "--loglevel: Logging level. Value between 0-15.\n"
+    "--persist: true keeps serving one GDB connection after another, until Ctrl-C. Default is false.\n"
     "\n"
     "Note. Various RTOS drivers might provide additional properties for customization. Please consult "
     "respective RTOS driver documentation for details. \n";

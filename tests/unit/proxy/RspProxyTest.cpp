@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <csignal>
 #include <functional>
 #include <future>
@@ -61,7 +63,20 @@ TEST_F(RspProxyTest, DefaultsLieWithTheReader) {
     EXPECT_EQ(61234, proxy.getServerPort());
     EXPECT_EQ(15u, proxy.getConnectTimeout());
     EXPECT_FALSE(proxy.isBypass());
+    EXPECT_FALSE(proxy.isPersistent());
     EXPECT_EQ("", proxy.getServerName());
+}
+
+TEST_F(RspProxyTest, PersistIsOnlyTheTextTrue) {
+    const std::pair<const char*, bool> rows[] = {
+        {"true", true}, {"false", false}, {"TRUE", false}, {"1", false}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.first);
+        setOptions({"--persist", row.first});
+        ScriptedProxy proxy;
+        EXPECT_TRUE(proxy.init());
+        EXPECT_EQ(row.second, proxy.isPersistent());
+    }
 }
 
 TEST_F(RspProxyTest, ServerConnectionTable) {
@@ -379,6 +394,115 @@ TEST_F(RspProxyIntegration, RunReportsAListeningPortInUse) {
     EXPECT_FALSE(proxy.run());
     EXPECT_EQ("Failed listen for incoming connections on port: " + std::to_string(holder->port()) + "\n",
               testing::internal::GetCapturedStdout());
+}
+
+// Counts the sessions it forgets.
+class PersistentProxy : public ScriptedProxy {
+public:
+    void forgetSession() override { ++forgotten; }
+    std::atomic<int> forgotten{0};
+};
+
+bool waitFor(const std::function<bool()>& condition) {
+    for (int attempt = 0; attempt < 200; ++attempt) {
+        if (condition()) {
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
+}
+
+TEST(RspProxyPersistIntegration, ServesOneGdbAfterAnotherWithANewServerConnectionUntilStopped) {
+    auto serverPeer = FakeRspPeer::listen();
+    ASSERT_NE(nullptr, serverPeer);
+    serverPeer->serve(FakeRspPeer::replies({{"qC", "QC1"}}));
+    unsigned short listen = FakeRspPeer::listen()->port();
+    setOptions({"--server_connection", "127.0.0.1:" + std::to_string(serverPeer->port()), "--port",
+                std::to_string(listen), "--persist", "true", "--gdbserver_connect_timeout", "1"});
+    Logger::getInstance().setLogLevel(7);
+    PersistentProxy proxy;
+    ASSERT_TRUE(proxy.init());
+    testing::internal::CaptureStdout();
+    std::future<bool> run = std::async(std::launch::async, [&proxy] { return proxy.run(); });
+
+    auto first = FakeRspPeer::connect(listen);
+    ASSERT_NE(nullptr, first);
+    ASSERT_TRUE(first->sendPacket("qC"));
+    EXPECT_EQ("QC1", first->nextPayload());
+    first->close();
+    EXPECT_TRUE(waitFor([&proxy] { return proxy.forgotten == 1; }));
+    // The fake server accepts one connection: the second waits in its backlog, which is reached all the same.
+    auto second = FakeRspPeer::connect(listen);
+    ASSERT_NE(nullptr, second);
+    second->close();
+    EXPECT_TRUE(waitFor([&proxy] { return proxy.forgotten == 2; }));
+    proxy.stop();
+    EXPECT_TRUE(run.get());
+    const std::string listening = "Listen for GDB connection on port: " + std::to_string(listen) + " ... ";
+    const std::string connecting =
+        "Connecting to GDB server 127.0.0.1 on port " + std::to_string(serverPeer->port()) + " ... ";
+    EXPECT_EQ(connecting + "Connected\n" + listening + "Connected\nLost connection to GDB Client\n" +
+                  "Closed connection to GDB server\n" + listening + "Connected\n" + connecting +
+                  "Connected\nLost connection to GDB Client\nClosed connection to GDB server\n" + listening +
+                  "Stopped\n",
+              testing::internal::GetCapturedStdout());
+    EXPECT_EQ(2, proxy.forgotten);
+    Logger::getInstance().setLogLevel(0);
+    Properties::getInstance().clear();
+}
+
+TEST(RspProxyPersistIntegration, AStopDuringASessionEndsTheRunAfterIt) {
+    auto serverPeer = FakeRspPeer::listen();
+    ASSERT_NE(nullptr, serverPeer);
+    unsigned short listen = FakeRspPeer::listen()->port();
+    setOptions({"--server_connection", "127.0.0.1:" + std::to_string(serverPeer->port()), "--port",
+                std::to_string(listen), "--persist", "true", "--gdbserver_connect_timeout", "1"});
+    Logger::getInstance().setLogLevel(7);
+    PersistentProxy proxy;
+    ASSERT_TRUE(proxy.init());
+    proxy.hook = [&proxy](RspClient&, RspClient&, bool& handled) {
+        proxy.stop();
+        handled = false;
+        return true;
+    };
+    testing::internal::CaptureStdout();
+    std::future<bool> run = std::async(std::launch::async, [&proxy] { return proxy.run(); });
+    auto gdb = FakeRspPeer::connect(listen);
+    ASSERT_NE(nullptr, gdb);
+    ASSERT_TRUE(gdb->sendPacket("c"));
+    EXPECT_TRUE(run.get());
+    EXPECT_EQ("Connecting to GDB server 127.0.0.1 on port " + std::to_string(serverPeer->port()) +
+                  " ... Connected\nListen for GDB connection on port: " + std::to_string(listen) +
+                  " ... Connected\nClosed connection to GDB server\n",
+              testing::internal::GetCapturedStdout());
+    EXPECT_EQ(1, proxy.forgotten);
+    Logger::getInstance().setLogLevel(0);
+    Properties::getInstance().clear();
+}
+
+TEST(RspProxyPersistIntegration, WithoutTheOptionOneSessionEndsTheRun) {
+    auto serverPeer = FakeRspPeer::listen();
+    ASSERT_NE(nullptr, serverPeer);
+    unsigned short listen = FakeRspPeer::listen()->port();
+    setOptions({"--server_connection", "127.0.0.1:" + std::to_string(serverPeer->port()), "--port",
+                std::to_string(listen), "--gdbserver_connect_timeout", "1"});
+    Logger::getInstance().setLogLevel(7);
+    PersistentProxy proxy;
+    ASSERT_TRUE(proxy.init());
+    testing::internal::CaptureStdout();
+    std::future<bool> run = std::async(std::launch::async, [&proxy] { return proxy.run(); });
+    auto gdb = FakeRspPeer::connect(listen);
+    ASSERT_NE(nullptr, gdb);
+    gdb->close();
+    EXPECT_TRUE(run.get());
+    EXPECT_EQ("Connecting to GDB server 127.0.0.1 on port " + std::to_string(serverPeer->port()) +
+                  " ... Connected\nListen for GDB connection on port: " + std::to_string(listen) +
+                  " ... Connected\nLost connection to GDB Client\n",
+              testing::internal::GetCapturedStdout());
+    EXPECT_EQ(0, proxy.forgotten);
+    Logger::getInstance().setLogLevel(0);
+    Properties::getInstance().clear();
 }
 
 } // namespace

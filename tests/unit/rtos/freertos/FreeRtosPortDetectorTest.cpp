@@ -22,6 +22,10 @@ const std::vector<PortCase> kPortCases = {
     {"kernel/portable/GCC/ARM_CM4F/port.c", "ARM_CM4F", "port.c in portable/GCC/ARM_CM4F"},
     {"kernel/portable/GCC/ARM_CM4_MPU/port.c", "ARM_CM4_MPU", "port.c in portable/GCC/ARM_CM4_MPU"},
     {"kernel/portable/GCC/ARM_CM7/r0p1/port.c", "ARM_CM7", "port.c in portable/GCC/ARM_CM7/r0p1"},
+    {"kernel/portable/GCC/ARM_CM23/non_secure/port.c", "ARM_CM23",
+     "port.c in portable/GCC/ARM_CM23/non_secure"},
+    {"kernel/portable/GCC/ARM_CM23_NTZ/non_secure/port.c", "ARM_CM23_NTZ",
+     "port.c in portable/GCC/ARM_CM23_NTZ/non_secure"},
     {"kernel/portable/GCC/ARM_CM33/non_secure/port.c", "ARM_CM33",
      "port.c in portable/GCC/ARM_CM33/non_secure"},
     {"kernel/portable/GCC/ARM_CM33_NTZ/non_secure/port.c", "ARM_CM33_NTZ",
@@ -106,4 +110,151 @@ TEST(FreeRtosPortDetectorTest, ReadsCompileUnitNamesFromADump) {
     ASSERT_TRUE(detector.detect(variant));
     EXPECT_EQ("ARM_CM4F", variant);
     EXPECT_EQ("port.c in portable/GCC/ARM_CM4F", detector.signals());
+}
+
+struct ArchitectureCase {
+    std::string architecture;
+    bool floatingPoint;
+    std::vector<std::string> symbols;
+    std::string variant;
+    std::string signals;
+};
+
+// Without a port file: the attributes and the telling symbols of each port's build.
+const std::vector<ArchitectureCase> kArchitectureCases = {
+    {"v6-M", false, {}, "ARM_CM0", "no port file; architecture v6-M"},
+    {"v6S-M", false, {}, "ARM_CM0", "no port file; architecture v6S-M"},
+    {"v7-M", false, {"main"}, "ARM_CM3", "no port file; architecture v7-M"},
+    {"v7-M",
+     false,
+     {"vTaskAllocateMPURegions", "prvSetupMPU"},
+     "ARM_CM3_MPU",
+     "no port file; architecture v7-M; symbol prvSetupMPU; symbol vTaskAllocateMPURegions"},
+    {"v7E-M", true, {}, "ARM_CM4F", "no port file; architecture v7E-M with floating point"},
+    {"v7E-M",
+     true,
+     {"prvSetupMPU"},
+     "ARM_CM4_MPU",
+     "no port file; architecture v7E-M with floating point; symbol prvSetupMPU"},
+    {"v7E-M", false, {}, "ARM_CM3", "no port file; architecture v7E-M"},
+    {"v7E-M", false, {"prvSetupMPU"}, "ARM_CM3_MPU", "no port file; architecture v7E-M; symbol prvSetupMPU"},
+    {"v8-M baseline",
+     false,
+     {"xSecureContext"},
+     "ARM_CM23",
+     "no port file; architecture v8-M baseline; symbol xSecureContext"},
+    {"v8-M baseline", false, {}, "ARM_CM23_NTZ", "no port file; architecture v8-M baseline"},
+    {"v8-M mainline",
+     true,
+     {"xSecureContext", "prvSetupMPU"},
+     "ARM_CM33",
+     "no port file; architecture v8-M mainline with floating point; symbol xSecureContext; symbol "
+     "prvSetupMPU"},
+    {"v8-M mainline", false, {}, "ARM_CM33_NTZ", "no port file; architecture v8-M mainline"},
+    {"v8.1-M mainline",
+     true,
+     {"xSecureContext"},
+     "ARM_CM55",
+     "no port file; architecture v8.1-M mainline with floating point; symbol xSecureContext"},
+    {"v8.1-M mainline",
+     true,
+     {},
+     "ARM_CM55_NTZ",
+     "no port file; architecture v8.1-M mainline with floating point"},
+    {"v7-A", true, {}, "ARM_CA9", "no port file; architecture v7-A with floating point"},
+};
+
+TEST(FreeRtosPortDetectorTest, TheArchitectureAndTellingSymbolsPickThePortWithoutAPortFile) {
+    for (const ArchitectureCase& row : kArchitectureCases) {
+        SCOPED_TRACE(row.signals);
+        FreeRtosPortDetector detector;
+        detector.setArchitecture(row.architecture, row.floatingPoint);
+        detector.addSymbolNames(row.symbols);
+        std::string variant;
+        EXPECT_TRUE(detector.detect(variant));
+        EXPECT_EQ(row.variant, variant);
+        EXPECT_EQ(row.signals, detector.signals());
+        EXPECT_EQ(row.signals, detector.reason());
+    }
+}
+
+TEST(FreeRtosPortDetectorTest, AnArchitectureOfNoPortFails) {
+    FreeRtosPortDetector detector;
+    detector.setArchitecture("v7-R", true);
+    std::string variant = "unchanged";
+    EXPECT_FALSE(detector.detect(variant));
+    EXPECT_EQ("unchanged", variant);
+    EXPECT_EQ("no port file; architecture v7-R with floating point", detector.signals());
+}
+
+TEST(FreeRtosPortDetectorTest, APortFileWinsOverTheTellingSymbolsAndAgreesWithItsArchitecture) {
+    FreeRtosPortDetector detector;
+    detector.addCompileUnit("k/portable/GCC/ARM_CM7/r0p1/port.c");
+    detector.setArchitecture("v7E-M", true);
+    detector.addSymbolNames({"prvSetupMPU"});
+    std::string variant;
+    EXPECT_TRUE(detector.detect(variant));
+    EXPECT_EQ("ARM_CM7", variant);
+    EXPECT_EQ("port.c in portable/GCC/ARM_CM7/r0p1", detector.reason());
+    EXPECT_EQ(
+        "port.c in portable/GCC/ARM_CM7/r0p1; architecture v7E-M with floating point; symbol prvSetupMPU",
+        detector.signals());
+}
+
+TEST(FreeRtosPortDetectorTest, APortFileOfAnotherArchitectureDisagrees) {
+    FreeRtosPortDetector detector;
+    detector.addCompileUnit("k/portable/GCC/ARM_CM4F/port.c");
+    detector.setArchitecture("v6-M", false);
+    std::string variant = "unchanged";
+    EXPECT_FALSE(detector.detect(variant));
+    EXPECT_EQ("unchanged", variant);
+    EXPECT_EQ("port.c in portable/GCC/ARM_CM4F; architecture v6-M", detector.signals());
+}
+
+TEST(FreeRtosPortDetectorTest, TwoPortsFailWhateverTheArchitecture) {
+    FreeRtosPortDetector detector;
+    detector.addCompileUnit("k/portable/GCC/ARM_CM3/port.c");
+    detector.addCompileUnit("k/portable/GCC/ARM_CM4F/port.c");
+    detector.setArchitecture("v7E-M", true);
+    std::string variant;
+    EXPECT_FALSE(detector.detect(variant));
+}
+
+TEST(FreeRtosPortDetectorTest, AGivenVariantContradictsAPortFileOrAnArchitectureItCannotRunOn) {
+    struct Row {
+        const char* compileUnit;
+        const char* given;
+        bool contradicts;
+        const char* detected;
+    };
+    const Row rows[] = {
+        {"k/portable/GCC/ARM_CM4F/port.c", "ARM_CM3", true, "ARM_CM4F"},
+        {"k/portable/GCC/ARM_CM4F/port.c", "ARM_CM4F", false, "ARM_CM4F"},
+        // The architecture alone names ARM_CM4F, and the Cortex-M7 port runs there too.
+        {nullptr, "ARM_CM7", false, "ARM_CM4F"},
+        {nullptr, "ARM_CM0", true, "ARM_CM4F"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.given);
+        FreeRtosPortDetector detector;
+        if (row.compileUnit != nullptr) {
+            detector.addCompileUnit(row.compileUnit);
+        }
+        detector.setArchitecture("v7E-M", true);
+        std::string detected;
+        EXPECT_EQ(row.contradicts, detector.contradicts(row.given, detected));
+        EXPECT_EQ(row.detected, detected);
+    }
+}
+
+TEST(FreeRtosPortDetectorTest, NothingToDetectContradictsNothing) {
+    FreeRtosPortDetector detector;
+    std::string detected = "unchanged";
+    EXPECT_FALSE(detector.contradicts("ARM_CM3", detected));
+}
+
+TEST(FreeRtosPortDetectorTest, AnUnreadableElfFileAddsNoSignal) {
+    FreeRtosPortDetector detector;
+    detector.readElf("/nonexistent/program.elf");
+    EXPECT_EQ("no port file", detector.signals());
 }

@@ -152,8 +152,20 @@ TEST_F(FreeRtosRtosDriverIntegration, InitWithTheTargetKeepsAGivenVariant) {
     EXPECT_EQ(0u, kernel->memoryReads());
 }
 
-TEST_F(FreeRtosRtosDriverIntegration, InitWithTheTargetCannotDetectAPort) {
+TEST_F(FreeRtosRtosDriverIntegration, InitWithTheTargetDetectsThePortFromTheArchitecture) {
     load("freertos_snapshot.elf");
+    ASSERT_TRUE(driver->init());
+    ::testing::internal::CaptureStdout();
+    EXPECT_TRUE(driver->init(kernel->server()));
+    EXPECT_EQ("Detected rtos variant: ARM_CM4F (no port file; architecture v7E-M with floating point)\n",
+              ::testing::internal::GetCapturedStdout());
+    EXPECT_NE(nullptr, dynamic_cast<FreeRtosPortARMCM4F*>(driver->getPortDriver()));
+    EXPECT_EQ(0u, kernel->memoryReads());
+}
+
+TEST_F(FreeRtosRtosDriverIntegration, InitWithTheTargetCannotDetectAPortWithoutTheElfFile) {
+    load("freertos_snapshot.elf");
+    Properties::getInstance().addProperty("--file", "/nonexistent/program.elf");
     ASSERT_TRUE(driver->init());
     ::testing::internal::CaptureStdout();
     EXPECT_FALSE(driver->init(kernel->server()));
@@ -191,10 +203,42 @@ TEST_F(FreeRtosRtosDriverIntegration, InitWithTheTargetNamesTheSignalsOfTwoPorts
     addPortCompileUnit("k/portable/GCC/ARM_CM4F/port.c");
     ::testing::internal::CaptureStdout();
     EXPECT_FALSE(driver->init(kernel->server()));
+    EXPECT_EQ(
+        "Failure auto-detecting rtos variant. Option: --rtos_variant required.\n"
+        "Signals seen: port.c in portable/GCC/ARM_CM3; port.c in portable/GCC/ARM_CM4F; architecture v7E-M "
+        "with floating point\n",
+        ::testing::internal::GetCapturedStdout());
+    EXPECT_EQ(nullptr, driver->getPortDriver());
+}
+
+TEST_F(FreeRtosRtosDriverIntegration, APortFileTheArchitectureCannotRunFails) {
+    load("freertos_snapshot.elf");
+    addPortCompileUnit("k/portable/GCC/ARM_CM0/port.c");
+    ::testing::internal::CaptureStdout();
+    EXPECT_FALSE(driver->init(kernel->server()));
     EXPECT_EQ("Failure auto-detecting rtos variant. Option: --rtos_variant required.\n"
-              "Signals seen: port.c in portable/GCC/ARM_CM3; port.c in portable/GCC/ARM_CM4F\n",
+              "Signals seen: port.c in portable/GCC/ARM_CM0; architecture v7E-M with floating point\n",
               ::testing::internal::GetCapturedStdout());
     EXPECT_EQ(nullptr, driver->getPortDriver());
+}
+
+TEST_F(FreeRtosRtosDriverIntegration, AGivenVariantTheArchitectureCannotRunGetsAWarning) {
+    load("freertos_snapshot.elf", {{"--rtos_variant", "ARM_CM0"}});
+    ::testing::internal::CaptureStdout();
+    EXPECT_TRUE(driver->init());
+    EXPECT_EQ(
+        "Port driver loaded: ARM_CM0\n"
+        "Option --rtos_variant ARM_CM0 contradicts the program: ARM_CM4F (no port file; architecture v7E-M "
+        "with floating point)\n",
+        ::testing::internal::GetCapturedStdout());
+}
+
+TEST_F(FreeRtosRtosDriverIntegration, AGivenVariantTheArchitectureAllowsGetsNoWarning) {
+    // The architecture alone names ARM_CM4F; the Cortex-M7 port runs on it as well.
+    load("freertos_snapshot.elf", {{"--rtos_variant", "ARM_CM7"}});
+    ::testing::internal::CaptureStdout();
+    EXPECT_TRUE(driver->init());
+    EXPECT_EQ("Port driver loaded: ARM_CM7\n", ::testing::internal::GetCapturedStdout());
 }
 
 TEST_F(FreeRtosRtosDriverIntegration, GivenVariantWinsOverTheProgramWithAWarning) {

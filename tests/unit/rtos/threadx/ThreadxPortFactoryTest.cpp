@@ -2,6 +2,7 @@
 
 #include "KernelTarget.h"
 #include "ThreadxTestLog.h"
+#include "app/Properties.h"
 #include "rtos/threadx/ThreadxPortCortexA7.h"
 #include "rtos/threadx/ThreadxPortCortexM0.h"
 #include "rtos/threadx/ThreadxPortCortexM33M55M85.h"
@@ -172,9 +173,25 @@ TEST_F(ThreadxPortDetectionIntegration, UnreadableCpuidFails) {
     EXPECT_EQ(1u, kernel.memoryReads());
 }
 
-TEST(ThreadxPortDetectionAProfileIntegration, TheMProfileRegisterIsNotThere) {
+// The Cortex-A7 has no SCB: the program's architecture names its port, and the target is not read.
+TEST(ThreadxPortDetectionAProfileIntegration, TheArchitectureNamesTheCortexA7) {
     KernelTarget kernel("threadx_frames_ca7.elf", targetsim::Profile::A);
     ASSERT_TRUE(kernel.ok());
+    kernel.resetReads();
+    std::unique_ptr<IRtosPortDriver> port;
+    std::string log = threadxlog::capture(threadxlog::kAll,
+                                          [&] { port.reset(ThreadxPortFactory::create(kernel.server())); });
+    EXPECT_EQ(std::type_index(typeid(ThreadxPortCortexA7)), typeOf(port));
+    EXPECT_EQ(
+        "Detected rtos variant: cortex_a7 (architecture v7-A)\nThreadX, port driver created: cortex_a7\n",
+        log);
+    EXPECT_EQ(0u, kernel.memoryReads());
+}
+
+TEST(ThreadxPortDetectionAProfileIntegration, WithoutTheProgramTheMProfileRegisterIsNotThere) {
+    KernelTarget kernel("threadx_frames_ca7.elf", targetsim::Profile::A);
+    ASSERT_TRUE(kernel.ok());
+    Properties::getInstance().addProperty("--file", "/nonexistent/program.elf");
     std::unique_ptr<IRtosPortDriver> port;
     std::string log = threadxlog::capture(threadxlog::kAll,
                                           [&] { port.reset(ThreadxPortFactory::create(kernel.server())); });
