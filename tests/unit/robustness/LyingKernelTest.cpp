@@ -118,6 +118,35 @@ TEST_F(LyingFreertosIntegration, CountOfFourBillionEndsAtANullLink) {
     EXPECT_EQ(kLostGdb, session.log());
 }
 
+// A count of four billion over list items whose links never repeat (each word of the RAM from base on holds
+// its own address, so that each item's link is the next item, four bytes on), on a target that never refuses
+// a read: the walk stops after 10,000 items with one warning, whatever the count says; GDB still gets its
+// stop reply.
+TEST_F(LyingFreertosIntegration, CountOfFourBillionOverLinksThatNeverRepeatStopsAtTheHardCap) {
+    ASSERT_TRUE(session.ready());
+    unsigned plainReads = 0;
+    baseline(plainReads);
+    const std::uint32_t base = 0x20020000;
+    for (std::uint32_t word = base; word < base + 4 * 10100; word += 4) {
+        target.writeWord(word, word);
+    }
+    const std::uint32_t list = session.address("xDelayedTaskList2");
+    target.writeWord(list, 0xffffffffu);
+    target.writeWord(KernelSession::member("xLIST", list, "xListEnd") + 4, base);
+    unsigned before = target.memoryReads();
+    session.server().sendPacket("T05thread:1;");
+    // Seconds, not the two a plain stop may take.
+    EXPECT_EQ(runningStop(), session.gdb().nextPayload(60000));
+    const unsigned reads = target.memoryReads() - before;
+    // Six reads an item, 10,000 items in place of the list's two tasks.
+    EXPECT_EQ(plainReads - 2u * 6u + 10000u * 6u, reads);
+    EXPECT_TRUE(session.finish());
+    EXPECT_EQ("Walk of the list at " + StringUtil::to_string(list, 16, 8) + " cut short at " +
+                  StringUtil::to_string(base + 4 * 10000, 16, 8) + ": more links than the list can hold.\n" +
+                  kLostGdb,
+              session.log());
+}
+
 // A top priority beyond the ready lists the program has (seven, from the bound of pxReadyTasksLists in the
 // debug information) is cut to them, with one warning: no read more than the plain walk, whether the word
 // says 5,000 or four billion.
@@ -287,7 +316,9 @@ TEST(LyingThreadxIntegration, CountOfFourBillionOverARingThatNeverRepeatsStopsAt
     target.writeWord(session.address("_tx_thread_created_ptr"), base);
     target.writeWord(session.address("_tx_thread_created_count"), 0xffffffffu);
     before = target.memoryReads();
-    EXPECT_EQ("T05thread:" + hexId(base) + ";", session.stop("T05thread:1;"));
+    session.server().sendPacket("T05thread:1;");
+    // Seconds, not the two a plain stop may take.
+    EXPECT_EQ("T05thread:" + hexId(base) + ";", session.gdb().nextPayload(60000));
     EXPECT_EQ(plainReads + 4u * 9999u, target.memoryReads() - before);
     std::string ids = "m" + hexId(base);
     for (std::uint32_t i = 1; i < 10000; ++i) {
