@@ -12,6 +12,9 @@ namespace {
 const char* const kBlanksAndTabs = " \t";
 const char* const kHostAlias = "PROXY_RSPSERVER_HOST";
 const char* const kPortAlias = "PROXY_RSPSERVER_PORT";
+const char* const kDigits = "0123456789";
+const std::string::size_type kLongestPort = 5;
+const unsigned long kHighestPort = 65535;
 
 const std::map<std::string, std::string>& aliases() {
     static const std::map<std::string, std::string> table = {
@@ -144,12 +147,39 @@ bool Properties::getProperty(const std::string& key, unsigned int& value) {
     return RspUtil::toUINT32(text, 10, value);
 }
 
-bool Properties::getProperty(const std::string& key, unsigned short& value) {
-    unsigned int wide = 0;
-    if (!getProperty(key, wide)) {
+bool Properties::getPort(const std::string& key, unsigned short& port) {
+    std::string text;
+    return !getProperty(key, text) || parsePort(text, port);
+}
+
+bool Properties::parsePort(const std::string& text, unsigned short& port) {
+    if (text.empty() || text.size() > kLongestPort || text.find_first_not_of(kDigits) != std::string::npos) {
         return false;
     }
-    value = static_cast<unsigned short>(wide);
+    unsigned long value = std::stoul(text);
+    if (value < 1 || value > kHighestPort) {
+        return false;
+    }
+    port = static_cast<unsigned short>(value);
+    return true;
+}
+
+bool Properties::parseHostPort(const std::string& text, std::string& host, unsigned short& port) {
+    std::string::size_type colon = text.rfind(':');
+    if (colon == std::string::npos) {
+        return false;
+    }
+    std::string name = text.substr(0, colon);
+    // An IPv6 address has colons of its own: only in brackets is its end told from the port's start.
+    if (name.size() >= 2 && name.front() == '[' && name.back() == ']') {
+        name = name.substr(1, name.size() - 2);
+    } else if (name.find_first_of(":[]") != std::string::npos) {
+        return false;
+    }
+    if (!parsePort(text.substr(colon + 1), port)) {
+        return false;
+    }
+    host = name;
     return true;
 }
 

@@ -22,11 +22,17 @@ public:
     bool getProperty(const std::string& key, std::string& value);
     // True only if set and the whole text is a decimal number.
     bool getProperty(const std::string& key, unsigned int& value);
-    // The unsigned form, cut to the low 16 bits.
-    bool getProperty(const std::string& key, unsigned short& value);
+    // A TCP port: true with port set if the option is a port, true with port untouched if it is not set,
+    // false if it is set to anything else.
+    bool getPort(const std::string& key, unsigned short& port);
     // True if set; value is whether the text is exactly "true".
     bool getProperty(const std::string& key, bool& value);
     std::vector<std::string>& getServerArgs() { return serverArgs; }
+
+    // A decimal number from 1 to 65535 and nothing else; a port outside that range is none the user meant.
+    static bool parsePort(const std::string& text, unsigned short& port);
+    // "HOST:PORT", "[IPV6 ADDRESS]:PORT" or ":PORT" (host empty); false for another shape or no port.
+    static bool parseHostPort(const std::string& text, std::string& host, unsigned short& port);
     void print();
 
     // Empties the store; lets tests start from a clean process state.

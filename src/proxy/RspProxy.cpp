@@ -2,12 +2,9 @@
 
 #include "app/Logger.h"
 #include "app/Properties.h"
-#include "app/StringUtil.h"
 #include "rsp/ClientSocket.h"
 #include "rsp/RspClient.h"
 #include "rsp/ServerSocket.h"
-
-#include <arpa/inet.h>
 
 #include <memory>
 #include <utility>
@@ -19,7 +16,6 @@ const char* const kDefaultHost = "127.0.0.1";
 const unsigned short kDefaultServerPort = 61234;
 const unsigned short kDefaultListenPort = 60000;
 const unsigned int kDefaultConnectTimeout = 15;
-const unsigned long kHighestPort = 65535;
 
 } // namespace
 
@@ -30,8 +26,11 @@ bool RspProxy::init() {
     }
     bool result = readServerConnection();
     result = readListenAddress() && result;
-    if (!properties.getProperty("--port", listenPort)) {
-        listenPort = kDefaultListenPort;
+    listenPort = kDefaultListenPort;
+    if (!properties.getPort("--port", listenPort)) {
+        Logger::getInstance().log(Logger::LOG_ERROR, "init", "Invalid format: %s <portnumber 1-65535>\n",
+                                  "--port");
+        result = false;
     }
     if (!properties.getProperty("--gdbserver_connect_timeout", connectTimeout)) {
         connectTimeout = kDefaultConnectTimeout;
@@ -52,20 +51,10 @@ bool RspProxy::readServerConnection() {
         serverPort = kDefaultServerPort;
         return true;
     }
-    std::vector<std::string> pieces = StringUtil::split(connection, ':');
-    bool valid = pieces.size() == 2;
+    std::string host;
+    bool valid = Properties::parseHostPort(connection, host, serverPort);
     if (valid) {
-        serverHost = pieces[0].empty() ? kDefaultHost : pieces[0];
-        try {
-            // stoul stops at the first non-digit, so "3333x" passes as 3333.
-            unsigned long port = std::stoul(pieces[1], nullptr, 10);
-            valid = port <= kHighestPort;
-            if (valid) {
-                serverPort = static_cast<unsigned short>(port);
-            }
-        } catch (...) {
-            valid = false;
-        }
+        serverHost = host.empty() ? kDefaultHost : host;
     }
     if (!valid) {
         Logger::getInstance().log(Logger::LOG_ERROR, "init", "Invalid format: %s <hostname/ip:portnumber>\n",
@@ -79,11 +68,10 @@ bool RspProxy::readListenAddress() {
         listenAddress = ServerSocket::kLoopbackAddress;
         return true;
     }
-    in_addr parsed{};
-    if (inet_pton(AF_INET, listenAddress.c_str(), &parsed) == 1) {
+    if (ServerSocket::resolves(listenAddress)) {
         return true;
     }
-    Logger::getInstance().log(Logger::LOG_ERROR, "init", "Invalid format: %s <ip address>\n",
+    Logger::getInstance().log(Logger::LOG_ERROR, "init", "Invalid format: %s <hostname/ip address>\n",
                               "--listen_address");
     listenAddress = ServerSocket::kLoopbackAddress;
     return false;

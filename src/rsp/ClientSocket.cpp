@@ -2,12 +2,13 @@
 
 #include "app/Logger.h"
 
-#include <arpa/inet.h>
 #include <cerrno>
 #include <chrono>
 #include <fcntl.h>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <string>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <thread>
@@ -17,6 +18,7 @@ namespace {
 
 const unsigned int kAttemptSeconds = 2;
 const int kRetryPauseMilliseconds = 2000;
+const char* const kBlanks = " \t\r\n";
 
 // FD_SET on a descriptor beyond the fixed set size would write past the set.
 bool fitsSelect(int descriptor) {
@@ -57,15 +59,35 @@ void ClientSocket::closeSocket() {
 
 int ClientSocket::connect(unsigned int timeoutSeconds) {
     closeSocket();
-    socket = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+    addrinfo hints{};
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM;
+    hints.ai_flags = AI_NUMERICSERV;
+    // Up to the first blank, as an address always was read: an options file written on another system
+    // leaves a carriage return behind the host.
+    std::string name = host.substr(0, host.find_first_of(kBlanks));
+    addrinfo* found = nullptr;
+    if (getaddrinfo(name.c_str(), std::to_string(port).c_str(), &hints, &found) != 0) {
+        logConnect("Failed resolving host\n");
+        return CONNECT_FAILED;
+    }
+    // A name may stand for several addresses ("localhost": ::1 and 127.0.0.1), and a server often listens
+    // on one of them only.
+    int result = CONNECT_FAILED;
+    for (addrinfo* candidate = found; candidate != nullptr && result != CONNECT_OK;
+         candidate = candidate->ai_next) {
+        result = connectTo(*candidate, timeoutSeconds);
+    }
+    freeaddrinfo(found);
+    return result;
+}
+
+int ClientSocket::connectTo(const addrinfo& address, unsigned int timeoutSeconds) {
+    socket = ::socket(address.ai_family, address.ai_socktype, address.ai_protocol);
     if (socket < 0) {
         logConnect("Failed creating socket\n");
         return CONNECT_FAILED;
     }
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = inet_addr(host.c_str());
 
     int result = CONNECT_OK;
     int flags = fcntl(socket, F_GETFL, 0);
@@ -78,7 +100,7 @@ int ClientSocket::connect(unsigned int timeoutSeconds) {
     }
 
     if (result == CONNECT_OK) {
-        if (::connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0) {
+        if (::connect(socket, address.ai_addr, address.ai_addrlen) == 0) {
             logConnect("Connected\n");
         } else if (errno == EINPROGRESS) {
             result = waitConnected(timeoutSeconds);

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+struct addrinfo;
+
 // One connected TCP stream: dialled towards the GDB server, or accepted from GDB.
 class ClientSocket {
 public:
@@ -12,7 +14,8 @@ public:
     // Waits for ever in the static waitData.
     static constexpr unsigned int kWaitForever = 0xFFFFFFFFu;
 
-    // Holds the peer address (dotted IPv4, never looked up); no socket exists until connect.
+    // Holds the peer's host name or IPv4 or IPv6 address, resolved at each connect; no socket exists until
+    // connect.
     ClientSocket(std::string newHost, unsigned short newPort);
     // Wraps an accepted descriptor, which this object then closes.
     explicit ClientSocket(int newSocket);
@@ -21,7 +24,8 @@ public:
     ClientSocket& operator=(const ClientSocket&) = delete;
 
     int getSocket() const { return socket; }
-    // One attempt: 0 connected, 1 failed, 2 timed out (0 seconds waits for ever).
+    // One attempt at each address of the host until one connects: 0 connected, 1 failed (also for a host
+    // that cannot be resolved), 2 timed out (0 seconds waits for ever).
     int connect(unsigned int timeoutSeconds);
     // Attempts in steps of two seconds until the budget is spent; true if connected.
     bool tryConnect(unsigned int timeoutSeconds);
@@ -37,6 +41,8 @@ public:
 
 private:
     void closeSocket();
+    // One attempt at one address of the host.
+    int connectTo(const addrinfo& address, unsigned int timeoutSeconds);
     // The second half of a non-blocking connect: waits until writable and reads SO_ERROR.
     int waitConnected(unsigned int timeoutSeconds);
 

@@ -2,8 +2,9 @@
 
 #include "rsp/ClientSocket.h"
 
-#include <arpa/inet.h>
+#include <netdb.h>
 #include <netinet/in.h>
+#include <string>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -18,23 +19,28 @@ const char* const ServerSocket::kLoopbackAddress = "127.0.0.1";
 
 ServerSocket::ServerSocket(unsigned short newPort, const std::string& address)
     : port(newPort), socket(-1), stopped(false) {
-    in_addr bound{};
-    if (inet_pton(AF_INET, address.c_str(), &bound) != 1) {
+    addrinfo* found = resolve(address, port);
+    if (found == nullptr) {
         throw "BIND_ERR";
     }
-    socket = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+    // A name may stand for several addresses ("localhost": ::1 and 127.0.0.1); the first that binds wins.
+    const char* failure = "BIND_ERR";
+    for (addrinfo* candidate = found; candidate != nullptr && socket < 0; candidate = candidate->ai_next) {
+        socket = ::socket(candidate->ai_family, candidate->ai_socktype, candidate->ai_protocol);
+        if (socket < 0) {
+            failure = "SOCKET_ERR";
+            continue;
+        }
+        int reuse = 1;
+        setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof(reuse));
+        if (bind(socket, candidate->ai_addr, candidate->ai_addrlen) != 0) {
+            failure = "BIND_ERR";
+            cleanup();
+        }
+    }
+    freeaddrinfo(found);
     if (socket < 0) {
-        throw "SOCKET_ERR";
-    }
-    int reuse = 1;
-    setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof(reuse));
-    sockaddr_in socketAddress{};
-    socketAddress.sin_family = AF_INET;
-    socketAddress.sin_addr = bound;
-    socketAddress.sin_port = htons(port);
-    if (bind(socket, reinterpret_cast<sockaddr*>(&socketAddress), sizeof(socketAddress)) != 0) {
-        cleanup();
-        throw "BIND_ERR";
+        throw failure;
     }
     if (listen(socket, 1) != 0) {
         cleanup();
@@ -46,6 +52,27 @@ ServerSocket::~ServerSocket() {
     cleanup();
 }
 
+addrinfo* ServerSocket::resolve(const std::string& address, unsigned short port) {
+    addrinfo hints{};
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM;
+    hints.ai_flags = AI_PASSIVE | AI_NUMERICSERV;
+    addrinfo* found = nullptr;
+    if (address.empty() || getaddrinfo(address.c_str(), std::to_string(port).c_str(), &hints, &found) != 0) {
+        return nullptr;
+    }
+    return found;
+}
+
+bool ServerSocket::resolves(const std::string& address) {
+    addrinfo* found = resolve(address, 0);
+    if (found == nullptr) {
+        return false;
+    }
+    freeaddrinfo(found);
+    return true;
+}
+
 void ServerSocket::cleanup() {
     if (socket >= 0) {
         ::close(socket);
@@ -54,20 +81,24 @@ void ServerSocket::cleanup() {
 }
 
 unsigned short ServerSocket::getPort() const {
-    sockaddr_in address{};
-    socklen_t size = sizeof(address);
-    if (getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+    sockaddr_storage bound{};
+    socklen_t size = sizeof(bound);
+    char service[NI_MAXSERV] = {};
+    if (getsockname(socket, reinterpret_cast<sockaddr*>(&bound), &size) != 0 ||
+        getnameinfo(reinterpret_cast<sockaddr*>(&bound), size, nullptr, 0, service, sizeof(service),
+                    NI_NUMERICSERV) != 0) {
         return port;
     }
-    return ntohs(address.sin_port);
+    return static_cast<unsigned short>(std::stoul(service));
 }
 
 std::string ServerSocket::getAddress() const {
-    sockaddr_in bound{};
+    sockaddr_storage bound{};
     socklen_t size = sizeof(bound);
-    char text[INET_ADDRSTRLEN] = {};
+    char text[NI_MAXHOST] = {};
     if (getsockname(socket, reinterpret_cast<sockaddr*>(&bound), &size) != 0 ||
-        inet_ntop(AF_INET, &bound.sin_addr, text, sizeof(text)) == nullptr) {
+        getnameinfo(reinterpret_cast<sockaddr*>(&bound), size, text, sizeof(text), nullptr, 0,
+                    NI_NUMERICHOST) != 0) {
         return "";
     }
     return text;

@@ -1,5 +1,6 @@
 #include "rtos/KernelInfoNode.h"
 
+#include <cstdio>
 #include <iomanip>
 #include <sstream>
 #include <utility>
@@ -17,6 +18,26 @@ int cellWidth(const std::string& cellLabel, const std::vector<TableColumn>& colu
         }
     }
     return kUnknownColumnWidth;
+}
+
+// A JSON string of text: kernel object names are whatever bytes the target holds, and a quote, a backslash
+// or a control character in one must not end the string or break the document.
+std::string jsonString(const std::string& text) {
+    std::string quoted = "\"";
+    for (char character : text) {
+        auto byte = static_cast<unsigned char>(character);
+        if (character == '"' || character == '\\') {
+            quoted += '\\';
+            quoted += character;
+        } else if (byte < 0x20) {
+            char escaped[8];
+            std::snprintf(escaped, sizeof(escaped), "\\u%04x", byte);
+            quoted += escaped;
+        } else {
+            quoted += character;
+        }
+    }
+    return quoted + "\"";
 }
 
 // setw below fills every field to its width, the last one too, and never cuts a longer text.
@@ -115,9 +136,9 @@ std::string KernelInfoNode::toStringTree(const KernelInfoNode& node, unsigned in
 }
 
 std::string KernelInfoNode::toStringJson(const KernelInfoNode& node, bool last) {
-    std::string text = "{\"label\":\"" + node.label + "\",";
+    std::string text = "{\"label\":" + jsonString(node.label) + ",";
     if (node.childNodes.empty()) {
-        text += "\"value\":\"" + node.value + "\"";
+        text += "\"value\":" + jsonString(node.value);
     } else {
         text += "\"value\":[";
         for (std::size_t i = 0; i < node.childNodes.size(); ++i) {

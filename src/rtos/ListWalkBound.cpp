@@ -2,10 +2,11 @@
 
 #include "app/Logger.h"
 
+#include <algorithm>
 #include <utility>
 
 ListWalkBound::ListWalkBound(std::string newListName, std::uint64_t newLimit)
-    : listName(std::move(newListName)), limit(newLimit) {}
+    : listName(std::move(newListName)), limit(std::min(newLimit, kMaxLinks)) {}
 
 bool ListWalkBound::admit(unsigned int link) {
     if (cut) {

@@ -10,7 +10,11 @@
 // counts are garbage; such a walk must cost bounded reads and memory, and show what it read up to the cut.
 class ListWalkBound {
 public:
-    // listName names the list in the warning; limit is the most links the walk may take.
+    // The most links any walk takes, whatever count the kernel claims: real lists stay far below, and a
+    // count of four billion over links that never repeat must still leave reads and memory bounded.
+    static constexpr std::uint64_t kMaxLinks = 10000;
+
+    // listName names the list in the warning; limit is the most links the walk may take, kMaxLinks if more.
     ListWalkBound(std::string newListName, std::uint64_t newLimit);
 
     // True if the walk may go on to link. False once link was seen before or limit links were taken; the

@@ -57,7 +57,13 @@ void readEveryOption() {
         bool flag = false;
         properties.getProperty(option, text);
         properties.getProperty(option, number);
-        properties.getProperty(option, port);
+        if (properties.getPort(option, port) && properties.getProperty(option, text)) {
+            fuzzRequire(port >= 1, "a port read is never 0");
+        }
+        std::string host;
+        if (Properties::parseHostPort(text, host, port)) {
+            fuzzRequire(port >= 1 && text.size() > host.size(), "a host and port read have a port");
+        }
         properties.getProperty(option, flag);
     }
     Logger::getInstance().init();
@@ -65,6 +71,7 @@ void readEveryOption() {
     OptionsProxy proxy;
     proxy.init();
     fuzzRequire(!proxy.getServerHost().empty(), "a server host always stands");
+    fuzzRequire(proxy.getListenPort() != 0, "GDB is never awaited on a port the kernel picks");
     RtosDriverInfo row;
     FreeRtosRtosDriver freertos(row);
     std::string variant;

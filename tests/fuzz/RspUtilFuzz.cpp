@@ -1,5 +1,7 @@
-// Every parser of RspUtil on the same text, and the builders whose output a parser must read back.
+// Every parser of RspUtil on the same text, the builders whose output a parser must read back, and the
+// escaping that keeps kernel object names from breaking a frame or the thread list document.
 #include "FuzzCheck.h"
+#include "app/StringUtil.h"
 #include "rsp/RspUtil.h"
 #include "target/Register.h"
 #include "target/TargetThread.h"
@@ -7,6 +9,7 @@
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -79,6 +82,57 @@ void parseAll(const std::string& text) {
     }
 }
 
+// What GDB makes of binary data: '}' and the next byte XOR 0x20 are that byte.
+std::string unescapeBinary(const std::string& escaped) {
+    std::string data;
+    for (std::size_t i = 0; i < escaped.size(); ++i) {
+        data +=
+            escaped[i] == '}' && i + 1 < escaped.size() ? static_cast<char>(escaped[++i] ^ 0x20) : escaped[i];
+    }
+    return data;
+}
+
+// What an XML reader makes of the five entities; anything else that starts with '&' is left as it is,
+// and breaks the property below.
+std::string unescapeXml(const std::string& escaped) {
+    static const char* const kEntities[][2] = {
+        {"&amp;", "&"}, {"&lt;", "<"}, {"&gt;", ">"}, {"&quot;", "\""}, {"&apos;", "'"}};
+    std::string text;
+    for (std::size_t i = 0; i < escaped.size();) {
+        bool replaced = false;
+        for (const auto& entity : kEntities) {
+            std::size_t length = std::strlen(entity[0]);
+            if (escaped.compare(i, length, entity[0]) == 0) {
+                text += entity[1];
+                i += length;
+                replaced = true;
+                break;
+            }
+        }
+        if (!replaced) {
+            text += escaped[i++];
+        }
+    }
+    return text;
+}
+
+void escapeAndReadBack(const std::string& text) {
+    std::string binary = RspUtil::escapeBinary(text);
+    fuzzRequire(binary.find_first_of("#$*") == std::string::npos, "no frame byte stays in binary data");
+    for (std::size_t at = binary.find('}'); at != std::string::npos; at = binary.find('}', at + 2)) {
+        fuzzRequire(at + 1 < binary.size() &&
+                        std::string("\x03\x04\x0a]").find(binary[at + 1]) != std::string::npos,
+                    "each '}' escapes one of the four frame bytes");
+    }
+    fuzzRequire(unescapeBinary(binary) == text, "binary data reads back");
+    fuzzRequire(RspUtil::createReply_qXferthreadsread(text) == "l" + binary,
+                "the document is one last chunk");
+
+    std::string xml = StringUtil::escapeXml(text);
+    fuzzRequire(xml.find_first_of("<>\"'") == std::string::npos, "no markup byte stays in escaped text");
+    fuzzRequire(unescapeXml(xml) == text, "escaped text reads back");
+}
+
 void buildAndReadBack(FuzzedDataProvider& input) {
     unsigned int thread = input.ConsumeIntegral<unsigned int>();
     unsigned int signal = input.ConsumeIntegralInRange<unsigned int>(0, 0xff);
@@ -131,6 +185,7 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     parseAll(std::string(reinterpret_cast<const char*>(data), size));
+    escapeAndReadBack(std::string(reinterpret_cast<const char*>(data), size));
     FuzzedDataProvider input(data, size);
     buildAndReadBack(input);
     return 0;

@@ -121,6 +121,7 @@ def text_seeds():
         "T": "T20000810", "extra": "qThreadExtraInfo,20000a40", "xfer_threads": "qXfer:threads:read::0,fff",
         "xfer_xml": "qXfer:features:read:target.xml:3ff,3ff", "rcmd": "qRcmd,72746f73202d6d207374617465",
         "m_reply": "78563412a5a5a5a5", "error": "E01", "annex": "l<target><feature/></target>",
+        "hostile_name": "a#b<c>\"d$}*&'back\\slash{\"k\":[1]}&amp;}]",
     }
     for name, text in payloads.items():
         write("rsp_util", name, text.encode())
@@ -140,6 +141,7 @@ def text_seeds():
         "connection": "--server_connection\n:3333\n--gdbserver_connect_timeout\n-1",
         "driver": "# comment\n\t--rtos\t\n freertos \n--rtos_variant\nARM_CM4F\n--opt_task_sel\ntrue\n--loglevel\n8\r",
         "bad_connection": "--server_connection\n10.0.0.1:3333:1\n--bypass\ntrue\n--port=2000\nPROXY_PORT=2000",
+        "names": "--server_connection\n[::1]:3333\n--listen_address\nlocalhost\n--port\n65536",
     }
     for name, text in options.items():
         write("options", name, text.encode())

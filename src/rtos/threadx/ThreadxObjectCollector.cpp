@@ -20,10 +20,13 @@ struct Field {
     ValueKind kind;
     // The member lies in the timer record embedded in the object, not in the object itself.
     bool internal;
+    // Of a suspension list: the member that counts its threads.
+    const char* countMember = nullptr;
 };
 
 struct ObjectList {
     const char* headSymbol;
+    const char* countSymbol;
     const char* structure;
     const char* objectLabel;
     const char* nextMember;
@@ -36,6 +39,7 @@ struct ObjectList {
 // By Kind.
 const ObjectList kObjectLists[] = {
     {"_tx_semaphore_created_ptr",
+     "_tx_semaphore_created_count",
      "TX_SEMAPHORE_STRUCT",
      "Semaphore",
      "tx_semaphore_created_next",
@@ -43,8 +47,10 @@ const ObjectList kObjectLists[] = {
      nullptr,
      {{"Name", "tx_semaphore_name", ValueKind::NAME, false},
       {"Count", "tx_semaphore_count", ValueKind::DECIMAL, false},
-      {"Suspended", "tx_semaphore_suspension_list", ValueKind::SUSPENDED_THREADS, false}}},
+      {"Suspended", "tx_semaphore_suspension_list", ValueKind::SUSPENDED_THREADS, false,
+       "tx_semaphore_suspended_count"}}},
     {"_tx_mutex_created_ptr",
+     "_tx_mutex_created_count",
      "TX_MUTEX_STRUCT",
      "Mutex",
      "tx_mutex_created_next",
@@ -53,8 +59,10 @@ const ObjectList kObjectLists[] = {
      {{"Name", "tx_mutex_name", ValueKind::NAME, false},
       {"Owner", "tx_mutex_owner", ValueKind::OWNER_NAME, false},
       {"Owner count", "tx_mutex_ownership_count", ValueKind::DECIMAL, false},
-      {"Suspended", "tx_mutex_suspension_list", ValueKind::SUSPENDED_THREADS, false}}},
+      {"Suspended", "tx_mutex_suspension_list", ValueKind::SUSPENDED_THREADS, false,
+       "tx_mutex_suspended_count"}}},
     {"_tx_timer_created_ptr",
+     "_tx_timer_created_count",
      "TX_TIMER_STRUCT",
      "Timer",
      "tx_timer_created_next",
@@ -65,6 +73,7 @@ const ObjectList kObjectLists[] = {
       {"Re init", "tx_timer_internal_re_initialize_ticks", ValueKind::DECIMAL, true},
       {"Function", "tx_timer_internal_timeout_function", ValueKind::HEX, true}}},
     {"_tx_queue_created_ptr",
+     "_tx_queue_created_count",
      "TX_QUEUE_STRUCT",
      "Queue",
      "tx_queue_created_next",
@@ -74,8 +83,10 @@ const ObjectList kObjectLists[] = {
       {"Message size", "tx_queue_message_size", ValueKind::DECIMAL, false},
       {"Capacity", "tx_queue_capacity", ValueKind::DECIMAL, false},
       {"Used", "tx_queue_enqueued", ValueKind::DECIMAL, false},
-      {"Suspended", "tx_queue_suspension_list", ValueKind::SUSPENDED_THREADS, false}}},
+      {"Suspended", "tx_queue_suspension_list", ValueKind::SUSPENDED_THREADS, false,
+       "tx_queue_suspended_count"}}},
     {"_tx_event_flags_created_ptr",
+     "_tx_event_flags_created_count",
      "TX_EVENT_FLAGS_GROUP_STRUCT",
      "EventFlag",
      "tx_event_flags_group_created_next",
@@ -83,8 +94,10 @@ const ObjectList kObjectLists[] = {
      nullptr,
      {{"Name", "tx_event_flags_group_name", ValueKind::NAME, false},
       {"Flags", "tx_event_flags_group_current", ValueKind::HEX8, false},
-      {"Suspended", "tx_event_flags_group_suspension_list", ValueKind::SUSPENDED_THREADS, false}}},
+      {"Suspended", "tx_event_flags_group_suspension_list", ValueKind::SUSPENDED_THREADS, false,
+       "tx_event_flags_group_suspended_count"}}},
     {"_tx_block_pool_created_ptr",
+     "_tx_block_pool_created_count",
      "TX_BLOCK_POOL_STRUCT",
      "Memory block pool",
      "tx_block_pool_created_next",
@@ -96,8 +109,10 @@ const ObjectList kObjectLists[] = {
       {"Total", "tx_block_pool_total", ValueKind::DECIMAL, false},
       {"Pool size", "tx_block_pool_size", ValueKind::DECIMAL, false},
       {"Block size", "tx_block_pool_block_size", ValueKind::DECIMAL, false},
-      {"Suspended", "tx_block_pool_suspension_list", ValueKind::SUSPENDED_THREADS, false}}},
+      {"Suspended", "tx_block_pool_suspension_list", ValueKind::SUSPENDED_THREADS, false,
+       "tx_block_pool_suspended_count"}}},
     {"_tx_byte_pool_created_ptr",
+     "_tx_byte_pool_created_count",
      "TX_BYTE_POOL_STRUCT",
      "Memory byte pool",
      "tx_byte_pool_created_next",
@@ -108,7 +123,8 @@ const ObjectList kObjectLists[] = {
       {"Available", "tx_byte_pool_available", ValueKind::DECIMAL, false},
       {"Size", "tx_byte_pool_size", ValueKind::DECIMAL, false},
       {"Fragments", "tx_byte_pool_fragments", ValueKind::DECIMAL, false},
-      {"Suspended", "tx_byte_pool_suspension_list", ValueKind::SUSPENDED_THREADS, false}}},
+      {"Suspended", "tx_byte_pool_suspension_list", ValueKind::SUSPENDED_THREADS, false,
+       "tx_byte_pool_suspended_count"}}},
 };
 
 const char* const kThreadStruct = "TX_THREAD_STRUCT";
@@ -143,8 +159,13 @@ std::string fieldValue(ThreadxRtosDriver& driver, RspClient& server, StructInfo&
         break;
     }
     case ValueKind::SUSPENDED_THREADS: {
+        if (word == 0) {
+            break;
+        }
+        unsigned int count = 0;
+        bool counted = ThreadxReader::readMember(server, object, field.countMember, count);
         std::vector<std::string> names;
-        if (word != 0 && driver.resolveSuspensionList(server, word, names)) {
+        if (driver.resolveSuspensionList(server, word, ThreadxRtosDriver::ringLimit(counted, count), names)) {
             text = StringUtil::to_string(names, kNameSeparator);
         }
         break;
@@ -169,8 +190,11 @@ bool ThreadxObjectCollector::collect(ThreadxRtosDriver& driver, RspClient& serve
     if (!ThreadxReader::readSymbol(server, list.headSymbol, head)) {
         return false;
     }
-    // Circular like the thread list, and cut the same way at an object seen before.
-    ListWalkBound bound(std::string("the created list ") + list.headSymbol, ThreadxRtosDriver::kMaxRingLinks);
+    // Circular like the thread list, and cut the same way at an object seen before or past the count.
+    unsigned int count = 0;
+    bool counted = head != 0 && ThreadxReader::readSymbol(server, list.countSymbol, count);
+    ListWalkBound bound(std::string("the created list ") + list.headSymbol,
+                        ThreadxRtosDriver::ringLimit(counted, count));
     unsigned int current = head;
     while (current != 0 && bound.admit(current)) {
         StructInfo object;

@@ -26,13 +26,16 @@ const std::string kVariantOption = "--rtos_variant";
 const std::string kSystemState = "_tx_thread_system_state";
 const std::string kCurrentThread = "_tx_thread_current_ptr";
 const std::string kCreatedThreads = "_tx_thread_created_ptr";
+const std::string kCreatedThreadCount = "_tx_thread_created_count";
 const std::string kThreadStruct = "TX_THREAD_STRUCT";
 
-const std::vector<std::string> kSymbols = {"_tx_thread_current_ptr",     "_tx_thread_created_ptr",
-                                           "_tx_thread_system_state",    "_tx_semaphore_created_ptr",
-                                           "_tx_mutex_created_ptr",      "_tx_timer_created_ptr",
-                                           "_tx_queue_created_ptr",      "_tx_event_flags_created_ptr",
-                                           "_tx_block_pool_created_ptr", "_tx_byte_pool_created_ptr"};
+const std::vector<std::string> kSymbols = {
+    "_tx_thread_current_ptr",        "_tx_thread_created_ptr",       "_tx_thread_system_state",
+    "_tx_semaphore_created_ptr",     "_tx_mutex_created_ptr",        "_tx_timer_created_ptr",
+    "_tx_queue_created_ptr",         "_tx_event_flags_created_ptr",  "_tx_block_pool_created_ptr",
+    "_tx_byte_pool_created_ptr",     "_tx_thread_created_count",     "_tx_semaphore_created_count",
+    "_tx_mutex_created_count",       "_tx_timer_created_count",      "_tx_queue_created_count",
+    "_tx_event_flags_created_count", "_tx_block_pool_created_count", "_tx_byte_pool_created_count"};
 
 const std::vector<std::string> kStructures = {
     "TX_THREAD_STRUCT",         "TX_MUTEX_STRUCT", "TX_SEMAPHORE_STRUCT",         "TX_TIMER_STRUCT",
@@ -130,6 +133,10 @@ bool variantOption(std::string& value) {
 ThreadxRtosDriver::ThreadxRtosDriver(const RtosDriverInfo& newInfo) : AbstractRtosDriver(newInfo) {}
 
 ThreadxRtosDriver::~ThreadxRtosDriver() = default;
+
+std::uint64_t ThreadxRtosDriver::ringLimit(bool counted, unsigned int count) {
+    return counted ? std::uint64_t{count} + kCountMargin : ListWalkBound::kMaxLinks;
+}
 
 bool ThreadxRtosDriver::init() {
     std::string variant;
@@ -277,8 +284,11 @@ bool ThreadxRtosDriver::readThreads(RspClient& server, bool detail, KernelInfoNo
     }
     bool result = true;
     unsigned int current = head;
-    // The ring ends by coming back to head; a corrupt one is cut at a thread seen before.
-    ListWalkBound bound("the created thread list", kMaxRingLinks);
+    // The ring ends by coming back to head; a corrupt one is cut at a thread seen before or past the
+    // kernel's count. An empty list costs no read of the count.
+    unsigned int count = 0;
+    bool counted = head != 0 && ThreadxReader::readSymbol(server, kCreatedThreadCount, count);
+    ListWalkBound bound("the created thread list", ringLimit(counted, count));
     while (result && current != 0 && bound.admit(current)) {
         StructInfo thread;
         if (!SymbolTable::resolveDataStructure(kThreadStruct, current, thread)) {
@@ -377,10 +387,10 @@ bool ThreadxRtosDriver::collectStackUsage(KernelInfoNode& threads, KernelInfoNod
     return true;
 }
 
-bool ThreadxRtosDriver::resolveSuspensionList(RspClient& server, unsigned int first,
+bool ThreadxRtosDriver::resolveSuspensionList(RspClient& server, unsigned int first, std::uint64_t limit,
                                               std::vector<std::string>& names) {
     // A link back to a thread other than first would circle for ever: the walk is cut there.
-    ListWalkBound bound("the suspension list at " + StringUtil::to_string(first, 16, 8), kMaxRingLinks);
+    ListWalkBound bound("the suspension list at " + StringUtil::to_string(first, 16, 8), limit);
     unsigned int current = first;
     while (current != 0 && bound.admit(current)) {
         StructInfo thread;

@@ -4,6 +4,7 @@
 #include "rtos/AbstractRtosDriver.h"
 #include "rtos/IRtosPortDriver.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,9 +15,13 @@ class StructInfo;
 // it again.
 class ThreadxRtosDriver : public AbstractRtosDriver {
 public:
-    // The most links a created or suspension ring is followed; rings of real systems stay far below, and
-    // this bounds the reads and memory of a corrupt one that never repeats a link.
-    static constexpr unsigned int kMaxRingLinks = 10000;
+    // The kernel links an object before it counts it and uncounts it before it unlinks it: a core stopped
+    // in between shows one more than counted. The margin allows for that on several cores at once.
+    static constexpr unsigned int kCountMargin = 4;
+
+    // The most links a ring may take whose kernel count was read as count: the count and the margin, or
+    // the hard cap of ListWalkBound when the count could not be read.
+    static std::uint64_t ringLimit(bool counted, unsigned int count);
 
     explicit ThreadxRtosDriver(const RtosDriverInfo& newInfo);
     ~ThreadxRtosDriver() override;
@@ -49,8 +54,10 @@ public:
     bool infoNodeToThread(KernelInfoNode& node, TargetThread& thread);
     // One child of out per thread: its name as label, its stack use as value.
     bool collectStackUsage(KernelInfoNode& threads, KernelInfoNode& out);
-    // Names of the threads on the suspension list that starts at first.
-    bool resolveSuspensionList(RspClient& server, unsigned int first, std::vector<std::string>& names);
+    // Names of the threads on the suspension list that starts at first, at most limit of them (ringLimit
+    // of the object's suspended count).
+    bool resolveSuspensionList(RspClient& server, unsigned int first, std::uint64_t limit,
+                               std::vector<std::string>& names);
 
     // One node per created object of a kind; false if the list cannot be walked to its end.
     bool collectSemaphores(RspClient& server, KernelInfoNode& out);

@@ -182,6 +182,49 @@ TEST(MainIntegration, AListenAddressOtherThanLoopbackIsNamed) {
               process.output());
 }
 
+TEST(MainIntegration, AServerNamedByItsHostNameIsReached) {
+    if (!ProxyUnderTest::driverBuiltIn()) {
+        GTEST_SKIP() << kNoDriver;
+    }
+    auto server = FakeRspPeer::listen();
+    unsigned short port = freeTcpPort();
+    ProcessRunner process(
+        testpaths::tarnwickBinary(),
+        ProxyUnderTest::arguments(port, server->port(),
+                                  {"--server_connection", "localhost:" + std::to_string(server->port())}));
+    forwardOnePacketAndLeave(process, *server, port);
+    EXPECT_EQ(ProxyUnderTest::initOutput() + "Connecting to GDB server localhost on port " +
+                  std::to_string(server->port()) +
+                  " ... Connected\n"
+                  "Listen for GDB connection on port: " +
+                  std::to_string(port) +
+                  " ... Connected\n"
+                  "Lost connection to GDB Client\n"
+                  "Proxy stopped.\n",
+              process.output());
+}
+
+TEST(MainIntegration, APortOutsideOneTo65535IsRefusedLikeOtherBadOptions) {
+    struct Case {
+        std::vector<std::string> extra;
+        std::string error;
+    };
+    const Case cases[] = {
+        {{"--port", "65536"}, "Invalid format: --port <portnumber 1-65535>\n"},
+        {{"--port", "0"}, "Invalid format: --port <portnumber 1-65535>\n"},
+        {{"--server_connection", "127.0.0.1:70000"},
+         "Invalid format: --server_connection <hostname/ip:portnumber>\n"},
+    };
+    for (const Case& entry : cases) {
+        SCOPED_TRACE(entry.extra[1]);
+        Finished run = runToEnd(ProxyUnderTest::arguments(2000, 3333, entry.extra));
+        EXPECT_EQ(255, run.status);
+        EXPECT_EQ(kBanner + entry.error + "Failed initialize tarnwick\nFailed to initialize proxy.\n" +
+                      "Proxy stopped with errors.\n",
+                  run.output);
+    }
+}
+
 TEST(MainIntegration, LogLevelEightPrintsOnlyDebugLines) {
     if (!ProxyUnderTest::driverBuiltIn()) {
         GTEST_SKIP() << kNoDriver;

@@ -30,7 +30,7 @@ TEST_F(PropertiesTest, AValueWithoutAKeyIsDropped) {
 TEST_F(PropertiesTest, AnAliasSetsItsOption) {
     load({"PROXY_PORT=2000"});
     unsigned short port = 0;
-    EXPECT_TRUE(properties().getProperty("--port", port));
+    EXPECT_TRUE(properties().getPort("--port", port));
     EXPECT_EQ(2000, port);
 }
 
@@ -67,11 +67,71 @@ TEST_F(PropertiesTest, ServerArgsTakesTheNextTokenWhateverItIs) {
     EXPECT_EQ((std::vector<std::string>{"-x", "-y"}), properties().getServerArgs());
 }
 
-TEST_F(PropertiesTest, ListenPortKeepsTheLowSixteenBits) {
-    load({"--port", "70000"});
-    unsigned short port = 0;
-    EXPECT_TRUE(properties().getProperty("--port", port));
-    EXPECT_EQ(4464, port);
+TEST_F(PropertiesTest, APortIsADecimalNumberFromOneTo65535) {
+    struct Row {
+        const char* text;
+        bool valid;
+        unsigned short port;
+    };
+    const Row rows[] = {{"1", true, 1},         {"3333", true, 3333},
+                        {"65535", true, 65535}, {"03333", true, 3333},
+                        {"0", false, 7},        {"65536", false, 7},
+                        {"70000", false, 7},    {"4294967297", false, 7},
+                        {"", false, 7},         {"12x", false, 7},
+                        {"-1", false, 7},       {"+3", false, 7},
+                        {" 3", false, 7},       {"99999999999999999999", false, 7}};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.text);
+        unsigned short port = 7;
+        EXPECT_EQ(row.valid, Properties::parsePort(row.text, port));
+        EXPECT_EQ(row.port, port);
+    }
+}
+
+TEST_F(PropertiesTest, GetPortLeavesTheDefaultWhenUnsetAndRefusesWhatIsNoPort) {
+    unsigned short port = 60000;
+    EXPECT_TRUE(properties().getPort("--port", port));
+    EXPECT_EQ(60000, port);
+    load({"--port", "65536"});
+    EXPECT_FALSE(properties().getPort("--port", port));
+    EXPECT_EQ(60000, port);
+    load({"--port", "2000"});
+    EXPECT_TRUE(properties().getPort("--port", port));
+    EXPECT_EQ(2000, port);
+}
+
+TEST_F(PropertiesTest, HostAndPortTable) {
+    struct Row {
+        const char* text;
+        bool valid;
+        const char* host;
+        unsigned short port;
+    };
+    const Row rows[] = {
+        {"localhost:3333", true, "localhost", 3333},
+        {"10.0.0.1:3333", true, "10.0.0.1", 3333},
+        {":3333", true, "", 3333},
+        {"[::1]:3333", true, "::1", 3333},
+        {"[fe80::1%eth0]:1", true, "fe80::1%eth0", 1},
+        {"probe.example.com:65535", true, "probe.example.com", 65535},
+        {"::1:3333", false, "-", 0},
+        {"[::1]3333", false, "-", 0},
+        {"[::1:3333", false, "-", 0},
+        {"localhost", false, "-", 0},
+        {"localhost:", false, "-", 0},
+        {"localhost:0", false, "-", 0},
+        {"localhost:65536", false, "-", 0},
+        {"localhost:3333abc", false, "-", 0},
+        {"10.0.0.1:1:2", false, "-", 0},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.text);
+        std::string host = "-";
+        unsigned short port = 0;
+        EXPECT_EQ(row.valid, Properties::parseHostPort(row.text, host, port));
+        EXPECT_EQ(row.host, host);
+        EXPECT_EQ(row.port, port);
+    }
 }
 
 TEST_F(PropertiesTest, ADashedValueIsAKey) {

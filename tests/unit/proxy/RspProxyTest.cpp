@@ -90,7 +90,11 @@ TEST_F(RspProxyTest, ServerConnectionTable) {
         {":3333", true, "127.0.0.1", 3333},
         {"10.0.0.1:3333", true, "10.0.0.1", 3333},
         {"10.0.0.1:65535", true, "10.0.0.1", 65535},
-        {"10.0.0.1:3333abc", true, "10.0.0.1", 3333},
+        {"localhost:3333", true, "localhost", 3333},
+        {"[::1]:3333", true, "::1", 3333},
+        {"10.0.0.1:3333abc", false, "", 0},
+        {"10.0.0.1:0", false, "", 0},
+        {"::1:3333", false, "", 0},
         {"10.0.0.1", false, "", 0},
         {"10.0.0.1:1:2", false, "", 0},
         {"10.0.0.1:65536", false, "", 0},
@@ -122,9 +126,14 @@ TEST_F(RspProxyTest, ListenAddressTable) {
         std::string address;
     };
     const Row rows[] = {
-        {"0.0.0.0", true, "0.0.0.0"},         {"127.0.0.1", true, "127.0.0.1"},
-        {"192.168.7.2", true, "192.168.7.2"}, {"localhost", false, "127.0.0.1"},
-        {"10.0.0", false, "127.0.0.1"},       {"10.0.0.1:3333", false, "127.0.0.1"},
+        {"0.0.0.0", true, "0.0.0.0"},
+        {"127.0.0.1", true, "127.0.0.1"},
+        {"192.168.7.2", true, "192.168.7.2"},
+        {"localhost", true, "localhost"},
+        {"::1", true, "::1"},
+        {"::", true, "::"},
+        {"", false, "127.0.0.1"},
+        {"10.0.0.1:3333", false, "127.0.0.1"},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.value);
@@ -132,7 +141,7 @@ TEST_F(RspProxyTest, ListenAddressTable) {
         ScriptedProxy proxy;
         testing::internal::CaptureStdout();
         EXPECT_EQ(row.valid, proxy.init());
-        EXPECT_EQ(row.valid ? "" : "Invalid format: --listen_address <ip address>\n",
+        EXPECT_EQ(row.valid ? "" : "Invalid format: --listen_address <hostname/ip address>\n",
                   testing::internal::GetCapturedStdout());
         EXPECT_EQ(row.address, proxy.getListenAddress());
     }
@@ -148,22 +157,25 @@ TEST_F(RspProxyTest, AMalformedConnectionStillReadsTheOtherOptions) {
     EXPECT_TRUE(proxy.isBypass());
 }
 
-TEST_F(RspProxyTest, ListenPortIsCutToSixteenBitsSilently) {
-    setOptions({"--port", "65536"});
-    ScriptedProxy proxy;
-    testing::internal::CaptureStdout();
-    EXPECT_TRUE(proxy.init());
-    EXPECT_EQ("", testing::internal::GetCapturedStdout());
-    EXPECT_EQ(0, proxy.getListenPort());
+TEST_F(RspProxyTest, AListenPortThatIsNoPortIsRefused) {
+    for (const char* value : {"65536", "0", "12x", ""}) {
+        SCOPED_TRACE(value);
+        setOptions({"--port", value});
+        ScriptedProxy proxy;
+        testing::internal::CaptureStdout();
+        EXPECT_FALSE(proxy.init());
+        EXPECT_EQ("Invalid format: --port <portnumber 1-65535>\n", testing::internal::GetCapturedStdout());
+        EXPECT_EQ(60000, proxy.getListenPort());
+    }
 }
 
-TEST_F(RspProxyTest, InvalidNumbersFallBackToDefaults) {
-    setOptions({"--port", "12x", "--gdbserver_connect_timeout", "soon"});
+TEST_F(RspProxyTest, AnInvalidTimeoutFallsBackToItsDefault) {
+    setOptions({"--port", "65535", "--gdbserver_connect_timeout", "soon"});
     ScriptedProxy proxy;
     testing::internal::CaptureStdout();
     EXPECT_TRUE(proxy.init());
     EXPECT_EQ("RspUtil::toUINT32(), failure: soon\n", testing::internal::GetCapturedStdout());
-    EXPECT_EQ(60000, proxy.getListenPort());
+    EXPECT_EQ(65535, proxy.getListenPort());
     EXPECT_EQ(15u, proxy.getConnectTimeout());
 }
 

@@ -1,7 +1,8 @@
 // Kernel data that lies: list links that loop, counts and priorities of four billion, names without a
 // terminator or with framing bytes in them, stack pointers into unmapped memory, a ThreadX list that never
 // comes back to its head. A FreeRTOS list walk ends at its end marker, at a link seen before or past its
-// count; the others are bounded only where the kernel data or the target bounds them.
+// count; a ThreadX ring at its head, at a link seen before or past the kernel's count and a margin; and
+// either after 10,000 links whatever the count says.
 #include "FaultyServer.h"
 #include "KernelSession.h"
 #include "RobustnessSteps.h"
@@ -18,6 +19,7 @@ namespace {
 
 const char* const kFreertos = "freertos_snapshot.elf";
 const char* const kThreadx = "threadx_state.elf";
+const char* const kThreadxEdges = "threadx_edges.elf";
 const std::string kLostGdb = "Lost connection to GDB Client\n";
 
 std::size_t countOf(const std::string& text, const std::string& part) {
@@ -114,6 +116,35 @@ TEST_F(LyingFreertosIntegration, CountOfFourBillionEndsAtANullLink) {
     EXPECT_EQ(ids, session.ask("qfThreadInfo"));
     EXPECT_TRUE(session.finish());
     EXPECT_EQ(kLostGdb, session.log());
+}
+
+// A count of four billion over list items whose links never repeat (each word of the RAM from base on holds
+// its own address, so that each item's link is the next item, four bytes on), on a target that never refuses
+// a read: the walk stops after 10,000 items with one warning, whatever the count says; GDB still gets its
+// stop reply.
+TEST_F(LyingFreertosIntegration, CountOfFourBillionOverLinksThatNeverRepeatStopsAtTheHardCap) {
+    ASSERT_TRUE(session.ready());
+    unsigned plainReads = 0;
+    baseline(plainReads);
+    const std::uint32_t base = 0x20020000;
+    for (std::uint32_t word = base; word < base + 4 * 10100; word += 4) {
+        target.writeWord(word, word);
+    }
+    const std::uint32_t list = session.address("xDelayedTaskList2");
+    target.writeWord(list, 0xffffffffu);
+    target.writeWord(KernelSession::member("xLIST", list, "xListEnd") + 4, base);
+    unsigned before = target.memoryReads();
+    session.server().sendPacket("T05thread:1;");
+    // Seconds, not the two a plain stop may take.
+    EXPECT_EQ(runningStop(), session.gdb().nextPayload(60000));
+    const unsigned reads = target.memoryReads() - before;
+    // Six reads an item, 10,000 items in place of the list's two tasks.
+    EXPECT_EQ(plainReads - 2u * 6u + 10000u * 6u, reads);
+    EXPECT_TRUE(session.finish());
+    EXPECT_EQ("Walk of the list at " + StringUtil::to_string(list, 16, 8) + " cut short at " +
+                  StringUtil::to_string(base + 4 * 10000, 16, 8) + ": more links than the list can hold.\n" +
+                  kLostGdb,
+              session.log());
 }
 
 // A top priority beyond the ready lists the program has (seven, from the bound of pxReadyTasksLists in the
@@ -255,4 +286,93 @@ TEST(LyingThreadxIntegration, StackLargerThanOneReplyHasNoFigure) {
     EXPECT_EQ(expected, session.monitor("rtos -t state"));
     EXPECT_TRUE(session.finish());
     EXPECT_EQ(kLostGdb, session.log());
+}
+
+// A count of four billion over a created ring whose links never repeat (threads that overlap, each four
+// bytes after the one before, so that each one's link is the next one's address), on a target that never
+// refuses a read: the walk stops at 10,000 threads with one warning, four reads a thread more than the
+// plain walk of one thread, and GDB gets the stop and every thread read up to the cut.
+TEST(LyingThreadxIntegration, CountOfFourBillionOverARingThatNeverRepeatsStopsAtTheHardCap) {
+    FaultyServer target(kThreadxEdges);
+    KernelSession session(target, "threadx", "cortex_m3", kThreadxEdges);
+    ASSERT_TRUE(session.ready());
+    session.negotiate();
+    session.passFirstStop();
+    // The scheduler runs the program's one thread.
+    const std::uint32_t lonely = session.address("lonely");
+    target.writeWord(session.address("_tx_thread_system_state"), 0);
+    target.writeWord(session.address("_tx_thread_current_ptr"), lonely);
+    unsigned before = target.memoryReads();
+    EXPECT_EQ("T05thread:" + hexId(lonely) + ";", session.stop("T05thread:1;"));
+    const unsigned plainReads = target.memoryReads() - before;
+    EXPECT_EQ("m" + hexId(lonely), session.ask("qfThreadInfo"));
+
+    const std::uint32_t base = 0x20010000;
+    const std::uint32_t link = KernelSession::member("TX_THREAD_STRUCT", base, "tx_thread_created_next");
+    for (std::uint32_t i = 0; i < 10100; ++i) {
+        target.writeWord(link + 4 * i, base + 4 * (i + 1));
+    }
+    target.writeWord(session.address("_tx_thread_current_ptr"), base);
+    target.writeWord(session.address("_tx_thread_created_ptr"), base);
+    target.writeWord(session.address("_tx_thread_created_count"), 0xffffffffu);
+    before = target.memoryReads();
+    session.server().sendPacket("T05thread:1;");
+    // Seconds, not the two a plain stop may take.
+    EXPECT_EQ("T05thread:" + hexId(base) + ";", session.gdb().nextPayload(60000));
+    EXPECT_EQ(plainReads + 4u * 9999u, target.memoryReads() - before);
+    std::string ids = "m" + hexId(base);
+    for (std::uint32_t i = 1; i < 10000; ++i) {
+        ids += "," + hexId(base + 4 * i);
+    }
+    EXPECT_EQ(ids, session.ask("qfThreadInfo"));
+    EXPECT_EQ("l", session.ask("qsThreadInfo"));
+    EXPECT_TRUE(session.finish());
+    EXPECT_EQ("Walk of the created thread list cut short at " +
+                  StringUtil::to_string(base + 4 * 10000, 16, 8) + ": more links than the list can hold.\n" +
+                  kLostGdb,
+              session.log());
+}
+
+// The kernel's count bounds the ring: nine threads linked in a whole ring under a count of two give the
+// count and the margin of four, six threads, and one warning; the reads of six threads, no more.
+TEST(LyingThreadxIntegration, RingLongerThanItsCountIsCutPastTheCountAndMargin) {
+    FaultyServer target(kThreadxEdges);
+    KernelSession session(target, "threadx", "cortex_m3", kThreadxEdges);
+    ASSERT_TRUE(session.ready());
+    session.negotiate();
+    session.passFirstStop();
+    const char* const threads[] = {"lonely",   "cycle_a",  "cycle_b",       "cycle_c",       "waiter_x",
+                                   "waiter_y", "waiter_z", "first_in_line", "second_in_line"};
+    for (std::size_t i = 0; i < 9; ++i) {
+        target.writeWord(
+            KernelSession::member("TX_THREAD_STRUCT", session.address(threads[i]), "tx_thread_created_next"),
+            session.address(threads[(i + 1) % 9]));
+    }
+    const std::uint32_t lonely = session.address("lonely");
+    target.writeWord(session.address("_tx_thread_system_state"), 0);
+    target.writeWord(session.address("_tx_thread_current_ptr"), lonely);
+    target.writeWord(session.address("_tx_thread_created_count"), 9);
+    unsigned before = target.memoryReads();
+    EXPECT_EQ("T05thread:" + hexId(lonely) + ";", session.stop("T05thread:1;"));
+    const unsigned wholeReads = target.memoryReads() - before;
+    std::string ids = "m" + hexId(lonely);
+    for (std::size_t i = 1; i < 9; ++i) {
+        ids += "," + hexId(session.address(threads[i]));
+    }
+    EXPECT_EQ(ids, session.ask("qfThreadInfo"));
+
+    target.writeWord(session.address("_tx_thread_created_count"), 2);
+    before = target.memoryReads();
+    EXPECT_EQ("T05thread:" + hexId(lonely) + ";", session.stop("T05thread:1;"));
+    EXPECT_EQ(wholeReads - 3u * 4u, target.memoryReads() - before);
+    ids = "m" + hexId(lonely);
+    for (std::size_t i = 1; i < 6; ++i) {
+        ids += "," + hexId(session.address(threads[i]));
+    }
+    EXPECT_EQ(ids, session.ask("qfThreadInfo"));
+    EXPECT_TRUE(session.finish());
+    EXPECT_EQ("Walk of the created thread list cut short at " +
+                  StringUtil::to_string(session.address("waiter_z"), 16, 8) +
+                  ": more links than the list can hold.\n" + kLostGdb,
+              session.log());
 }

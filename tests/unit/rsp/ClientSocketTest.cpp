@@ -104,12 +104,37 @@ TEST_F(ClientSocketIntegration, AClosedPortFailsAtOnce) {
     EXPECT_EQ(-1, socket.getSocket()) << "a failed attempt closes its descriptor";
 }
 
-TEST_F(ClientSocketIntegration, AHostNameIsNotLookedUp) {
+TEST_F(ClientSocketIntegration, AHostNameIsResolved) {
     auto server = FakeRspPeer::listen();
     ClientSocket named("localhost", server->port());
-    EXPECT_EQ(ClientSocket::CONNECT_FAILED, named.connect(2));
-    ClientSocket dotted("127.0.0.1", server->port());
-    EXPECT_EQ(ClientSocket::CONNECT_OK, dotted.connect(2));
+    EXPECT_EQ(ClientSocket::CONNECT_OK, named.connect(2));
+    EXPECT_TRUE(server->waitConnected());
+}
+
+TEST_F(ClientSocketIntegration, ConnectsToAnIpv6Address) {
+    int listener = socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in6 address{};
+    address.sin6_family = AF_INET6;
+    address.sin6_addr = in6addr_loopback;
+    socklen_t size = sizeof(address);
+    ASSERT_EQ(0, bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof(address)));
+    ASSERT_EQ(0, listen(listener, 1));
+    ASSERT_EQ(0, getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size));
+    ClientSocket socket("::1", ntohs(address.sin6_port));
+    EXPECT_EQ(ClientSocket::CONNECT_OK, socket.connect(2));
+    int accepted = accept(listener, nullptr, nullptr);
+    EXPECT_GE(accepted, 0);
+    close(accepted);
+    close(listener);
+}
+
+TEST_F(ClientSocketIntegration, AHostThatDoesNotResolveFailsAtOnce) {
+    ClientSocket socket("no-such-host.invalid", 3333);
+    Logger::getInstance().setLogLevel(Logger::LOG_DEBUG);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(ClientSocket::CONNECT_FAILED, socket.connect(2));
+    EXPECT_EQ("Failed resolving host\n", testing::internal::GetCapturedStdout());
+    EXPECT_EQ(-1, socket.getSocket());
 }
 
 TEST_F(ClientSocketIntegration, ABlackHoleTimesOutInsideConnect) {

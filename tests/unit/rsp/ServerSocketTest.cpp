@@ -37,8 +37,22 @@ TEST(ServerSocketIntegration, ListensOnLoopbackUnlessToldOtherwise) {
     EXPECT_TRUE(accepted);
 }
 
+TEST(ServerSocketIntegration, ListensOnAHostNameOrAnIpv6Address) {
+    ServerSocket named(0, "localhost");
+    EXPECT_EQ("127.0.0.1", named.getAddress()) << "localhost is 127.0.0.1 in the hosts file";
+    EXPECT_TRUE(ServerSocket::resolves("localhost"));
+
+    ServerSocket six(0, "::1");
+    EXPECT_EQ("::1", six.getAddress());
+    ASSERT_NE(0, six.getPort());
+    ClientSocket gdb("::1", six.getPort());
+    ASSERT_EQ(ClientSocket::CONNECT_OK, gdb.connect(2));
+    std::unique_ptr<ClientSocket> accepted(six.WaitConnection());
+    EXPECT_TRUE(accepted);
+}
+
 TEST(ServerSocketIntegration, AnAddressThatIsNoneThrowsBindErr) {
-    for (const char* address : {"", "localhost", "127.0.0.256", "::1", "1.2.3"}) {
+    for (const char* address : {"", "127.0.0.256", "[::1]", "10.0.0.1:3333", "192.0.2.1"}) {
         SCOPED_TRACE(address);
         const char* thrown = nullptr;
         try {

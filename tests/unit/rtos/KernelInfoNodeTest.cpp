@@ -302,9 +302,9 @@ TEST(KernelInfoNodeTest, JsonExpandsCellsWithChildrenAndDropsTheirValue) {
               KernelInfoNode::toStringJson(queue, true));
 }
 
-TEST(KernelInfoNodeTest, JsonInsertsTextUnescaped) {
-    EXPECT_EQ("{\"label\":\"a\"b\",\"value\":\"c\\d\n\"}",
-              KernelInfoNode::toStringJson(leaf("a\"b", "c\\d\n"), true));
+TEST(KernelInfoNodeTest, JsonEscapesQuotesBackslashesAndControlCharacters) {
+    EXPECT_EQ("{\"label\":\"a\\\"b\",\"value\":\"c\\\\d\\u000a\\u0001<&>#$}*'\\u001f\x7f\xef\"}",
+              KernelInfoNode::toStringJson(leaf("a\"b", "c\\d\n\x01<&>#$}*'\x1f\x7f\xef"), true));
 }
 
 TEST(KernelInfoNodeTest, ToStringDispatchesOnTheFormat) {

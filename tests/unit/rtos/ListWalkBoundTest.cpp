@@ -43,4 +43,17 @@ TEST_F(ListWalkBoundTest, ALimitOfZeroAdmitsNothing) {
               testing::internal::GetCapturedStdout());
 }
 
+TEST_F(ListWalkBoundTest, ALimitBeyondTheHardCapStopsAtTheCap) {
+    ListWalkBound bound("the list at 0x20000100", 0xffffffffu + std::uint64_t{1000});
+    testing::internal::CaptureStdout();
+    std::uint64_t admitted = 0;
+    for (unsigned int link = 0x20000000; bound.admit(link); link += 4) {
+        ++admitted;
+    }
+    EXPECT_EQ(ListWalkBound::kMaxLinks, admitted);
+    EXPECT_EQ(10000u, ListWalkBound::kMaxLinks);
+    EXPECT_EQ("Walk of the list at 0x20000100 cut short at 0x20009c40: more links than the list can hold.\n",
+              testing::internal::GetCapturedStdout());
+}
+
 } // namespace

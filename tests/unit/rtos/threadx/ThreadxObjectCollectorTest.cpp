@@ -66,11 +66,11 @@ TEST_F(ThreadxObjectCollectorIntegration, EveryKindOfTheSnapshot) {
         {&ThreadxRtosDriver::collectSemaphores,
          {"Semaphore: Name=tx done; Count=0; Suspended=housekeeping and wa;",
           "Semaphore: Name=rx ready; Count=3; Suspended=;"},
-         14},
+         15},
         {&ThreadxRtosDriver::collectMutexes,
          {"Mutex: Name=fs lock; Owner=main; Owner count=1; Suspended=storage;",
           "Mutex: Name=spi bus; Owner=; Owner count=0; Suspended=;"},
-         18},
+         19},
         {&ThreadxRtosDriver::collectTimers,
          {"Timer: Name=heartbeat; Remaining=250; Re init=1000; Function=0x" +
           [&] {
@@ -82,18 +82,18 @@ TEST_F(ThreadxObjectCollectorIntegration, EveryKindOfTheSnapshot) {
          7},
         {&ThreadxRtosDriver::collectQueues,
          {"Queue: Name=uart queue; Message size=4; Capacity=16; Used=0; Suspended=uart rx, uart tx, logger;"},
-         17},
+         18},
         {&ThreadxRtosDriver::collectEventFlags,
          {"EventFlag: Name=net flags; Flags=0x00000005; Suspended=net events;"},
-         9},
+         10},
         {&ThreadxRtosDriver::collectBlockPools,
          {"Memory block pool: Name=buffers; Address=" + hex8(kernel.address("buffer_area")) +
           "; Available=0; Total=8; Pool size=544; Block size=64; Suspended=buffer alloc;"},
-         13},
+         14},
         {&ThreadxRtosDriver::collectBytePools,
          {"Memory byte pool: Name=heap; Address=" + hex8(kernel.address("heap_area")) +
           "; Available=1200; Size=4096; Fragments=3; Suspended=heap user;"},
-         12},
+         13},
     };
     for (const Case& entry : cases) {
         KernelInfoNode out(0, "", "Section");
@@ -220,7 +220,7 @@ TEST_F(ThreadxObjectCollectorIntegration, SuspensionListThatCirclesWithoutItsFir
 
 TEST_F(ThreadxObjectCollectorIntegration, ListThatNeverReturnsToItsHeadIsCutAtAnObjectSeenBefore) {
     // a -> b -> c -> b: each semaphore once, then the warning; a semaphore costs 5 reads (name pointer,
-    // name, count, suspension list, next), and the head one.
+    // name, count, suspension list, next), the head and the kernel's count one each.
     ThreadxTestKernel kernel("threadx_edges.elf");
     ASSERT_TRUE(kernel.ok());
     kernel.writeWord(kernel.address("_tx_semaphore_created_ptr"), kernel.address("semaphore_a"));
@@ -232,5 +232,53 @@ TEST_F(ThreadxObjectCollectorIntegration, ListThatNeverReturnsToItsHeadIsCutAtAn
                                         "Semaphore: Name=semaphore b; Count=0; Suspended=;",
                                         "Semaphore: Name=semaphore c; Count=0; Suspended=;"}),
               objectsOf(out));
-    EXPECT_EQ(1u + 3u * 5u, kernel.reads());
+    EXPECT_EQ(2u + 3u * 5u, kernel.reads());
+}
+
+// Ten groups whose kernel count says three: the count and the margin of four, seven groups, then the
+// warning.
+TEST_F(ThreadxObjectCollectorIntegration, RingLongerThanItsCountIsCutPastTheCountAndMargin) {
+    ThreadxTestKernel kernel("threadx_edges.elf");
+    ASSERT_TRUE(kernel.ok());
+    kernel.writeWord(kernel.address("_tx_event_flags_created_count"), 3);
+    StructInfo group;
+    ASSERT_TRUE(SymbolTable::getInstance().lookupStruct("TX_EVENT_FLAGS_GROUP_STRUCT", group));
+    KernelInfoNode out;
+    EXPECT_TRUE(collect(kernel, &ThreadxRtosDriver::collectEventFlags, out,
+                        "Walk of the created list _tx_event_flags_created_ptr cut short at " +
+                            hex8(kernel.address("flag_ring") + 7 * group.getSize()) +
+                            ": more links than the list can hold.\n"));
+    ASSERT_EQ(7u, out.getChildNodes().size());
+    EXPECT_EQ("EventFlag: Name=flags 6; Flags=0x00000006; Suspended=;", objectsOf(out)[6]);
+}
+
+// Six threads wait on the queue, whose own count says none: four of them (the margin), then the warning.
+// With its count of three all six show.
+TEST_F(ThreadxObjectCollectorIntegration, SuspensionListLongerThanItsCountIsCutPastTheMargin) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    const char* const waiters[] = {"thread_uart_rx", "thread_uart_tx", "thread_logger",
+                                   "thread_storage", "thread_net",     "thread_housekeeping"};
+    for (std::size_t i = 0; i < 6; ++i) {
+        kernel.writeWord(member(kernel, waiters[i], "TX_THREAD_STRUCT", "tx_thread_suspended_next"),
+                         i + 1 < 6 ? kernel.address(waiters[i + 1]) : 0);
+    }
+    const std::uint32_t count = member(kernel, "queue_uart", "TX_QUEUE_STRUCT", "tx_queue_suspended_count");
+    kernel.writeWord(count, 0);
+    KernelInfoNode out;
+    ASSERT_TRUE(collect(kernel, &ThreadxRtosDriver::collectQueues, out,
+                        "Walk of the suspension list at " + hex8(kernel.address("thread_uart_rx")) +
+                            " cut short at " + hex8(kernel.address("thread_net")) +
+                            ": more links than the list can hold.\n"));
+    EXPECT_EQ((std::vector<std::string>{"Queue: Name=uart queue; Message size=4; Capacity=16; Used=0; "
+                                        "Suspended=uart rx, uart tx, logger, storage;"}),
+              objectsOf(out));
+
+    kernel.writeWord(count, 3);
+    KernelInfoNode all;
+    ASSERT_TRUE(collect(kernel, &ThreadxRtosDriver::collectQueues, all));
+    EXPECT_EQ((std::vector<std::string>{"Queue: Name=uart queue; Message size=4; Capacity=16; Used=0; "
+                                        "Suspended=uart rx, uart tx, logger, storage, net events, "
+                                        "housekeeping and wa;"}),
+              objectsOf(all));
 }

@@ -48,12 +48,15 @@ TEST_F(ThreadxRtosDriverTest, KeepsItsRowAndStartsWithoutPort) {
 TEST_F(ThreadxRtosDriverTest, SymbolsInOrderReplacingTheList) {
     std::vector<std::string> symbols = {"left over"};
     driver.getSymbols(symbols);
-    EXPECT_EQ((std::vector<std::string>{"_tx_thread_current_ptr", "_tx_thread_created_ptr",
-                                        "_tx_thread_system_state", "_tx_semaphore_created_ptr",
-                                        "_tx_mutex_created_ptr", "_tx_timer_created_ptr",
-                                        "_tx_queue_created_ptr", "_tx_event_flags_created_ptr",
-                                        "_tx_block_pool_created_ptr", "_tx_byte_pool_created_ptr"}),
-              symbols);
+    EXPECT_EQ(
+        (std::vector<std::string>{
+            "_tx_thread_current_ptr", "_tx_thread_created_ptr", "_tx_thread_system_state",
+            "_tx_semaphore_created_ptr", "_tx_mutex_created_ptr", "_tx_timer_created_ptr",
+            "_tx_queue_created_ptr", "_tx_event_flags_created_ptr", "_tx_block_pool_created_ptr",
+            "_tx_byte_pool_created_ptr", "_tx_thread_created_count", "_tx_semaphore_created_count",
+            "_tx_mutex_created_count", "_tx_timer_created_count", "_tx_queue_created_count",
+            "_tx_event_flags_created_count", "_tx_block_pool_created_count", "_tx_byte_pool_created_count"}),
+        symbols);
 }
 
 TEST_F(ThreadxRtosDriverTest, StructuresInOrderReplacingTheList) {

@@ -234,7 +234,8 @@ TEST(ThreadxThreadWalkIntegration, ThreadLinkedToItselfIsTheWholeList) {
     EXPECT_EQ("lonely", valueOf(root.getChildNodes()[0], 0));
     // Nothing runs before the scheduler starts.
     EXPECT_EQ("0", valueOf(root.getChildNodes()[0], 1));
-    EXPECT_EQ(2u + 4u, kernel.reads());
+    // The active id, the head and the kernel's count, then the thread.
+    EXPECT_EQ(3u + 4u, kernel.reads());
 }
 
 TEST(ThreadxThreadWalkIntegration, UnknownStateWordGivesAnEmptyState) {
@@ -340,7 +341,8 @@ TEST(ThreadxThreadWalkIntegration, WalkNeedsTheActiveIdTheHeadAndTheLayout) {
 }
 
 TEST(ThreadxThreadWalkIntegration, ListThatNeverReturnsToItsHeadIsCutAtAThreadSeenBefore) {
-    // a -> b -> c -> b: each thread once, then one warning; 2 reads, then 4 a thread.
+    // a -> b -> c -> b: each thread once, then one warning; 3 reads, then 4 a thread. The kernel's count of
+    // one thread and the margin would allow five.
     ThreadxTestKernel kernel("threadx_edges.elf");
     ASSERT_TRUE(kernel.ok());
     kernel.writeWord(kernel.address("_tx_thread_created_ptr"), kernel.address("cycle_a"));
@@ -354,7 +356,97 @@ TEST(ThreadxThreadWalkIntegration, ListThatNeverReturnsToItsHeadIsCutAtAThreadSe
               }));
     EXPECT_TRUE(result);
     EXPECT_EQ((std::vector<std::string>{"cycle a", "cycle b", "cycle c"}), namesOf(root));
-    EXPECT_EQ(2u + 3u * 4u, kernel.reads());
+    EXPECT_EQ(3u + 3u * 4u, kernel.reads());
+}
+
+namespace {
+
+// The nine threads of threadx_edges.elf, in the order the tests link them.
+const char* const kEdgeThreads[] = {"lonely",   "cycle_a",  "cycle_b",       "cycle_c",       "waiter_x",
+                                    "waiter_y", "waiter_z", "first_in_line", "second_in_line"};
+const std::vector<std::string> kEdgeNames = {"lonely",   "cycle a",       "cycle b",
+                                             "cycle c",  "waiter x",      "waiter y",
+                                             "waiter z", "first in line", "second in line"};
+
+// Links the nine threads into one ring by the given member; the last links back to the first unless
+// open says otherwise.
+void linkEdgeThreads(ThreadxTestKernel& kernel, const char* next, bool open = false) {
+    const std::size_t count = sizeof(kEdgeThreads) / sizeof(kEdgeThreads[0]);
+    for (std::size_t i = 0; i < count; ++i) {
+        std::uint32_t following = i + 1 < count ? kernel.address(kEdgeThreads[i + 1]) : 0;
+        if (i + 1 == count && !open) {
+            following = kernel.address(kEdgeThreads[0]);
+        }
+        kernel.writeWord(member(kernel, kEdgeThreads[i], next), following);
+    }
+}
+
+// Threads that overlap, each four bytes after the one before, so that each one's link word is the next
+// one's address: a ring that never repeats a link for as long as the target's RAM goes on, written from
+// base on for links threads.
+void layEndlessRing(ThreadxTestKernel& kernel, std::uint32_t base, const char* next, unsigned int links) {
+    std::uint32_t offset = kernel.memberAddress(base, "TX_THREAD_STRUCT", next) - base;
+    for (unsigned int i = 0; i < links; ++i) {
+        kernel.writeWord(base + offset + 4 * i, base + 4 * (i + 1));
+    }
+}
+
+// Far above the program's own data, in the RAM the target serves.
+constexpr std::uint32_t kEndlessBase = 0x20010000;
+
+} // namespace
+
+// A whole ring of nine threads whose kernel count says two: the walk takes the count and the margin of four,
+// six threads, and is cut at the seventh with one warning, keeping what it read.
+TEST(ThreadxThreadWalkIntegration, RingLongerThanItsCountIsCutPastTheCountAndMargin) {
+    ThreadxTestKernel kernel("threadx_edges.elf");
+    ASSERT_TRUE(kernel.ok());
+    linkEdgeThreads(kernel, "tx_thread_created_next");
+    kernel.writeWord(kernel.address("_tx_thread_created_count"), 2);
+    KernelInfoNode root;
+    kernel.resetReads();
+    bool result = false;
+    EXPECT_EQ("Walk of the created thread list cut short at " +
+                  StringUtil::to_string(kernel.address("waiter_z"), 16, 8) +
+                  ": more links than the list can hold.\n",
+              threadxlog::capture(threadxlog::kAll, [&] {
+                  result = kernel.driver().readThreads(kernel.server(), false, root);
+              }));
+    EXPECT_TRUE(result);
+    EXPECT_EQ(std::vector<std::string>(kEdgeNames.begin(), kEdgeNames.begin() + 6), namesOf(root));
+    EXPECT_EQ(3u + 6u * 4u, kernel.reads());
+
+    // A count that is short by the margin still gives the whole ring, without a warning.
+    kernel.writeWord(kernel.address("_tx_thread_created_count"), 5);
+    ThreadList threads;
+    EXPECT_EQ("", threadxlog::capture(threadxlog::kAll, [&] {
+                  result = kernel.driver().getThreads(kernel.server(), threads);
+              }));
+    EXPECT_TRUE(result);
+    EXPECT_EQ(9u, threads.getNumberOfThreads());
+}
+
+// A count of four billion over a ring whose links never repeat, on a target that never refuses a read:
+// the walk stops at the hard cap of 10,000 threads, with one warning, after 4 reads a thread.
+TEST(ThreadxThreadWalkIntegration, CountOfFourBillionOverLinksThatNeverRepeatStopsAtTheHardCap) {
+    ThreadxTestKernel kernel("threadx_edges.elf");
+    ASSERT_TRUE(kernel.ok());
+    layEndlessRing(kernel, kEndlessBase, "tx_thread_created_next", 10100);
+    kernel.writeWord(kernel.address("_tx_thread_created_ptr"), kEndlessBase);
+    kernel.writeWord(kernel.address("_tx_thread_created_count"), 0xffffffffu);
+    ThreadList threads;
+    kernel.resetReads();
+    bool result = false;
+    EXPECT_EQ("Walk of the created thread list cut short at " +
+                  StringUtil::to_string(kEndlessBase + 4 * 10000, 16, 8) +
+                  ": more links than the list can hold.\n",
+              threadxlog::capture(threadxlog::kAll,
+                                  [&] { result = kernel.driver().getThreads(kernel.server(), threads); }));
+    EXPECT_TRUE(result);
+    EXPECT_EQ(10000u, threads.getNumberOfThreads());
+    EXPECT_EQ(3u + 4u * 10000u, kernel.reads());
+    TargetThread last;
+    EXPECT_TRUE(threads.getThread(kEndlessBase + 4 * 9999, last));
 }
 
 TEST(ThreadxThreadWalkTest, NodeToThread) {
@@ -441,19 +533,20 @@ TEST(ThreadxThreadWalkIntegration, SuspensionListNames) {
     ASSERT_TRUE(kernel.ok());
     std::vector<std::string> names = {"kept"};
     kernel.resetReads();
-    ASSERT_TRUE(
-        kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("thread_uart_rx"), names));
+    ASSERT_TRUE(kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("thread_uart_rx"),
+                                                      ThreadxRtosDriver::ringLimit(true, 3), names));
     EXPECT_EQ((std::vector<std::string>{"kept", "uart rx", "uart tx", "logger"}), names);
     EXPECT_EQ(9u, kernel.reads());
 
     names.clear();
-    ASSERT_TRUE(
-        kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("thread_storage"), names));
+    ASSERT_TRUE(kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("thread_storage"),
+                                                      ThreadxRtosDriver::ringLimit(true, 1), names));
     EXPECT_EQ((std::vector<std::string>{"storage"}), names);
 
     names.clear();
     kernel.resetReads();
-    ASSERT_TRUE(kernel.driver().resolveSuspensionList(kernel.server(), 0, names));
+    ASSERT_TRUE(kernel.driver().resolveSuspensionList(kernel.server(), 0,
+                                                      ThreadxRtosDriver::ringLimit(true, 0), names));
     EXPECT_TRUE(names.empty());
     EXPECT_EQ(0u, kernel.reads());
 }
@@ -462,8 +555,8 @@ TEST(ThreadxThreadWalkIntegration, SuspensionListEndingInANullLink) {
     ThreadxTestKernel kernel("threadx_edges.elf");
     ASSERT_TRUE(kernel.ok());
     std::vector<std::string> names;
-    ASSERT_TRUE(
-        kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("first_in_line"), names));
+    ASSERT_TRUE(kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("first_in_line"),
+                                                      ThreadxRtosDriver::ringLimit(true, 2), names));
     EXPECT_EQ((std::vector<std::string>{"first in line", "second in line"}), names);
 }
 
@@ -478,8 +571,9 @@ TEST(ThreadxThreadWalkIntegration, SuspensionListThatCirclesWithoutItsFirstIsCut
                   " cut short at " + StringUtil::to_string(kernel.address("waiter_y"), 16, 8) +
                   ": a link seen before.\n",
               threadxlog::capture(threadxlog::kAll, [&] {
-                  result = kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("waiter_x"),
-                                                                 names);
+                  result =
+                      kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("waiter_x"),
+                                                            ThreadxRtosDriver::ringLimit(true, 3), names);
               }));
     EXPECT_TRUE(result);
     EXPECT_EQ((std::vector<std::string>{"waiter x", "waiter y", "waiter z"}), names);
@@ -491,19 +585,69 @@ TEST(ThreadxThreadWalkIntegration, SuspensionListSkipsUnreadableNamesAndStopsAtU
     ASSERT_TRUE(kernel.ok());
     kernel.failReads(member(kernel, "thread_uart_tx", "tx_thread_name"), 4);
     std::vector<std::string> names;
-    ASSERT_TRUE(
-        kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("thread_uart_rx"), names));
+    ASSERT_TRUE(kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("thread_uart_rx"),
+                                                      ThreadxRtosDriver::ringLimit(true, 3), names));
     EXPECT_EQ((std::vector<std::string>{"uart rx", "logger"}), names);
 
     kernel.failReads(member(kernel, "thread_logger", "tx_thread_suspended_next"), 4);
     names.clear();
-    EXPECT_FALSE(
-        kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("thread_uart_rx"), names));
+    EXPECT_FALSE(kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("thread_uart_rx"),
+                                                       ThreadxRtosDriver::ringLimit(true, 3), names));
     EXPECT_EQ((std::vector<std::string>{"uart rx", "logger"}), names);
 
     kernel.kernel().resolveStructures({"TX_QUEUE_STRUCT"});
     names.clear();
-    EXPECT_FALSE(
-        kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("thread_uart_rx"), names));
+    EXPECT_FALSE(kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("thread_uart_rx"),
+                                                       ThreadxRtosDriver::ringLimit(true, 3), names));
     EXPECT_TRUE(names.empty());
+}
+
+// A suspension list of nine threads whose object counts none: four threads (the margin), then the warning.
+// A count that could not be read leaves the hard cap: all nine.
+TEST(ThreadxThreadWalkIntegration, SuspensionListLongerThanItsCountIsCutPastTheMargin) {
+    ThreadxTestKernel kernel("threadx_edges.elf");
+    ASSERT_TRUE(kernel.ok());
+    linkEdgeThreads(kernel, "tx_thread_suspended_next", true);
+    const std::uint32_t first = kernel.address(kEdgeThreads[0]);
+    std::vector<std::string> names;
+    bool result = false;
+    EXPECT_EQ("Walk of the suspension list at " + StringUtil::to_string(first, 16, 8) + " cut short at " +
+                  StringUtil::to_string(kernel.address("waiter_x"), 16, 8) +
+                  ": more links than the list can hold.\n",
+              threadxlog::capture(threadxlog::kAll, [&] {
+                  result = kernel.driver().resolveSuspensionList(
+                      kernel.server(), first, ThreadxRtosDriver::ringLimit(true, 0), names);
+              }));
+    EXPECT_TRUE(result);
+    EXPECT_EQ(std::vector<std::string>(kEdgeNames.begin(), kEdgeNames.begin() + 4), names);
+
+    names.clear();
+    EXPECT_EQ("", threadxlog::capture(threadxlog::kAll, [&] {
+                  result = kernel.driver().resolveSuspensionList(
+                      kernel.server(), first, ThreadxRtosDriver::ringLimit(false, 0), names);
+              }));
+    EXPECT_TRUE(result);
+    EXPECT_EQ(kEdgeNames, names);
+}
+
+// A suspension list whose links never repeat, under an object whose count says four billion: cut at the
+// hard cap with one warning.
+TEST(ThreadxThreadWalkIntegration, SuspensionCountOfFourBillionOverLinksThatNeverRepeatStopsAtTheHardCap) {
+    ThreadxTestKernel kernel("threadx_edges.elf");
+    ASSERT_TRUE(kernel.ok());
+    layEndlessRing(kernel, kEndlessBase, "tx_thread_suspended_next", 10100);
+    std::vector<std::string> names;
+    bool result = false;
+    kernel.resetReads();
+    EXPECT_EQ("Walk of the suspension list at " + StringUtil::to_string(kEndlessBase, 16, 8) +
+                  " cut short at " + StringUtil::to_string(kEndlessBase + 4 * 10000, 16, 8) +
+                  ": more links than the list can hold.\n",
+              threadxlog::capture(threadxlog::kAll, [&] {
+                  result = kernel.driver().resolveSuspensionList(
+                      kernel.server(), kEndlessBase, ThreadxRtosDriver::ringLimit(true, 0xffffffffu), names);
+              }));
+    EXPECT_TRUE(result);
+    EXPECT_EQ(10000u, names.size());
+    // Name pointer, name and link a thread: the name pointers point into the ring's own words.
+    EXPECT_EQ(3u * 10000u, kernel.reads());
 }
