@@ -1,0 +1,88 @@
+#include "RspFrame.h"
+#include "TarnwickRig.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+using rspframe::frame;
+
+// GDB's feature request and the server's answer, both acknowledged as at the start of every session.
+void negotiate(TarnwickRig& rig, const std::string& features) {
+    rig.gdb().sendRaw("+" + frame("qSupported:swbreak+"));
+    EXPECT_EQ("+", rig.server().nextRaw());
+    EXPECT_EQ(frame("qSupported:swbreak+"), rig.server().nextRaw());
+    rig.server().sendRaw("+" + frame(features));
+    EXPECT_EQ("+", rig.gdb().nextRaw());
+    EXPECT_EQ(frame(features), rig.gdb().nextRaw());
+    rig.gdb().sendRaw("+");
+    EXPECT_EQ("+", rig.server().nextRaw());
+}
+
+// A server that keeps acknowledging (QEMU): the proxy acknowledges what it answers and takes GDB's '+'.
+TEST(TarnwickAckIntegration, RepliesOfItsOwnAreAcknowledgedBothWays) {
+    FakeRtosDriver driver;
+    TarnwickRig rig(driver, 0);
+    ASSERT_TRUE(rig.ready());
+    negotiate(rig, "PacketSize=1000;qXfer:features:read+");
+    rig.gdb().sendPacket("qC");
+    EXPECT_EQ("+", rig.gdb().nextRaw());
+    EXPECT_EQ("$QC1#c5", rig.gdb().nextRaw());
+    rig.gdb().sendRaw("+");
+    rig.gdb().sendPacket("qsThreadInfo");
+    EXPECT_EQ("+", rig.gdb().nextRaw());
+    EXPECT_EQ("$l#6c", rig.gdb().nextRaw());
+    // GDB found the reply damaged: it comes again.
+    rig.gdb().sendRaw("-");
+    EXPECT_EQ("$l#6c", rig.gdb().nextRaw());
+    rig.gdb().sendRaw("+");
+    // Neither GDB's requests nor its acknowledgements of the proxy's replies reach the server.
+    EXPECT_TRUE(rig.server().quietFor(200));
+    EXPECT_TRUE(rig.finish());
+}
+
+TEST(TarnwickAckIntegration, TakenStopReplyIsAcknowledgedToTheServer) {
+    FakeRtosDriver driver;
+    TarnwickRig rig(driver, 0);
+    ASSERT_TRUE(rig.ready());
+    negotiate(rig, "PacketSize=1000");
+    rig.gdb().sendPacket("vCont;c");
+    EXPECT_EQ("$vCont;c#a8", rig.server().nextRaw());
+    rig.server().sendRaw("+");
+    EXPECT_EQ("+", rig.gdb().nextRaw());
+    rig.server().sendPacket("T05thread:01;");
+    EXPECT_EQ(frame("T05thread:1;"), rig.gdb().nextRaw());
+    rig.gdb().sendRaw("+");
+    EXPECT_EQ("+", rig.server().nextRaw());
+    EXPECT_TRUE(rig.server().quietFor(200));
+    EXPECT_TRUE(rig.gdb().quietFor(0));
+    EXPECT_TRUE(rig.finish());
+}
+
+// Where the server leaves acknowledgement mode, no byte changes: the proxy neither sends nor takes a '+'.
+TEST(TarnwickAckIntegration, NoAckSessionIsByteForByteAsBefore) {
+    FakeRtosDriver driver;
+    TarnwickRig rig(driver, 0);
+    ASSERT_TRUE(rig.ready());
+    negotiate(rig, "PacketSize=4000;QStartNoAckMode+");
+    rig.gdb().sendPacket("QStartNoAckMode");
+    EXPECT_EQ(frame("QStartNoAckMode"), rig.server().nextRaw());
+    rig.server().sendRaw("+" + frame("OK"));
+    EXPECT_EQ("+", rig.gdb().nextRaw());
+    EXPECT_EQ("$OK#9a", rig.gdb().nextRaw());
+    rig.gdb().sendRaw("+");
+    EXPECT_EQ("+", rig.server().nextRaw());
+    rig.gdb().sendPacket("qC");
+    EXPECT_EQ("$QC1#c5", rig.gdb().nextRaw());
+    rig.gdb().sendPacket("vCont;c");
+    EXPECT_EQ("$vCont;c#a8", rig.server().nextRaw());
+    rig.server().sendPacket("S05");
+    EXPECT_EQ(frame("T05thread:1;"), rig.gdb().nextRaw());
+    EXPECT_TRUE(rig.server().quietFor(200));
+    EXPECT_TRUE(rig.gdb().quietFor(0));
+    EXPECT_TRUE(rig.finish());
+}
+
+} // namespace
