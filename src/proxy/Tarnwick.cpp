@@ -32,6 +32,8 @@ std::string targetXml;
 
 // The server packets inspected: stop replies.
 const std::array<const char*, 4> kServerPrefixes = {"$S", "$T", "$W", "$X"};
+// The client packets that go on to the server in the server's own thread ids.
+const std::array<const char*, 3> kServerRequestPrefixes = {"$qSupported", "$vCont;", "$D"};
 
 void logLine(Logger::Severity_t severity, const char* tag, const char* line) {
     Logger::getInstance().log(severity, tag, "%s", line);
@@ -121,6 +123,7 @@ bool Tarnwick::loadDriver(IRtosDriver* newDriver) {
     nextOperationThreadId = 0;
     stopCount = 0;
     targetDescription = TargetDescription();
+    serverThreadIds = ServerThreadIds();
     payloadSize = 0;
     targetXml.clear();
 
@@ -153,6 +156,13 @@ bool Tarnwick::interceptPacket(RspClient& from, RspClient& to, bool& handled) {
 }
 
 bool Tarnwick::dispatchServerPacket(RspClient& from, RspClient& to, bool& handled) {
+    if (serverThreadIds.awaitsFeatures() && from.peekCommand("$")) {
+        if (!intercept_features(from, to, handled)) {
+            logLine(Logger::LOG_ERROR, "interceptPacket", "failure qSupported reply\n");
+            return false;
+        }
+        return true;
+    }
     for (const char* prefix : kServerPrefixes) {
         if (!from.peekCommand(prefix)) {
             continue;
@@ -180,6 +190,11 @@ bool Tarnwick::dispatchClientPacket(RspClient& from, RspClient& to, bool& handle
             return false;
         }
         return true;
+    }
+    for (const char* prefix : kServerRequestPrefixes) {
+        if (from.peekCommand(prefix)) {
+            return intercept_serverRequest(from, to, handled);
+        }
     }
     return true;
 }
@@ -413,6 +428,7 @@ bool Tarnwick::intercept_stopReply(RspClient& from, RspClient& to, bool& handled
     if (!from.getCommand(text, false)) {
         return true;
     }
+    serverThreadIds.noteStopReply(text);
     std::string kind;
     unsigned int signal = 0;
     if (!RspUtil::parseCommand_stopReply(text, kind, signal)) {
@@ -559,4 +575,29 @@ bool Tarnwick::intercept_monitor(RspClient& from, RspClient& to, bool& handled) 
     std::string text;
     from.getCommand(text, true);
     return true;
+}
+
+bool Tarnwick::intercept_serverRequest(RspClient& from, RspClient& to, bool& handled) {
+    std::string request = peekPayload(from);
+    serverThreadIds.noteRequest(request);
+    std::string mapped = serverThreadIds.toServer(request);
+    if (mapped == request) {
+        return true;
+    }
+    take(from, handled);
+    if (!to.relayCommand(mapped)) {
+        logLine(Logger::LOG_ERROR, "intercept_serverRequest", "Forward request. Failed sending\n");
+        return false;
+    }
+    return true;
+}
+
+bool Tarnwick::intercept_features(RspClient& from, RspClient& to, bool& handled) {
+    std::string reply;
+    std::string features;
+    if (!from.getCommand(reply, false) || !serverThreadIds.hideMultiprocess(reply, features)) {
+        return true;
+    }
+    take(from, handled);
+    return sendReply(to, features, "intercept_features", "Features. Failed sending reply\n");
 }

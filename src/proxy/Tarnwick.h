@@ -2,6 +2,7 @@
 #define TARNWICK_PROXY_TARNWICK_H
 
 #include "proxy/RspProxy.h"
+#include "proxy/ServerThreadIds.h"
 #include "rtos/RtosDriverFactory.h"
 #include "target/TargetDescription.h"
 #include "target/ThreadList.h"
@@ -72,6 +73,10 @@ public:
     bool intercept_g(RspClient& from, RspClient& to, bool& handled);
     bool intercept_qXferfeaturesreadtarget_xml(RspClient& from, RspClient& to, bool& handled);
     bool intercept_monitor(RspClient& from, RspClient& to, bool& handled);
+    // Requests that go on to the server (qSupported, vCont, D), put in the server's thread ids.
+    bool intercept_serverRequest(RspClient& from, RspClient& to, bool& handled);
+    // Here from is the server endpoint: its answer to GDB's qSupported.
+    bool intercept_features(RspClient& from, RspClient& to, bool& handled);
 
     unsigned int getStopCount() const { return stopCount; }
     const std::string& getNextOperation() const { return nextOperation; }
@@ -99,6 +104,7 @@ private:
     RtosDriverFactory driverFactory;
     unsigned int stopCount = 0;
     TargetDescription targetDescription;
+    ServerThreadIds serverThreadIds;
 };
 
 #endif

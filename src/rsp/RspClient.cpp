@@ -224,6 +224,11 @@ bool RspClient::sendCommand(const std::string& payload) {
     return false;
 }
 
+bool RspClient::relayCommand(const std::string& payload) {
+    forwardedRequestOpen = sendCommand(payload);
+    return forwardedRequestOpen;
+}
+
 bool RspClient::sendNotification(const std::string& payload) {
     if (sendFrame(payload, RSP_PACKET_NOTIFICATION)) {
         return true;

@@ -49,6 +49,9 @@ public:
     // A '$' frame: a command towards the server, a reply towards GDB.
     bool sendCommand(const std::string& payload);
     bool sendNotification(const std::string& payload);
+    // A request of GDB's, rewritten: sent like sendCommand, its reply then comes to the loop like that of
+    // a forwarded request.
+    bool relayCommand(const std::string& payload);
     // sendCommand, then the next frame as the reply (within 1000 ms).
     bool sendWaitCommand(const std::string& command, std::string& reply);
     // True if a reply with a non-empty payload came within 1000 ms.
