@@ -11,6 +11,7 @@
 #include "rtos/RtosDriverInfo.h"
 #include "rtos/RtosInfo.h"
 #include "target/RegisterList.h"
+#include "target/TargetDescriptionIncludes.h"
 #include "target/TargetThread.h"
 
 #include <vector>
@@ -526,16 +527,35 @@ bool Tarnwick::intercept_qXferfeaturesreadtarget_xml(RspClient& from, RspClient&
     }
     handled = true;
     bool last = false;
-    if (!RspUtil::parseReply_qXferobjectreadannex(reply, targetXml, last)) {
+    bool parsed = RspUtil::parseReply_qXferobjectreadannex(reply, targetXml, last);
+    if (!parsed) {
         logLine(Logger::LOG_ERROR, tag, "Read target.xml. Failed parse reply\n");
-    } else if (last && !targetDescription.load(targetXml)) {
-        logLine(Logger::LOG_ERROR, tag, "Read target.xml. Failed loading target description\n");
     }
     if (!sendReply(from, reply, tag, "Read target.xml. Failed sending reply.\n")) {
         return false;
     }
     from.getCommand(text, true);
+    // After the reply, so that GDB is not kept waiting for the annexes.
+    if (parsed && last) {
+        loadTargetDescription(to);
+    }
     return true;
+}
+
+void Tarnwick::loadTargetDescription(RspClient& server) {
+    std::string whole = targetXml;
+    for (const std::string& annex : TargetDescriptionIncludes::find(targetXml)) {
+        std::string text;
+        if (!server.readFeatures(annex, text)) {
+            Logger::getInstance().log(
+                Logger::LOG_ERROR, "intercept_qXferfeaturesreadtarget_xml",
+                "Read target.xml. Failed reading %s, switched-out tasks show no registers\n", annex.c_str());
+            whole = targetXml;
+            break;
+        }
+        whole += text;
+    }
+    targetDescription.load(whole);
 }
 
 bool Tarnwick::intercept_monitor(RspClient& from, RspClient& to, bool& handled) {

@@ -94,6 +94,9 @@ private:
     bool dispatchClientPacket(RspClient& from, RspClient& to, bool& handled);
     // One question of the symbol negotiation; false only if GDB did not answer.
     bool lookupSymbol(RspClient& gdb, const std::string& name);
+    // The register order from target.xml and the annexes it includes, read from the server; target.xml
+    // alone if an annex cannot be read.
+    void loadTargetDescription(RspClient& server);
     // The g reply of a switched-out thread, or "E1".
     std::string registersOf(RspClient& server, TargetThread& thread);
 

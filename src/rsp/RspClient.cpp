@@ -12,6 +12,8 @@
 namespace {
 
 const unsigned int kReplyTimeoutMilliseconds = 1000;
+// Small enough for any server's packet size.
+const unsigned int kFeaturesPiece = 0x400;
 // Start byte, '#' and two checksum digits.
 const int kFrameOverhead = 4;
 const int kChecksumDigits = 2;
@@ -343,4 +345,25 @@ bool RspClient::readMemory(unsigned int address, unsigned int& value) {
     }
     value = RspUtil::toUINT32(data.data());
     return true;
+}
+
+bool RspClient::readFeatures(const std::string& annex, std::string& text) {
+    text.clear();
+    for (;;) {
+        const std::string::size_type before = text.size();
+        std::string reply;
+        bool last = false;
+        if (!sendWaitCommand(RspUtil::createCommand_qXferfeaturesread(
+                                 annex, static_cast<unsigned int>(before), kFeaturesPiece),
+                             reply) ||
+            !RspUtil::parseReply_qXferobjectreadannex(reply, text, last)) {
+            return false;
+        }
+        if (last) {
+            return true;
+        }
+        if (text.size() == before) {
+            return false;
+        }
+    }
 }

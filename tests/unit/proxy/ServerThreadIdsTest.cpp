@@ -47,7 +47,8 @@ TEST(ServerThreadIds, TheFeaturesAnswerLosesMultiprocessOnly) {
     ids.noteRequest("qSupported:multiprocess+;swbreak+");
     EXPECT_TRUE(ids.awaitsFeatures());
     std::string features = "unchanged";
-    EXPECT_TRUE(ids.hideMultiprocess("PacketSize=1000;qXfer:features:read+;vContSupported+;multiprocess+", features));
+    EXPECT_TRUE(
+        ids.hideMultiprocess("PacketSize=1000;qXfer:features:read+;vContSupported+;multiprocess+", features));
     EXPECT_EQ("PacketSize=1000;qXfer:features:read+;vContSupported+", features);
     EXPECT_FALSE(ids.awaitsFeatures());
     ids.noteRequest("qSupported");
