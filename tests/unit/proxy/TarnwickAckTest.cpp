@@ -128,3 +128,43 @@ TEST(TarnwickServerIdsIntegration, StepOfAKernelTaskGoesToTheServersThread) {
 }
 
 } // namespace
+
+namespace {
+
+// The server's stop reply is taken and its '+' goes out in front of the proxy's first read; each read
+// then takes the server's '+' and acknowledges the reply.
+TEST(TarnwickAckIntegration, ReadsOfAStopKeepTheServersAcknowledgements) {
+    FakeRtosDriver driver;
+    useTwoTaskSnapshot(driver);
+    driver.reads[FakeRtosDriver::kCallCheckKernelRunning] = {0x20000104};
+    driver.reads[FakeRtosDriver::kCallGetThreads] = {0x20000200};
+    TarnwickRig rig(driver, 0);
+    ASSERT_TRUE(rig.ready());
+    negotiate(rig, "PacketSize=1000");
+    rig.gdb().sendPacket("?");
+    EXPECT_EQ(frame("?"), rig.server().nextRaw());
+    rig.server().sendRaw("+" + frame("S05"));
+    EXPECT_EQ("+", rig.gdb().nextRaw());
+    EXPECT_EQ(frame("T05thread:1;"), rig.gdb().nextRaw());
+    rig.gdb().sendRaw("+");
+    EXPECT_EQ("+", rig.server().nextRaw());
+    rig.gdb().sendPacket("c");
+    EXPECT_EQ(frame("c"), rig.server().nextRaw());
+    rig.server().sendRaw("+");
+    EXPECT_EQ("+", rig.gdb().nextRaw());
+    rig.server().sendPacket("T05thread:01;");
+    EXPECT_EQ("+", rig.server().nextRaw());
+    EXPECT_EQ(frame("m20000104,4"), rig.server().nextRaw());
+    rig.server().sendRaw("+" + frame("01000000"));
+    EXPECT_EQ("+", rig.server().nextRaw());
+    EXPECT_EQ(frame("m20000200,4"), rig.server().nextRaw());
+    // A '+' that comes twice is no reply.
+    rig.server().sendRaw("++" + frame("03000000"));
+    EXPECT_EQ("+", rig.server().nextRaw());
+    EXPECT_EQ(frame("T05thread:20000a40;"), rig.gdb().nextRaw());
+    rig.gdb().sendRaw("+");
+    EXPECT_TRUE(rig.server().quietFor(200));
+    EXPECT_TRUE(rig.finish());
+}
+
+} // namespace
