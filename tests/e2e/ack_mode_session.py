@@ -29,10 +29,10 @@ def transcript(args, session, key, ack_mode):
     extra = ["--ram", freertos_targets.RAM] + (["--ack-mode"] if ack_mode else [])
     _, suite.sim_port = session.start_target_sim(args.target_sim, suite.elf, extra, name="sim_" + label)
     proxy, port = suite.start_tarnwick("tarnwick_" + label)
-    commands = ["set debug remote 1"] + freertos_targets.main_commands(suite.program, suite.elf, port,
-                                                                       suite.symbols)
-    # The remote log would land in the monitor output that the session captures.
-    commands = [line.replace("python gdb.write(", "set debug remote 0\npython gdb.write(") for line in commands]
+    commands = freertos_targets.main_commands(suite.program, suite.elf, port, suite.symbols)
+    # GDB's remote log up to the first monitor command, whose captured output it would otherwise join.
+    first_monitor = next(index for index, line in enumerate(commands) if line.startswith("python gdb.write("))
+    commands = ["set debug remote 1"] + commands[:first_monitor] + ["set debug remote 0"] + commands[first_monitor:]
     _, result = suite.run_gdb(commands, "gdb_" + label, proxy)
     lines = result.stdout.replace(str(port), "PORT").splitlines()
     return lines, result.stderr
