@@ -60,7 +60,27 @@ void ServerThreadIds::noteStopReply(const std::string& reply) {
     currentThread = reply.substr(start, end == std::string::npos ? std::string::npos : end - start);
 }
 
-std::string ServerThreadIds::toServer(const std::string& request) const {
+std::string ServerThreadIds::toServer(const std::string& request) {
+    std::string mapped = inServerTerms(request);
+    awaited.clear();
+    if (mapped == request || ownIdsOnly) {
+        return mapped;
+    }
+    awaited = mapped;
+    return request;
+}
+
+bool ServerThreadIds::refused(const std::string& answer, std::string& retry) {
+    retry = awaited;
+    awaited.clear();
+    if (retry.empty() || answer.empty() || answer[0] != 'E') {
+        return false;
+    }
+    ownIdsOnly = true;
+    return true;
+}
+
+std::string ServerThreadIds::inServerTerms(const std::string& request) const {
     if (currentThread.empty()) {
         return request;
     }

@@ -157,6 +157,15 @@ bool Tarnwick::interceptPacket(RspClient& from, RspClient& to, bool& handled) {
 }
 
 bool Tarnwick::dispatchServerPacket(RspClient& from, RspClient& to, bool& handled) {
+    if (serverThreadIds.awaitsAnswer() && from.peekCommand("$")) {
+        if (!intercept_refusal(from, to, handled)) {
+            logLine(Logger::LOG_ERROR, "interceptPacket", "failure refused request\n");
+            return false;
+        }
+        if (handled) {
+            return true;
+        }
+    }
     if (serverThreadIds.awaitsFeatures() && from.peekCommand("$")) {
         if (!intercept_features(from, to, handled)) {
             logLine(Logger::LOG_ERROR, "interceptPacket", "failure qSupported reply\n");
@@ -620,4 +629,17 @@ bool Tarnwick::intercept_features(RspClient& from, RspClient& to, bool& handled)
     }
     take(from, handled);
     return sendReply(to, features, "intercept_features", "Features. Failed sending reply\n");
+}
+
+bool Tarnwick::intercept_refusal(RspClient& from, RspClient& /*to*/, bool& handled) {
+    std::string retry;
+    if (!serverThreadIds.refused(peekPayload(from), retry)) {
+        return true;
+    }
+    take(from, handled);
+    if (!from.relayCommand(retry)) {
+        logLine(Logger::LOG_ERROR, "intercept_refusal", "Forward request. Failed sending\n");
+        return false;
+    }
+    return true;
 }

@@ -77,6 +77,9 @@ public:
     bool intercept_serverRequest(RspClient& from, RspClient& to, bool& handled);
     // Here from is the server endpoint: its answer to GDB's qSupported.
     bool intercept_features(RspClient& from, RspClient& to, bool& handled);
+    // Here from is the server endpoint: its answer to a request that named kernel tasks, sent again in the
+    // server's own ids if the server refused it.
+    bool intercept_refusal(RspClient& from, RspClient& to, bool& handled);
 
     unsigned int getStopCount() const { return stopCount; }
     const std::string& getNextOperation() const { return nextOperation; }

@@ -90,8 +90,8 @@ TEST(TarnwickAckIntegration, NoAckSessionIsByteForByteAsBefore) {
 namespace {
 
 // GDB and a QEMU-like server: multiprocess stays hidden from GDB, and a step of whatever task GDB has
-// selected reaches the server as a step of the server's own thread.
-TEST(TarnwickServerIdsIntegration, StepOfAKernelTaskGoesToTheServersThread) {
+// selected reaches the server as a step of the server's own thread once the server has refused the task.
+TEST(TarnwickServerIdsIntegration, StepOfAKernelTaskGoesToTheServersThreadOnceRefused) {
     FakeRtosDriver driver;
     TarnwickRig rig(driver, 0);
     ASSERT_TRUE(rig.ready());
@@ -111,8 +111,22 @@ TEST(TarnwickServerIdsIntegration, StepOfAKernelTaskGoesToTheServersThread) {
     EXPECT_EQ(frame("T05thread:1;"), rig.gdb().nextRaw());
     rig.gdb().sendRaw("+");
     EXPECT_EQ("+", rig.server().nextRaw());
+    // GDB's request goes out as it is; QEMU refuses the task's id, and gets its own thread instead.
     rig.gdb().sendPacket("vCont;s:20000a40;c");
+    EXPECT_EQ(frame("vCont;s:20000a40;c"), rig.server().nextRaw());
+    rig.server().sendRaw("+");
+    EXPECT_EQ("+", rig.gdb().nextRaw());
+    rig.server().sendPacket("E22");
+    EXPECT_EQ("+", rig.server().nextRaw());
     EXPECT_EQ(frame("vCont;s:p01.01;c"), rig.server().nextRaw());
+    rig.server().sendRaw("+");
+    rig.server().sendPacket("T05thread:p01.01;");
+    EXPECT_EQ(frame("T05thread:1;"), rig.gdb().nextRaw());
+    rig.gdb().sendRaw("+");
+    EXPECT_EQ("+", rig.server().nextRaw());
+    // From now on the server's own thread at once.
+    rig.gdb().sendPacket("vCont;s:20000810");
+    EXPECT_EQ(frame("vCont;s:p01.01"), rig.server().nextRaw());
     rig.server().sendRaw("+");
     EXPECT_EQ("+", rig.gdb().nextRaw());
     rig.server().sendPacket("T05thread:p01.01;");
