@@ -2,6 +2,7 @@
 
 #include "app/Logger.h"
 #include "app/Properties.h"
+#include "rsp/AckMode.h"
 #include "rsp/ClientSocket.h"
 #include "rsp/RspClient.h"
 #include "rsp/ServerSocket.h"
@@ -206,17 +207,25 @@ bool RspProxy::doProxyWork(RspClient* client, RspClient* server) {
     Logger& logger = Logger::getInstance();
     // GDB comes first, so it has the turn when both sides are readable.
     std::vector<ClientSocket*> sockets = {client->getClientSocket(), server->getClientSocket()};
+    AckMode ackMode;
+    client->setAckMode(&ackMode);
+    server->setAckMode(&ackMode);
     bool result = true;
     running = true;
     while (running) {
+        // A wait for a '+' can have read the next packet of a peer along with it.
+        RspClient* from = client->holdsPacket() ? client : server->holdsPacket() ? server : nullptr;
         ClientSocket* ready = nullptr;
-        if (ClientSocket::waitData(sockets, ready, ClientSocket::kWaitForever) != ClientSocket::WAIT_READY) {
+        if (from == nullptr &&
+            ClientSocket::waitData(sockets, ready, ClientSocket::kWaitForever) != ClientSocket::WAIT_READY) {
             // Also the way out when a signal interrupts the wait.
             running = false;
             result = false;
             break;
         }
-        RspClient* from = ready == sockets[0] ? client : server;
+        if (from == nullptr) {
+            from = ready == sockets[0] ? client : server;
+        }
         RspClient* to = from == client ? server : client;
         int received = 0;
         do {
@@ -233,6 +242,8 @@ bool RspProxy::doProxyWork(RspClient* client, RspClient* server) {
             }
         } while (running && received > 0);
     }
+    client->setAckMode(nullptr);
+    server->setAckMode(nullptr);
     return result;
 }
 
@@ -244,7 +255,7 @@ bool RspProxy::handlePacket(RspClient& from, RspClient& to) {
         return false;
     }
     if (handled) {
-        return true;
+        return from.settleAck();
     }
     if (from.forwardPacket(to) < 1) {
         Logger::getInstance().log(Logger::LOG_ERROR, "handlePacket",

@@ -12,6 +12,7 @@
 #include "rtos/RtosDriverInfo.h"
 #include "rtos/RtosInfo.h"
 #include "target/RegisterList.h"
+#include "target/TargetDescriptionIncludes.h"
 #include "target/TargetThread.h"
 
 #include <vector>
@@ -33,6 +34,8 @@ std::string targetXml;
 
 // The server packets inspected: stop replies.
 const std::array<const char*, 4> kServerPrefixes = {"$S", "$T", "$W", "$X"};
+// The client packets that go on to the server in the server's own thread ids.
+const std::array<const char*, 3> kServerRequestPrefixes = {"$qSupported", "$vCont;", "$D"};
 
 void logLine(Logger::Severity_t severity, const char* tag, const char* line) {
     Logger::getInstance().log(severity, tag, "%s", line);
@@ -121,6 +124,7 @@ void Tarnwick::forgetConnection() {
     nextOperationThreadId = 0;
     stopCount = 0;
     targetDescription = TargetDescription();
+    serverThreadIds = ServerThreadIds();
     payloadSize = 0;
     targetXml.clear();
 }
@@ -166,6 +170,22 @@ bool Tarnwick::interceptPacket(RspClient& from, RspClient& to, bool& handled) {
 }
 
 bool Tarnwick::dispatchServerPacket(RspClient& from, RspClient& to, bool& handled) {
+    if (serverThreadIds.awaitsAnswer() && from.peekCommand("$")) {
+        if (!intercept_refusal(from, to, handled)) {
+            logLine(Logger::LOG_ERROR, "interceptPacket", "failure refused request\n");
+            return false;
+        }
+        if (handled) {
+            return true;
+        }
+    }
+    if (serverThreadIds.awaitsFeatures() && from.peekCommand("$")) {
+        if (!intercept_features(from, to, handled)) {
+            logLine(Logger::LOG_ERROR, "interceptPacket", "failure qSupported reply\n");
+            return false;
+        }
+        return true;
+    }
     for (const char* prefix : kServerPrefixes) {
         if (!from.peekCommand(prefix)) {
             continue;
@@ -193,6 +213,11 @@ bool Tarnwick::dispatchClientPacket(RspClient& from, RspClient& to, bool& handle
             return false;
         }
         return true;
+    }
+    for (const char* prefix : kServerRequestPrefixes) {
+        if (from.peekCommand(prefix)) {
+            return intercept_serverRequest(from, to, handled);
+        }
     }
     return true;
 }
@@ -427,6 +452,7 @@ bool Tarnwick::intercept_stopReply(RspClient& from, RspClient& to, bool& handled
     if (!from.getCommand(text, false)) {
         return true;
     }
+    serverThreadIds.noteStopReply(text);
     std::string kind;
     unsigned int signal = 0;
     if (!RspUtil::parseCommand_stopReply(text, kind, signal)) {
@@ -524,16 +550,35 @@ bool Tarnwick::intercept_qXferfeaturesreadtarget_xml(RspClient& from, RspClient&
     }
     handled = true;
     bool last = false;
-    if (!RspUtil::parseReply_qXferobjectreadannex(reply, targetXml, last)) {
+    bool parsed = RspUtil::parseReply_qXferobjectreadannex(reply, targetXml, last);
+    if (!parsed) {
         logLine(Logger::LOG_ERROR, tag, "Read target.xml. Failed parse reply\n");
-    } else if (last && !targetDescription.load(targetXml)) {
-        logLine(Logger::LOG_ERROR, tag, "Read target.xml. Failed loading target description\n");
     }
     if (!sendReply(from, reply, tag, "Read target.xml. Failed sending reply.\n")) {
         return false;
     }
     from.getCommand(text, true);
+    // After the reply, so that GDB is not kept waiting for the annexes.
+    if (parsed && last) {
+        loadTargetDescription(to);
+    }
     return true;
+}
+
+void Tarnwick::loadTargetDescription(RspClient& server) {
+    std::string whole = targetXml;
+    for (const std::string& annex : TargetDescriptionIncludes::find(targetXml)) {
+        std::string text;
+        if (!server.readFeatures(annex, text)) {
+            Logger::getInstance().log(
+                Logger::LOG_ERROR, "intercept_qXferfeaturesreadtarget_xml",
+                "Read target.xml. Failed reading %s, switched-out tasks show no registers\n", annex.c_str());
+            whole = targetXml;
+            break;
+        }
+        whole += text;
+    }
+    targetDescription.load(whole);
 }
 
 bool Tarnwick::intercept_monitor(RspClient& from, RspClient& to, bool& handled) {
@@ -572,5 +617,43 @@ bool Tarnwick::intercept_monitor(RspClient& from, RspClient& to, bool& handled) 
     }
     std::string text;
     from.getCommand(text, true);
+    return true;
+}
+
+bool Tarnwick::intercept_serverRequest(RspClient& from, RspClient& to, bool& handled) {
+    std::string request = peekPayload(from);
+    serverThreadIds.noteRequest(request);
+    std::string mapped = serverThreadIds.toServer(request);
+    if (mapped == request) {
+        return true;
+    }
+    take(from, handled);
+    if (!to.relayCommand(mapped)) {
+        logLine(Logger::LOG_ERROR, "intercept_serverRequest", "Forward request. Failed sending\n");
+        return false;
+    }
+    return true;
+}
+
+bool Tarnwick::intercept_features(RspClient& from, RspClient& to, bool& handled) {
+    std::string reply;
+    std::string features;
+    if (!from.getCommand(reply, false) || !serverThreadIds.hideMultiprocess(reply, features)) {
+        return true;
+    }
+    take(from, handled);
+    return sendReply(to, features, "intercept_features", "Features. Failed sending reply\n");
+}
+
+bool Tarnwick::intercept_refusal(RspClient& from, RspClient& /*to*/, bool& handled) {
+    std::string retry;
+    if (!serverThreadIds.refused(peekPayload(from), retry)) {
+        return true;
+    }
+    take(from, handled);
+    if (!from.relayCommand(retry)) {
+        logLine(Logger::LOG_ERROR, "intercept_refusal", "Forward request. Failed sending\n");
+        return false;
+    }
     return true;
 }

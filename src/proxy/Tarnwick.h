@@ -2,6 +2,7 @@
 #define TARNWICK_PROXY_TARNWICK_H
 
 #include "proxy/RspProxy.h"
+#include "proxy/ServerThreadIds.h"
 #include "rtos/RtosDriverFactory.h"
 #include "target/TargetDescription.h"
 #include "target/ThreadList.h"
@@ -72,6 +73,13 @@ public:
     bool intercept_g(RspClient& from, RspClient& to, bool& handled);
     bool intercept_qXferfeaturesreadtarget_xml(RspClient& from, RspClient& to, bool& handled);
     bool intercept_monitor(RspClient& from, RspClient& to, bool& handled);
+    // Requests that go on to the server (qSupported, vCont, D), put in the server's thread ids.
+    bool intercept_serverRequest(RspClient& from, RspClient& to, bool& handled);
+    // Here from is the server endpoint: its answer to GDB's qSupported.
+    bool intercept_features(RspClient& from, RspClient& to, bool& handled);
+    // Here from is the server endpoint: its answer to a request that named kernel tasks, sent again in the
+    // server's own ids if the server refused it.
+    bool intercept_refusal(RspClient& from, RspClient& to, bool& handled);
 
     unsigned int getStopCount() const { return stopCount; }
     const std::string& getNextOperation() const { return nextOperation; }
@@ -95,6 +103,9 @@ private:
     bool dispatchClientPacket(RspClient& from, RspClient& to, bool& handled);
     // One question of the symbol negotiation; false only if GDB did not answer.
     bool lookupSymbol(RspClient& gdb, const std::string& name);
+    // The register order from target.xml and the annexes it includes, read from the server; target.xml
+    // alone if an annex cannot be read.
+    void loadTargetDescription(RspClient& server);
     // The g reply of a switched-out thread, or "E1".
     std::string registersOf(RspClient& server, TargetThread& thread);
 
@@ -105,6 +116,7 @@ private:
     RtosDriverFactory driverFactory;
     unsigned int stopCount = 0;
     TargetDescription targetDescription;
+    ServerThreadIds serverThreadIds;
 };
 
 #endif

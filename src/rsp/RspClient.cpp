@@ -1,6 +1,7 @@
 #include "rsp/RspClient.h"
 
 #include "app/Logger.h"
+#include "rsp/AckMode.h"
 #include "rsp/ClientSocket.h"
 #include "rsp/RspUtil.h"
 
@@ -11,9 +12,12 @@
 namespace {
 
 const unsigned int kReplyTimeoutMilliseconds = 1000;
+// Small enough for any server's packet size.
+const unsigned int kFeaturesPiece = 0x400;
 // Start byte, '#' and two checksum digits.
 const int kFrameOverhead = 4;
 const int kChecksumDigits = 2;
+const unsigned char kInterrupt = 0x03;
 
 unsigned int toMicroseconds(unsigned int milliseconds) {
     if (milliseconds > UINT_MAX / 1000) {
@@ -34,11 +38,28 @@ RspClient::~RspClient() {
     delete clientSocket;
 }
 
+bool RspClient::acknowledging() const {
+    return ackMode != nullptr && ackMode->isOn();
+}
+
+bool RspClient::holdsPacket() {
+    receiveBuffer.resetPacket();
+    return receiveBuffer.parseForPacket() > 0;
+}
+
 int RspClient::getPacket(unsigned int timeoutMilliseconds) {
     receiveBuffer.resetPacket();
     for (;;) {
         int found = receiveBuffer.parseForPacket();
         if (found > 0) {
+            const unsigned char* packet = receiveBuffer.getBuffer();
+            if (ackMode != nullptr) {
+                ackMode->observe(role, packet, found);
+            }
+            if (packet[0] == '$') {
+                forwardedRequestOpen = false;
+                ackOwed = acknowledging();
+            }
             return found;
         }
         int waited = clientSocket->waitData(toMicroseconds(timeoutMilliseconds));
@@ -62,9 +83,68 @@ int RspClient::getPacket(unsigned int timeoutMilliseconds) {
 
 int RspClient::forwardPacket(RspClient& to) {
     int frameLength = receiveBuffer.getPacketLength();
+    bool request = role == ROLE_GDB_CLIENT && receiveBuffer.getBuffer()[0] == '$';
     int written = to.sendPacket(receiveBuffer.getBuffer(), static_cast<unsigned int>(frameLength));
     receiveBuffer.consumePacket();
+    // The other peer acknowledges it, and its '+' passes through.
+    ackOwed = false;
+    if (request) {
+        to.forwardedRequestOpen = true;
+    }
     return written < frameLength ? -1 : written;
+}
+
+bool RspClient::settleAck() {
+    if (!ackOwed) {
+        return true;
+    }
+    ackOwed = false;
+    unsigned char ack = '+';
+    return sendPacket(&ack, 1) == 1;
+}
+
+RspClient::AckReply RspClient::awaitAck() {
+    for (;;) {
+        if (getPacket(kReplyTimeoutMilliseconds) <= 0) {
+            Logger::getInstance().log(Logger::LOG_DEBUG, "awaitAck", "No acknowledgement from %s\n",
+                                      name.c_str());
+            return AckReply::NONE;
+        }
+        const unsigned char first = receiveBuffer.getBuffer()[0];
+        if (receiveBuffer.getPacketLength() > 1 || first == kInterrupt) {
+            // The peer went on without one; what it sent stays for whoever reads next.
+            return AckReply::ACK;
+        }
+        receiveBuffer.consumePacket();
+        if (first == '+' || first == '-') {
+            return first == '+' ? AckReply::ACK : AckReply::NAK;
+        }
+    }
+}
+
+void RspClient::dropUnrequested() {
+    if (role != ROLE_GDB_SERVER || forwardedRequestOpen) {
+        return;
+    }
+    int dropped = 0;
+    for (;;) {
+        dropped += receiveBuffer.getLength();
+        receiveBuffer.clear();
+        if (clientSocket->waitData(0) <= 0) {
+            break;
+        }
+        // A closed connection shows at the read that follows.
+        int received = clientSocket->read(reinterpret_cast<char*>(receiveBuffer.getFreeSpace()),
+                                          receiveBuffer.getFreeSize());
+        if (received < 1) {
+            break;
+        }
+        receiveBuffer.addReceived(received);
+    }
+    if (dropped > 0) {
+        Logger::getInstance().log(Logger::LOG_WARNING, "dropUnrequested",
+                                  "Dropped %d bytes that %s sent unasked\n", dropped, name.c_str());
+    }
 }
 
 int RspClient::sendPacket(unsigned char* data, unsigned int length) {
@@ -81,6 +161,24 @@ bool RspClient::sendPacket(RspBuffer& buffer) {
 }
 
 bool RspClient::sendFrame(const std::string& payload, RSPpacketType type) {
+    dropUnrequested();
+    if (!settleAck() || !writeFrame(payload, type)) {
+        return false;
+    }
+    if (type == RSP_PACKET_NOTIFICATION || !acknowledging()) {
+        return true;
+    }
+    AckReply answer = awaitAck();
+    if (answer == AckReply::NAK) {
+        // Once: a peer that refuses the same frame twice will not take it a third time.
+        Logger::getInstance().log(Logger::LOG_DEBUG, "sendFrame", "%s asked for the frame again\n",
+                                  name.c_str());
+        answer = writeFrame(payload, type) ? awaitAck() : AckReply::NONE;
+    }
+    return answer == AckReply::ACK;
+}
+
+bool RspClient::writeFrame(const std::string& payload, RSPpacketType type) {
     if (transmitBuffer.createPacket(payload, type)) {
         return sendPacket(transmitBuffer);
     }
@@ -128,6 +226,11 @@ bool RspClient::sendCommand(const std::string& payload) {
     return false;
 }
 
+bool RspClient::relayCommand(const std::string& payload) {
+    forwardedRequestOpen = sendCommand(payload);
+    return forwardedRequestOpen;
+}
+
 bool RspClient::sendNotification(const std::string& payload) {
     if (sendFrame(payload, RSP_PACKET_NOTIFICATION)) {
         return true;
@@ -146,6 +249,11 @@ bool RspClient::waitCommand(std::string& reply) {
 
 int RspClient::waitCommand(std::string& reply, unsigned int timeoutMilliseconds) {
     int found = getPacket(timeoutMilliseconds);
+    // A second '+' for the request, or one that came late, is no reply.
+    while (found == 1 && acknowledging() && receiveBuffer.getBuffer()[0] == '+') {
+        receiveBuffer.consumePacket();
+        found = getPacket(timeoutMilliseconds);
+    }
     if (found <= 0) {
         return found;
     }
@@ -154,6 +262,9 @@ int RspClient::waitCommand(std::string& reply, unsigned int timeoutMilliseconds)
         reply.assign(frame, frame + receiveBuffer.getPacketLength());
     }
     receiveBuffer.consumePacket();
+    if (!settleAck()) {
+        return -1;
+    }
     return static_cast<int>(reply.size());
 }
 
@@ -234,4 +345,25 @@ bool RspClient::readMemory(unsigned int address, unsigned int& value) {
     }
     value = RspUtil::toUINT32(data.data());
     return true;
+}
+
+bool RspClient::readFeatures(const std::string& annex, std::string& text) {
+    text.clear();
+    for (;;) {
+        const std::string::size_type before = text.size();
+        std::string reply;
+        bool last = false;
+        if (!sendWaitCommand(RspUtil::createCommand_qXferfeaturesread(
+                                 annex, static_cast<unsigned int>(before), kFeaturesPiece),
+                             reply) ||
+            !RspUtil::parseReply_qXferobjectreadannex(reply, text, last)) {
+            return false;
+        }
+        if (last) {
+            return true;
+        }
+        if (text.size() == before) {
+            return false;
+        }
+    }
 }

@@ -6,12 +6,16 @@
 #include <string>
 #include <vector>
 
+class AckMode;
 class ClientSocket;
 
 enum RspClientRole { ROLE_GDB_CLIENT = 0, ROLE_GDB_SERVER = 1 };
 
-// One endpoint of the proxy: its socket, a name for the log, a role and a buffer each way. It sends no
-// acknowledgements and checks no checksums. Some 40 KB: allocate it on the heap.
+// One endpoint of the proxy: its socket, a name for the log, a role and a buffer each way. It checks no
+// checksums. While the session's AckMode says the peers acknowledge, it keeps that protocol for its own
+// exchanges: it acknowledges each frame it takes and does not forward, and takes the peer's '+' for each
+// frame it writes itself; acknowledgements of forwarded frames pass through as they are. Some 40 KB:
+// allocate it on the heap.
 class RspClient {
 public:
     // Takes ownership of the socket.
@@ -26,6 +30,13 @@ public:
     // The received bytes; the packet found by getPacket stands at its start.
     RspBuffer& getReceiveBuffer() { return receiveBuffer; }
 
+    // The session's mode, shared with the other endpoint; null (the start) never acknowledges.
+    void setAckMode(AckMode* mode) { ackMode = mode; }
+    // Whether a whole packet waits in the receive buffer already, so that no socket wait is needed.
+    bool holdsPacket();
+    // Acknowledges the frame taken from this peer if nothing written since has done it.
+    bool settleAck();
+
     // Reads until a whole packet stands in the receive buffer: its length, 0 on time-out, -1 if the
     // connection is lost (or the buffer is full without a frame in it).
     int getPacket(unsigned int timeoutMilliseconds);
@@ -38,6 +49,9 @@ public:
     // A '$' frame: a command towards the server, a reply towards GDB.
     bool sendCommand(const std::string& payload);
     bool sendNotification(const std::string& payload);
+    // A request of GDB's, rewritten: sent like sendCommand, its reply then comes to the loop like that of
+    // a forwarded request.
+    bool relayCommand(const std::string& payload);
     // sendCommand, then the next frame as the reply (within 1000 ms).
     bool sendWaitCommand(const std::string& command, std::string& reply);
     // True if a reply with a non-empty payload came within 1000 ms.
@@ -58,8 +72,20 @@ public:
     bool readMemory(unsigned int address, unsigned int length, std::vector<unsigned char>& data);
     // The 32-bit word at address; value is written only on success.
     bool readMemory(unsigned int address, unsigned int& value);
+    // A whole annex of the target description, read in pieces (qXfer:features:read); false if the server
+    // refuses a piece, does not answer or sends an empty 'm' piece.
+    bool readFeatures(const std::string& annex, std::string& text);
 
 private:
+    enum class AckReply { ACK, NAK, NONE };
+
+    bool acknowledging() const;
+    bool writeFrame(const std::string& payload, RSPpacketType type);
+    // Waits for the peer's acknowledgement of the frame just written. A frame in its place counts as one.
+    AckReply awaitAck();
+    // Bytes from the server that no request asked for (a reply that came after its time-out) are read
+    // and dropped, so that they cannot pass for the reply to the request about to go out.
+    void dropUnrequested();
     bool peekBytes(const char* prefix, std::size_t size);
     bool sendFrame(const std::string& payload, RSPpacketType type);
     // For frames larger than the transmit buffer: the buffer is filled and written out in turn.
@@ -73,6 +99,12 @@ private:
     std::string name;
     RspBuffer transmitBuffer;
     RspBuffer receiveBuffer;
+    AckMode* ackMode = nullptr;
+    // A frame has been received from this peer and neither forwarded nor acknowledged.
+    bool ackOwed = false;
+    // A request from GDB has been forwarded to this (server) endpoint and its reply is still to come: what
+    // the server sends now is asked for, a stop reply of a running target among it.
+    bool forwardedRequestOpen = false;
 };
 
 #endif

@@ -227,6 +227,11 @@ std::string RspUtil::createCommand_m(const std::string& addressHex, unsigned int
     return "m" + addressHex + "," + toString(length, 16);
 }
 
+std::string RspUtil::createCommand_qXferfeaturesread(const std::string& annex, unsigned int offset,
+                                                     unsigned int length) {
+    return "qXfer:features:read:" + annex + ":" + toString(offset, 16) + "," + toString(length, 16);
+}
+
 std::string RspUtil::createCommand_m(unsigned int address, unsigned int length) {
     return createCommand_m(toString(address, 16), length);
 }

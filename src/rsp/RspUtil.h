@@ -55,6 +55,9 @@ public:
     // Commands to the server. addressHex goes out as it stands.
     static std::string createCommand_m(const std::string& addressHex, unsigned int length);
     static std::string createCommand_m(unsigned int address, unsigned int length);
+    // "qXfer:features:read:annex:offset,length".
+    static std::string createCommand_qXferfeaturesread(const std::string& annex, unsigned int offset,
+                                                       unsigned int length);
     // "T05thread:2000a1b8;": the signal in at least two digits.
     static std::string createCommand_stopReply(unsigned int thread, unsigned int signal);
     // The same behind "Stop:", for a '%' frame.

@@ -1,5 +1,5 @@
-# The scheduler programs under QEMU, through the QEMU adapter and through tarnwick; one test per case.
-foreach(case cm3 cm4f registers acknowledgements determinism)
+# The scheduler programs under QEMU, straight and through tarnwick; one test per case.
+foreach(case cm3 cm4f registers control determinism)
   add_test(NAME e2e_qemu_${case}
     COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/qemu_tasks.py --case ${case}
             --tarnwick $<TARGET_FILE:tarnwick>

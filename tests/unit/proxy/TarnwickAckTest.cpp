@@ -1,0 +1,184 @@
+#include "RspFrame.h"
+#include "TarnwickRig.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+using rspframe::frame;
+
+// GDB's feature request and the server's answer, both acknowledged as at the start of every session.
+void negotiate(TarnwickRig& rig, const std::string& features) {
+    rig.gdb().sendRaw("+" + frame("qSupported:swbreak+"));
+    EXPECT_EQ("+", rig.server().nextRaw());
+    EXPECT_EQ(frame("qSupported:swbreak+"), rig.server().nextRaw());
+    rig.server().sendRaw("+" + frame(features));
+    EXPECT_EQ("+", rig.gdb().nextRaw());
+    EXPECT_EQ(frame(features), rig.gdb().nextRaw());
+    rig.gdb().sendRaw("+");
+    EXPECT_EQ("+", rig.server().nextRaw());
+}
+
+// A server that keeps acknowledging (QEMU): the proxy acknowledges what it answers and takes GDB's '+'.
+TEST(TarnwickAckIntegration, RepliesOfItsOwnAreAcknowledgedBothWays) {
+    FakeRtosDriver driver;
+    TarnwickRig rig(driver, 0);
+    ASSERT_TRUE(rig.ready());
+    negotiate(rig, "PacketSize=1000;qXfer:features:read+");
+    rig.gdb().sendPacket("qC");
+    EXPECT_EQ("+", rig.gdb().nextRaw());
+    EXPECT_EQ("$QC1#c5", rig.gdb().nextRaw());
+    rig.gdb().sendRaw("+");
+    rig.gdb().sendPacket("qsThreadInfo");
+    EXPECT_EQ("+", rig.gdb().nextRaw());
+    EXPECT_EQ("$l#6c", rig.gdb().nextRaw());
+    // GDB found the reply damaged: it comes again.
+    rig.gdb().sendRaw("-");
+    EXPECT_EQ("$l#6c", rig.gdb().nextRaw());
+    rig.gdb().sendRaw("+");
+    // Neither GDB's requests nor its acknowledgements of the proxy's replies reach the server.
+    EXPECT_TRUE(rig.server().quietFor(200));
+    EXPECT_TRUE(rig.finish());
+}
+
+TEST(TarnwickAckIntegration, TakenStopReplyIsAcknowledgedToTheServer) {
+    FakeRtosDriver driver;
+    TarnwickRig rig(driver, 0);
+    ASSERT_TRUE(rig.ready());
+    negotiate(rig, "PacketSize=1000");
+    rig.gdb().sendPacket("vCont;c");
+    EXPECT_EQ("$vCont;c#a8", rig.server().nextRaw());
+    rig.server().sendRaw("+");
+    EXPECT_EQ("+", rig.gdb().nextRaw());
+    rig.server().sendPacket("T05thread:01;");
+    EXPECT_EQ(frame("T05thread:1;"), rig.gdb().nextRaw());
+    rig.gdb().sendRaw("+");
+    EXPECT_EQ("+", rig.server().nextRaw());
+    EXPECT_TRUE(rig.server().quietFor(200));
+    EXPECT_TRUE(rig.gdb().quietFor(0));
+    EXPECT_TRUE(rig.finish());
+}
+
+// Where the server leaves acknowledgement mode, no byte changes: the proxy neither sends nor takes a '+'.
+TEST(TarnwickAckIntegration, NoAckSessionIsByteForByteAsBefore) {
+    FakeRtosDriver driver;
+    TarnwickRig rig(driver, 0);
+    ASSERT_TRUE(rig.ready());
+    negotiate(rig, "PacketSize=4000;QStartNoAckMode+");
+    rig.gdb().sendPacket("QStartNoAckMode");
+    EXPECT_EQ(frame("QStartNoAckMode"), rig.server().nextRaw());
+    rig.server().sendRaw("+" + frame("OK"));
+    EXPECT_EQ("+", rig.gdb().nextRaw());
+    EXPECT_EQ("$OK#9a", rig.gdb().nextRaw());
+    rig.gdb().sendRaw("+");
+    EXPECT_EQ("+", rig.server().nextRaw());
+    rig.gdb().sendPacket("qC");
+    EXPECT_EQ("$QC1#c5", rig.gdb().nextRaw());
+    rig.gdb().sendPacket("vCont;c");
+    EXPECT_EQ("$vCont;c#a8", rig.server().nextRaw());
+    rig.server().sendPacket("S05");
+    EXPECT_EQ(frame("T05thread:1;"), rig.gdb().nextRaw());
+    EXPECT_TRUE(rig.server().quietFor(200));
+    EXPECT_TRUE(rig.gdb().quietFor(0));
+    EXPECT_TRUE(rig.finish());
+}
+
+} // namespace
+
+namespace {
+
+// GDB and a QEMU-like server: multiprocess stays hidden from GDB, and a step of whatever task GDB has
+// selected reaches the server as a step of the server's own thread once the server has refused the task.
+TEST(TarnwickServerIdsIntegration, StepOfAKernelTaskGoesToTheServersThreadOnceRefused) {
+    FakeRtosDriver driver;
+    TarnwickRig rig(driver, 0);
+    ASSERT_TRUE(rig.ready());
+    rig.gdb().sendRaw("+" + frame("qSupported:multiprocess+;swbreak+"));
+    EXPECT_EQ("+", rig.server().nextRaw());
+    EXPECT_EQ(frame("qSupported:multiprocess+;swbreak+"), rig.server().nextRaw());
+    rig.server().sendRaw("+" + frame("PacketSize=1000;qXfer:features:read+;vContSupported+;multiprocess+"));
+    EXPECT_EQ("+", rig.gdb().nextRaw());
+    EXPECT_EQ(frame("PacketSize=1000;qXfer:features:read+;vContSupported+"), rig.gdb().nextRaw());
+    rig.gdb().sendRaw("+");
+    // The proxy took the server's answer, so the '+' for it is the proxy's.
+    EXPECT_EQ("+", rig.server().nextRaw());
+    rig.gdb().sendPacket("?");
+    EXPECT_EQ("$?#3f", rig.server().nextRaw());
+    rig.server().sendRaw("+" + frame("T05thread:p01.01;"));
+    EXPECT_EQ("+", rig.gdb().nextRaw());
+    EXPECT_EQ(frame("T05thread:1;"), rig.gdb().nextRaw());
+    rig.gdb().sendRaw("+");
+    EXPECT_EQ("+", rig.server().nextRaw());
+    // GDB's request goes out as it is; QEMU refuses the task's id, and gets its own thread instead.
+    rig.gdb().sendPacket("vCont;s:20000a40;c");
+    EXPECT_EQ(frame("vCont;s:20000a40;c"), rig.server().nextRaw());
+    rig.server().sendRaw("+");
+    EXPECT_EQ("+", rig.gdb().nextRaw());
+    rig.server().sendPacket("E22");
+    EXPECT_EQ("+", rig.server().nextRaw());
+    EXPECT_EQ(frame("vCont;s:p01.01;c"), rig.server().nextRaw());
+    rig.server().sendRaw("+");
+    rig.server().sendPacket("T05thread:p01.01;");
+    EXPECT_EQ(frame("T05thread:1;"), rig.gdb().nextRaw());
+    rig.gdb().sendRaw("+");
+    EXPECT_EQ("+", rig.server().nextRaw());
+    // From now on the server's own thread at once.
+    rig.gdb().sendPacket("vCont;s:20000810");
+    EXPECT_EQ(frame("vCont;s:p01.01"), rig.server().nextRaw());
+    rig.server().sendRaw("+");
+    EXPECT_EQ("+", rig.gdb().nextRaw());
+    rig.server().sendPacket("T05thread:p01.01;");
+    EXPECT_EQ(frame("T05thread:1;"), rig.gdb().nextRaw());
+    rig.gdb().sendRaw("+");
+    EXPECT_EQ("+", rig.server().nextRaw());
+    rig.gdb().sendPacket("vCont;c:-1");
+    EXPECT_EQ(frame("vCont;c:-1"), rig.server().nextRaw());
+    rig.server().sendRaw("+");
+    EXPECT_EQ("+", rig.gdb().nextRaw());
+    EXPECT_TRUE(rig.server().quietFor(100));
+    EXPECT_TRUE(rig.finish());
+}
+
+} // namespace
+
+namespace {
+
+// The server's stop reply is taken and its '+' goes out in front of the proxy's first read; each read
+// then takes the server's '+' and acknowledges the reply.
+TEST(TarnwickAckIntegration, ReadsOfAStopKeepTheServersAcknowledgements) {
+    FakeRtosDriver driver;
+    useTwoTaskSnapshot(driver);
+    driver.reads[FakeRtosDriver::kCallCheckKernelRunning] = {0x20000104};
+    driver.reads[FakeRtosDriver::kCallGetThreads] = {0x20000200};
+    TarnwickRig rig(driver, 0);
+    ASSERT_TRUE(rig.ready());
+    negotiate(rig, "PacketSize=1000");
+    rig.gdb().sendPacket("?");
+    EXPECT_EQ(frame("?"), rig.server().nextRaw());
+    rig.server().sendRaw("+" + frame("S05"));
+    EXPECT_EQ("+", rig.gdb().nextRaw());
+    EXPECT_EQ(frame("T05thread:1;"), rig.gdb().nextRaw());
+    rig.gdb().sendRaw("+");
+    EXPECT_EQ("+", rig.server().nextRaw());
+    rig.gdb().sendPacket("c");
+    EXPECT_EQ(frame("c"), rig.server().nextRaw());
+    rig.server().sendRaw("+");
+    EXPECT_EQ("+", rig.gdb().nextRaw());
+    rig.server().sendPacket("T05thread:01;");
+    EXPECT_EQ("+", rig.server().nextRaw());
+    EXPECT_EQ(frame("m20000104,4"), rig.server().nextRaw());
+    rig.server().sendRaw("+" + frame("01000000"));
+    EXPECT_EQ("+", rig.server().nextRaw());
+    EXPECT_EQ(frame("m20000200,4"), rig.server().nextRaw());
+    // A '+' that comes twice is no reply.
+    rig.server().sendRaw("++" + frame("03000000"));
+    EXPECT_EQ("+", rig.server().nextRaw());
+    EXPECT_EQ(frame("T05thread:20000a40;"), rig.gdb().nextRaw());
+    rig.gdb().sendRaw("+");
+    EXPECT_TRUE(rig.server().quietFor(200));
+    EXPECT_TRUE(rig.finish());
+}
+
+} // namespace
