@@ -12,9 +12,9 @@ On the FreeRTOS Cortex-M4F program of tests/fixtures/targets/freertos, with neit
   - tarnwick's console is checked line by line.
 
 --case qemu: the same three sessions on the Cortex-M4F scheduler program of tests/fixtures/qemu, running
-under QEMU behind the QEMU adapter (which serves one client, so a new one waits on the same port before each
-session, and GDB disconnects without detaching, leaving QEMU stopped): thread 1 alone at each session's first
-stop, every task at a breakpoint in a task; then Ctrl-C.
+under QEMU, tarnwick connecting to QEMU's gdbstub anew for each session (GDB disconnects without detaching,
+leaving QEMU stopped): thread 1 alone at each session's first stop, every task at a breakpoint in a task; then
+Ctrl-C.
 """
 
 import argparse
@@ -142,11 +142,6 @@ class QemuSuite:
         self.elf = os.path.join(args.fixtures, self.program.elf)
         self.symbols = qemu_tasks.ElfSymbols(self.elf)
         self.qemu_port = None
-        self.adapter_port = harness.free_port()
-
-    def start_adapter(self, number):
-        self.session.start_qemu_adapter(qemu_tasks.ADAPTER, self.qemu_port, ["--port", str(self.adapter_port)],
-                                        name="adapter_%d" % number)
 
     def expected_view(self, running):
         """info threads at a breakpoint of the running task, as parse_info_threads gives it without GDB's
@@ -177,14 +172,11 @@ class QemuSuite:
 
     def run(self):
         _, self.qemu_port = self.session.start_qemu(self.program.machine, self.elf)
-        self.start_adapter(1)
         listen = harness.free_port()
-        proxy = self.session.start_tarnwick(self.args.tarnwick, self.adapter_port, listen, [
+        proxy = self.session.start_tarnwick(self.args.tarnwick, self.qemu_port, listen, [
             "--file", self.elf, "--debug_info_cache", self.session.path("qemu.proxy_cache"),
             "--gdbserver_connect_timeout", CONNECT_TIMEOUT, "--persist", "true"])
         for number in (1, 2, 3):
-            if number > 1:
-                self.start_adapter(number)
             self.check_session(proxy, listen, number)
         print("three GDB sessions through one tarnwick in front of QEMU, each from its first stop")
         proxy.popen.send_signal(signal.SIGINT)
