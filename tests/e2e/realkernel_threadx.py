@@ -31,8 +31,6 @@ import time
 import harness
 
 SKIP_CODE = 77
-ADAPTER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support", "qemu_adapter",
-                       "qemu_adapter.py")
 GDB_TIMEOUT = 40.0
 
 
@@ -223,16 +221,16 @@ def start_qemu(session, program, elf, timeout=5.0, attempts=3):
 
 
 def connect(session, args, program):
-    """QEMU halted at reset, the adapter in front of its gdbstub, tarnwick in front of the adapter; returns
-    tarnwick's process and the port GDB connects to. The one place that says how tarnwick reaches QEMU."""
+    """QEMU halted at reset, tarnwick in front of its gdbstub; returns tarnwick's process and the port GDB
+    connects to. The one place that says how tarnwick reaches QEMU."""
     elf = os.path.join(args.fixtures, program.elf)
-    _, adapter_port = session.start_qemu_adapter(ADAPTER, start_qemu(session, program, elf))
+    qemu_port = start_qemu(session, program, elf)
     listen = harness.free_port()
     options = ["--file", elf, "--debug_info_cache", session.path("target.proxy_cache"), "--rtos", "threadx",
                "--loglevel", "15"]
     if program.named:
         options += ["--rtos_variant", program.variant]
-    proxy = session.start_tarnwick(args.tarnwick, adapter_port, listen, options)
+    proxy = session.start_tarnwick(args.tarnwick, qemu_port, listen, options)
     return proxy, listen
 
 
@@ -245,7 +243,7 @@ def monitor_path(session, suffix):
 
 
 def session_commands(session, program, elf, port):
-    commands = harness.GDB_PRELUDE + harness.GDB_QEMU_SETTINGS + [
+    commands = harness.GDB_PRELUDE + [
         "file " + elf, "target remote 127.0.0.1:%d" % port, "break checkpoint_reached", "break fault_handler",
         "echo @first stop\\n", "continue", "echo @threads\\n", "info threads"]
     commands += python_block(TRUTH_SCRIPT)
