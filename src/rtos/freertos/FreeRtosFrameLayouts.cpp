@@ -37,6 +37,13 @@ const FrameLayout FRAMELAYOUT_CM0 = layout(64, {{0, R::REG_R4, R::REG_R11},
                                                 {52, R::REG_LR},
                                                 {56, R::REG_PC},
                                                 {60, R::REG_XPSR}});
+const FrameLayout FRAMELAYOUT_CM0_EXC_RETURN = layout(68, {{0, R::REG_LR_PENDSV},
+                                                           {4, R::REG_R4, R::REG_R11},
+                                                           {36, R::REG_R0, R::REG_R3},
+                                                           {52, R::REG_R12},
+                                                           {56, R::REG_LR},
+                                                           {60, R::REG_PC},
+                                                           {64, R::REG_XPSR}});
 const FrameLayout FRAMELAYOUT_CM3 = layout(64, {{0, R::REG_R4, R::REG_R11},
                                                 {32, R::REG_R0, R::REG_R3},
                                                 {48, R::REG_R12},

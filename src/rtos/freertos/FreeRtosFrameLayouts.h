@@ -7,7 +7,10 @@
 // the saved stack pointer. Twins with equal contents are separate objects all the same, so that each
 // selection names its own frame.
 
+// Armv6-M: the older port saves r4-r11 alone; the port rewritten after the Armv8-M ones saves EXC_RETURN
+// below them.
 extern const FrameLayout FRAMELAYOUT_CM0;
+extern const FrameLayout FRAMELAYOUT_CM0_EXC_RETURN;
 extern const FrameLayout FRAMELAYOUT_CM3;
 extern const FrameLayout FRAMELAYOUT_CM3_MPU;
 extern const FrameLayout FRAMELAYOUT_CM4F_BASIC;

@@ -29,6 +29,8 @@ struct FrameShape {
 inline const std::vector<FrameShape>& frameShapes() {
     static const std::vector<FrameShape> shapes = {
         {"FRAMELAYOUT_CM0", 64, "0 R4..R11, 32 R0..R3, 48 R12, 52 LR, 56 PC, 60 XPSR"},
+        {"FRAMELAYOUT_CM0_EXC_RETURN", 68,
+         "0 LR_PENDSV, 4 R4..R11, 36 R0..R3, 52 R12, 56 LR, 60 PC, 64 XPSR"},
         {"FRAMELAYOUT_CM3", 64, "0 R4..R11, 32 R0..R3, 48 R12, 52 LR, 56 PC, 60 XPSR"},
         {"FRAMELAYOUT_CM3_MPU", 68, "0 CONTROL, 4 R4..R11, 36 R0..R3, 52 R12, 56 LR, 60 PC, 64 XPSR"},
         {"FRAMELAYOUT_CM4F_BASIC", 68, "0 R4..R11, 32 LR_PENDSV, 36 R0..R3, 52 R12, 56 LR, 60 PC, 64 XPSR"},
@@ -135,6 +137,7 @@ inline std::map<RegisterId, unsigned int> parseEntries(const std::string& entrie
 inline const FrameLayout& productLayout(const std::string& name) {
     static const std::map<std::string, const FrameLayout*> layouts = {
         {"FRAMELAYOUT_CM0", &FRAMELAYOUT_CM0},
+        {"FRAMELAYOUT_CM0_EXC_RETURN", &FRAMELAYOUT_CM0_EXC_RETURN},
         {"FRAMELAYOUT_CM3", &FRAMELAYOUT_CM3},
         {"FRAMELAYOUT_CM3_MPU", &FRAMELAYOUT_CM3_MPU},
         {"FRAMELAYOUT_CM4F_BASIC", &FRAMELAYOUT_CM4F_BASIC},

@@ -116,7 +116,7 @@ TEST_F(FreeRtosRtosDriverTest, AppendsItsSymbolsInOrder) {
                                         "uxTopReadyPriority", "uxTopUsedPriority", "xSchedulerRunning",
                                         "xQueueRegistry", "pxCurrentTCB", "pxCurrentTimerList",
                                         "pxOverflowTimerList", "ulTotalRunTime", "xQueueRegistrySize",
-                                        "prvSetupFPU", "prvSetupMPU"}),
+                                        "prvSetupFPU", "prvSetupMPU", "vRestoreContextOfFirstTask"}),
               symbols);
 }
 
