@@ -587,7 +587,8 @@ QEMU_STOP = b"T05thread:01;"
 FREERTOS_SYMBOLS = ["xDelayedTaskList1", "xDelayedTaskList2", "xPendingReadyList", "xSuspendedTaskList",
                     "pxReadyTasksLists", "uxTopReadyPriority", "uxTopUsedPriority", "xSchedulerRunning",
                     "xQueueRegistry", "pxCurrentTCB", "pxCurrentTimerList", "pxOverflowTimerList", "ulTotalRunTime",
-                    "xQueueRegistrySize", "prvSetupFPU", "prvSetupMPU", "vRestoreContextOfFirstTask"]
+                    "xQueueRegistrySize", "prvSetupFPU", "prvSetupMPU", "vRestoreContextOfFirstTask",
+                    "vSVCHandler_C"]
 # The tabular text of the state command and the line end that every monitor reply adds.
 NO_KERNEL_STATE = "Driver : freeRTOS\n\nKernel state : No kernel found\n\n" + "\n"
 

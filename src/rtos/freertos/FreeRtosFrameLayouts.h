@@ -17,6 +17,10 @@ extern const FrameLayout FRAMELAYOUT_CM4F_BASIC;
 extern const FrameLayout FRAMELAYOUT_CM4F_BASIC_MPU;
 extern const FrameLayout FRAMELAYOUT_CM4F_EXT;
 extern const FrameLayout FRAMELAYOUT_CM4F_EXT_MPU;
+// The context that the newer ARM_CM3_MPU and ARM_CM4_MPU ports keep in the task's control block, offsets
+// counted from its lowest word; REG_SP there is the task's stack pointer below the processor's frame.
+extern const FrameLayout FRAMELAYOUT_MPU_CONTEXT_BASIC;
+extern const FrameLayout FRAMELAYOUT_MPU_CONTEXT_EXT;
 
 // Armv8-M, without a secure side.
 extern const FrameLayout FRAMELAYOUT_BASIC_BASIC_NTZ;

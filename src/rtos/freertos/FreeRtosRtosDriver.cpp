@@ -48,6 +48,7 @@ const char* const kSymbols[] = {
     "prvSetupFPU",
     "prvSetupMPU",
     "vRestoreContextOfFirstTask",
+    "vSVCHandler_C",
 };
 
 const char* const kStructures[] = {"QueueDefinition", "QUEUE_REGISTRY_ITEM", "tskTaskControlBlock",

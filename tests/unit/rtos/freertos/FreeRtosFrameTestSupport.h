@@ -89,10 +89,24 @@ inline const std::vector<FrameShape>& frameShapes() {
     return shapes;
 }
 
+// Contexts kept in a task's control block rather than on its stack; SP is the saved stack pointer's word.
+inline const std::vector<FrameShape>& controlBlockShapes() {
+    static const std::vector<FrameShape> shapes = {
+        {"FRAMELAYOUT_MPU_CONTEXT_BASIC", 76,
+         "0 CONTROL, 4 R4..R11, 36 LR_PENDSV, 40 SP, 44 R0..R3, 60 R12, 64 LR, 68 PC, 72 XPSR"},
+        {"FRAMELAYOUT_MPU_CONTEXT_EXT", 208,
+         "0 S16..S31, 64 S0..S15, 128 FPSCR, 132 CONTROL, 136 R4..R11, 168 LR_PENDSV, 172 SP, 176 R0..R3, "
+         "192 R12, 196 LR, 200 PC, 204 XPSR"},
+    };
+    return shapes;
+}
+
 inline const FrameShape& frameShape(const std::string& name) {
-    for (const FrameShape& shape : frameShapes()) {
-        if (name == shape.name) {
-            return shape;
+    for (const auto* shapes : {&frameShapes(), &controlBlockShapes()}) {
+        for (const FrameShape& shape : *shapes) {
+            if (name == shape.name) {
+                return shape;
+            }
         }
     }
     ADD_FAILURE() << "no frame shape " << name;
@@ -144,6 +158,8 @@ inline const FrameLayout& productLayout(const std::string& name) {
         {"FRAMELAYOUT_CM4F_BASIC_MPU", &FRAMELAYOUT_CM4F_BASIC_MPU},
         {"FRAMELAYOUT_CM4F_EXT", &FRAMELAYOUT_CM4F_EXT},
         {"FRAMELAYOUT_CM4F_EXT_MPU", &FRAMELAYOUT_CM4F_EXT_MPU},
+        {"FRAMELAYOUT_MPU_CONTEXT_BASIC", &FRAMELAYOUT_MPU_CONTEXT_BASIC},
+        {"FRAMELAYOUT_MPU_CONTEXT_EXT", &FRAMELAYOUT_MPU_CONTEXT_EXT},
         {"FRAMELAYOUT_BASIC_BASIC_NTZ", &FRAMELAYOUT_BASIC_BASIC_NTZ},
         {"FRAMELAYOUT_BASIC_BASIC_NTZ_MPU", &FRAMELAYOUT_BASIC_BASIC_NTZ_MPU},
         {"FRAMELAYOUT_EXT_BASIC_NTZ", &FRAMELAYOUT_EXT_BASIC_NTZ},
