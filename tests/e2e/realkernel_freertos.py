@@ -48,6 +48,8 @@ TASK_STATES = ["eRunning", "eReady", "eBlocked", "eSuspended", "eDeleted", "eInv
 TICK_PREEMPTED = ("Spinner1", "Spinner2")
 ALL_TASKS = "all"
 REGISTRY_SIZE = "sizeof(xQueueRegistry)/sizeof(xQueueRegistry[0])"
+# The slots of the queue registry that the session reads (configQUEUE_REGISTRY_SIZE of the programs).
+REGISTRY_SLOTS = 8
 TCB = "((struct tskTaskControlBlock *)app_tasks[%d].handle)"
 QUEUE = "((struct QueueDefinition *)xQueueRegistry[%d].xHandle)"
 TIMER = "((struct tmrTimerControl *)app_timers[%d])"
@@ -143,7 +145,7 @@ def truth_commands():
         lines.append('printf "@entry %d|0x%%x\\n", app_tasks[%d].entry' % (index, index))
         lines += ["echo @frame %d\\n" % index, "x/%dxw %s->pxTopOfStack" % (FRAME_WORDS, tcb)]
     lines.append('printf "@registry %%d\\n", %s' % REGISTRY_SIZE)
-    for index in range(8):
+    for index in range(REGISTRY_SLOTS):
         queue = QUEUE % index
         lines.append('printf "@queue %d|0x%%x\\n", xQueueRegistry[%d].xHandle' % (index, index))
         lines.append('if xQueueRegistry[%d].xHandle != 0\nprintf "@queuedata %d|%%s|%%u|%%u|%%u|%%d\\n", '
@@ -392,7 +394,7 @@ class Checker:
             if wrong:
                 raise AssertionError("monitor rtos state, task %s: %s" % (task["name"], "; ".join(wrong)))
             usage = row["Stack usage"]
-            if not usage.endswith("/%dB (%s%%)" % (task["depth"] * 4, usage.rsplit("(", 1)[1][:-2])):
+            if not re.match(r"^\d+B/%dB \(\d+\.\d%%\)$" % (task["depth"] * 4), usage):
                 raise AssertionError("%s: stack usage %r, not of %d bytes" % (task["name"], usage, task["depth"] * 4))
             if task["name"] not in table or "0x%08x" % task["tcb"] not in table:
                 raise AssertionError("the table form lacks task %s" % task["name"])
@@ -456,6 +458,9 @@ def run(args):
         first = parse_truth(sections["stop 1"])
         if first.get("count") != 0 or len(first["tasks"]) != 13:
             raise AssertionError("the first stop is not the first checkpoint:\n" + sections["stop 1"])
+        if first["registry"] != REGISTRY_SLOTS:
+            raise AssertionError("the queue registry has %d slots, the session reads %d"
+                                 % (first["registry"], REGISTRY_SLOTS))
         view = parse_view("@threads\n" + sections["threads"] + "@registers\n" + sections["registers"] +
                           "@backtraces\n" + sections["backtraces"])
         checker.check_threads(first, view, 1)
