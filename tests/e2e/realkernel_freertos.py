@@ -40,6 +40,7 @@ TIMER_ACTIVE = 0x1
 
 # frame decodes a saved frame: (registers it holds, index of the processor's eight words or None, size in
 # words, whether it holds a floating-point context). fpu names the tasks whose frames must hold one.
+# variant is the port tarnwick must find in the program by itself.
 Program = collections.namedtuple("Program", "machine elf variant frame fpu")
 # The kernel's own tasks, whose entry functions are the kernel's (static in tasks.c and timers.c).
 KERNEL_ENTRIES = {"IDLE": "prvIdleTask", "Tmr Svc": "prvTimerTask"}
@@ -121,15 +122,29 @@ def expected_registers(program, words, top):
 
 
 def connect(session, args, program, elf):
-    """Starts QEMU halted at reset and what GDB talks to in front of it; returns the port GDB connects to.
-    tarnwick does not speak to QEMU's gdbstub by itself yet, so the QEMU adapter stands between them."""
+    """Starts QEMU halted at reset and what GDB talks to in front of it; returns tarnwick's process and the
+    port GDB connects to. tarnwick does not speak to QEMU's gdbstub by itself yet, so the QEMU adapter stands
+    between them. No --rtos_variant: tarnwick finds the port in the program's debug information."""
     _, qemu_port = session.start_qemu(program.machine, elf)
     _, adapter_port = session.start_qemu_adapter(ADAPTER, qemu_port)
     listen = harness.free_port()
-    session.start_tarnwick(args.tarnwick, adapter_port, listen,
-                           ["--file", elf, "--debug_info_cache", session.path("proxy_cache"),
-                            "--rtos", "freertos", "--rtos_variant", program.variant])
-    return listen
+    proxy = session.start_tarnwick(args.tarnwick, adapter_port, listen,
+                                   ["--file", elf, "--debug_info_cache", session.path("proxy_cache"),
+                                    "--rtos", "freertos"])
+    return proxy, listen
+
+
+def check_console(program, proxy, registry):
+    """tarnwick says which port it found, and takes the registry's size from the kernel's array."""
+    console = proxy.stdout().splitlines()
+    detected = [line for line in console if line.startswith("Detected rtos variant: ")]
+    if len(detected) != 1 or not detected[0].startswith("Detected rtos variant: %s (" % program.variant):
+        raise AssertionError("tarnwick did not detect %s:\n%s" % (program.variant, harness.indent("\n".join(console))))
+    sizes = {line for line in console if line.startswith("Missing symbol: xQueueRegistrySize.")}
+    expected = "Missing symbol: xQueueRegistrySize. Size %d from the array length of xQueueRegistry." % registry
+    if sizes != {expected}:
+        raise AssertionError("the registry's size: %s, expected %r" % (sorted(sizes), expected))
+    return detected[0]
 
 
 def truth_commands():
@@ -447,7 +462,7 @@ def run(args):
     program = PROGRAMS[args.program]
     elf = os.path.join(args.fixtures, program.elf)
     with harness.Session(keep_files=args.keep_files) as session:
-        port = connect(session, args, program, elf)
+        proxy, port = connect(session, args, program, elf)
         result = session.run_gdb(session_commands(elf, port), timeout=GDB_TIMEOUT)
         session.write_file("gdb.output", result.stdout + "\n--- standard error\n" + result.stderr)
         sections = harness.marked_sections(result.stdout, SECTION)
@@ -473,6 +488,7 @@ def run(args):
         checker.check_threads(second, parse_view("@threads\n" + sections["threads2"]), 2)
         if "[Inferior 1 (Remote target) killed]" not in sections["kill"]:
             raise AssertionError("kill: %r" % sections["kill"])
+        print(check_console(program, proxy, first["registry"]))
         print("%s: %d tasks listed, %d switched-out frames and backtraces, monitor rtos state in three forms "
               "with %d registry objects and %d timers, continued to the next checkpoint, killed"
               % (program.elf, len(first["tasks"]), switched, len(first["queues"]), len(first["timers"])))
