@@ -84,6 +84,17 @@ def frame_cm33_ntz(words):
     return saved, 26, 52, True
 
 
+def frame_cm4_mpu(words):
+    """ARM_CM4_MPU of V11: no frame on the stack; the context lies in the control block and ends where
+    pxTopOfStack points (words holds the CONTEXT_WORDS before it): s16-s31, s0-s15 and FPSCR for an extended
+    frame, then CONTROL, r4-r11, EXC_RETURN, the task's stack pointer and a copy of the processor's frame.
+    The task's sp lies past the processor's frame on its stack."""
+    saved = dict(zip(names("r4", "r11"), words[34:42]))
+    extended = not words[42] & EXC_RETURN_NO_FP
+    saved["sp"] = words[43] + (104 if extended else 32)
+    return saved, 44, 0, extended
+
+
 def frame_ca9(words):
     """ARM_CA9: the task's floating-point flag; when set D16-D31, D0-D15 and FPSCR; the critical nesting
     count, r0-r12, lr, then the return address and CPSR stored by SRS."""
@@ -101,8 +112,16 @@ PROGRAMS = {
                             TICK_PREEMPTED),
     # configUSE_TASK_FPU_SUPPORT 2: every task is created with a floating-point context.
     "ca9": Program("vexpress-a9", "realkernel_freertos_ca9.elf", "ARM_CA9", frame_ca9, ALL_TASKS),
+    "cm4_mpu": Program("mps2-an386", "realkernel_freertos_cm4_mpu.elf", "ARM_CM4_MPU", frame_cm4_mpu, TICK_PREEMPTED),
 }
 FRAME_WORDS = 83
+# The words of a memory protection port's context that lie before pxTopOfStack.
+CONTEXT_WORDS = 52
+
+
+def in_control_block(program):
+    """The port keeps a switched-out task's context in its control block, not on its stack."""
+    return program.frame is frame_cm4_mpu
 
 
 def names(first, last):
@@ -113,11 +132,10 @@ def expected_registers(program, words, top):
     """What tarnwick must report for a switched-out task whose saved stack pointer is top, and whether the
     frame holds a floating-point context."""
     saved, hardware, size, extended = program.frame(words)
+    saved.setdefault("sp", top + 4 * size)
     if hardware is not None:
         saved.update(zip(["r0", "r1", "r2", "r3", "r12", "lr", "pc", "xpsr"], words[hardware:hardware + 8]))
-        saved["sp"] = top + 4 * size + (4 if saved["xpsr"] & XPSR_ALIGNED else 0)
-    else:
-        saved["sp"] = top + 4 * size
+        saved["sp"] += 4 if saved["xpsr"] & XPSR_ALIGNED else 0
     return saved, extended
 
 
@@ -147,7 +165,7 @@ def check_console(program, proxy, registry):
     return detected[0]
 
 
-def truth_commands():
+def truth_commands(in_control_block):
     """GDB commands printing, in '@' lines, what the kernel holds at the stop."""
     lines = ['printf "@count %u\\n", app_checkpoints', 'printf "@current 0x%x\\n", pxCurrentTCB']
     for index in range(13):
@@ -158,7 +176,8 @@ def truth_commands():
                      '%s->xEventListItem.pvContainer != 0'
                      % (index, tcb, index, tcb, tcb, index, index, tcb, tcb, tcb, tcb))
         lines.append('printf "@entry %d|0x%%x\\n", app_tasks[%d].entry' % (index, index))
-        lines += ["echo @frame %d\\n" % index, "x/%dxw %s->pxTopOfStack" % (FRAME_WORDS, tcb)]
+        lines += ["echo @frame %d\\n" % index,
+                  "x/%dxw %s->pxTopOfStack - %d" % (FRAME_WORDS, tcb, CONTEXT_WORDS if in_control_block else 0)]
     lines.append('printf "@registry %%d\\n", %s' % REGISTRY_SIZE)
     for index in range(REGISTRY_SLOTS):
         queue = QUEUE % index
@@ -177,19 +196,19 @@ def truth_commands():
 THREAD_HEADER = re.compile(r"^Thread (\d+) \(Thread (\d+) \((.*?)\)\):$")
 
 
-def session_commands(elf, port):
+def session_commands(elf, port, in_control_block):
     lines = harness.GDB_PRELUDE + harness.GDB_QEMU_SETTINGS + [
         "file " + elf, "target remote 127.0.0.1:%d" % port,
         "break HardFault_Handler" if "ca9" not in elf else "break Undefined_Handler",
         "break app_assert_failed", "break checkpoint_reached", "continue"]
-    lines += ["echo %%stop 1\\n"] + truth_commands()
+    lines += ["echo %%stop 1\\n"] + truth_commands(in_control_block)
     lines += ["echo %%threads\\n", "info threads", "echo %%registers\\n", "thread apply all info registers",
               "echo %%backtraces\\n", "thread apply all bt"]
     for form, label in MONITOR_FORMS.items():
         # GDB writes what the target says through a stream of its own, buffered apart from the echo lines.
         lines += ["echo %s%s\\n" % (SECTION, label),
                   'python gdb.write(gdb.execute("monitor rtos %sstate", to_string=True))' % form]
-    lines += ["echo %%continue\\n", "continue", "echo %%stop 2\\n"] + truth_commands()
+    lines += ["echo %%continue\\n", "continue", "echo %%stop 2\\n"] + truth_commands(in_control_block)
     lines += ["echo %%threads2\\n", "info threads", "echo %%kill\\n", "kill", "echo %%end\\n"]
     return lines
 
@@ -362,7 +381,7 @@ class Checker:
                      for name, value in sorted(expected.items()) if shown.get(name) != value]
             if wrong:
                 raise AssertionError("the registers of %s: %s" % (task["name"], "; ".join(wrong)))
-            if expected["sp"] <= task["top"]:
+            if not in_control_block(self.program) and expected["sp"] <= task["top"]:
                 raise AssertionError("sp of %s is not past its saved frame" % task["name"])
             pcs[index] = expected["pc"]
             entry = self.entry_name(truth, index)
@@ -463,7 +482,7 @@ def run(args):
     elf = os.path.join(args.fixtures, program.elf)
     with harness.Session(keep_files=args.keep_files) as session:
         proxy, port = connect(session, args, program, elf)
-        result = session.run_gdb(session_commands(elf, port), timeout=GDB_TIMEOUT)
+        result = session.run_gdb(session_commands(elf, port, in_control_block(program)), timeout=GDB_TIMEOUT)
         session.write_file("gdb.output", result.stdout + "\n--- standard error\n" + result.stderr)
         sections = harness.marked_sections(result.stdout, SECTION)
         if "end" not in sections:
