@@ -1,6 +1,6 @@
 # The real FreeRTOS programs under QEMU through tarnwick, one test per program. Without the real kernels the
 # tests are registered all the same and skip, saying why.
-foreach(program cm0 cm3 cm4f cm4_mpu cm33_ntz cm33_ntz_fpu ca9)
+foreach(program cm0 cm3 cm3_mpu cm4f cm4_mpu cm33_ntz cm33_ntz_fpu ca9)
   if(TARNWICK_REAL_KERNELS)
     set(availability --kernel-source ${TARNWICK_FREERTOS_SOURCE})
   else()

@@ -84,8 +84,8 @@ def frame_cm33_ntz(words):
     return saved, 26, 52, True
 
 
-def frame_cm4_mpu(words):
-    """ARM_CM4_MPU of V11: no frame on the stack; the context lies in the control block and ends where
+def frame_mpu(words):
+    """ARM_CM3_MPU and ARM_CM4_MPU of V11: no frame on the stack; the context lies in the control block and ends where
     pxTopOfStack points (words holds the CONTEXT_WORDS before it): s16-s31, s0-s15 and FPSCR for an extended
     frame, then CONTROL, r4-r11, EXC_RETURN, the task's stack pointer and a copy of the processor's frame.
     The task's sp lies past the processor's frame on its stack."""
@@ -112,7 +112,8 @@ PROGRAMS = {
                             TICK_PREEMPTED),
     # configUSE_TASK_FPU_SUPPORT 2: every task is created with a floating-point context.
     "ca9": Program("vexpress-a9", "realkernel_freertos_ca9.elf", "ARM_CA9", frame_ca9, ALL_TASKS),
-    "cm4_mpu": Program("mps2-an386", "realkernel_freertos_cm4_mpu.elf", "ARM_CM4_MPU", frame_cm4_mpu, TICK_PREEMPTED),
+    "cm3_mpu": Program("mps2-an385", "realkernel_freertos_cm3_mpu.elf", "ARM_CM3_MPU", frame_mpu, ()),
+    "cm4_mpu": Program("mps2-an386", "realkernel_freertos_cm4_mpu.elf", "ARM_CM4_MPU", frame_mpu, TICK_PREEMPTED),
 }
 FRAME_WORDS = 83
 # The words of a memory protection port's context that lie before pxTopOfStack.
@@ -121,7 +122,7 @@ CONTEXT_WORDS = 52
 
 def in_control_block(program):
     """The port keeps a switched-out task's context in its control block, not on its stack."""
-    return program.frame is frame_cm4_mpu
+    return program.frame is frame_mpu
 
 
 def names(first, last):
