@@ -3,10 +3,12 @@
 #
 #     scripts/demo.sh            a FreeRTOS kernel on a Cortex-M4F
 #     scripts/demo.sh threadx    a ThreadX kernel on a Cortex-M4
+#     scripts/demo.sh qemu       the real FreeRTOS V11.1.0 kernel running under QEMU (mps2-an386, Cortex-M4F)
 #
 # Installs what is missing (as root, like scripts/test.sh), builds into build/ (or $TARNWICK_BUILD_DIR) what
-# is not built yet, serves a kernel snapshot of our own from the target simulator, starts tarnwick in front of
-# it and runs gdb-multiarch through tarnwick. Prints the session and tarnwick's console. Every process it starts
+# is not built yet, serves a kernel snapshot of our own from the target simulator (or runs the real kernel
+# under QEMU, behind the QEMU adapter of tests/support), starts tarnwick in front of it and runs gdb-multiarch
+# through tarnwick. Prints the session and tarnwick's console. Every process it starts
 # is ended on the way out; every wait has a time limit; any failure exits non-zero with the logs.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -16,28 +18,43 @@ kernel=${1:-freertos}
 # core alone), and the GDB number of a thread that waits on a queue.
 case "$kernel" in
 freertos)
-    program=e2e_freertos_cm4f variant=ARM_CM4F blocked_thread=5
+    program=e2e_freertos_cm4f rtos=freertos variant=ARM_CM4F blocked_thread=5
     stop=("break port_yield" "continue")
     about="a FreeRTOS kernel stopped with six tasks, a queue, a mutex and a timer (Cortex-M4F)"
     story="Control runs and is about to yield; Logger waits on LogQueue and its saved frame returns into task_logger"
     ;;
 threadx)
-    program=threadx_target_cm4 variant=cortex_m4 blocked_thread=4
+    program=threadx_target_cm4 rtos=threadx variant=cortex_m4 blocked_thread=4
     # The simulator stops at once, at the running thread's pc: a breakpoint there would trip GDB 13.
     stop=("continue")
     about="a ThreadX kernel stopped with five threads and one object of every kind (Cortex-M4)"
     story="main runs on the core; logger waits on \"log queue\" and its saved context returns into logger_write"
     ;;
+qemu)
+    program=realkernel_freertos_cm4f rtos=freertos variant=ARM_CM4F blocked_thread=3 machine=mps2-an386
+    stop=("break checkpoint_reached" "continue")
+    about="the real FreeRTOS V11.1.0 kernel running under QEMU with thirteen tasks (mps2-an386, Cortex-M4F)"
+    story="Checker reaches its checkpoint; QueueRx waits on Queue and its saved frame returns into task_queue_rx"
+    ;;
 *)
-    echo "usage: scripts/demo.sh [freertos|threadx]" >&2
+    echo "usage: scripts/demo.sh [freertos|threadx|qemu]" >&2
     exit 2
     ;;
 esac
 
 . scripts/packages.sh
-install_missing_packages "${tarnwick_build_packages[@]}"
+if [ "$kernel" = qemu ]; then
+    install_missing_packages "${tarnwick_build_packages[@]}" qemu-system-arm
+else
+    install_missing_packages "${tarnwick_build_packages[@]}"
+fi
 
 build_dir=${TARNWICK_BUILD_DIR:-build}
+# The real kernel's program exists only where its sources could be unpacked; the script says why not.
+if [ "$kernel" = qemu ] && ! reason=$(bash scripts/kernels.sh "$build_dir/kernels"); then
+    echo "demo.sh: FAILED: $reason" >&2
+    exit 1
+fi
 tarnwick=$build_dir/tarnwick
 target_sim=$build_dir/tests/support/target_sim/target_sim
 elf=$build_dir/tests/fixtures/$program.elf
@@ -153,13 +170,49 @@ print("\n".join("%s=0x%x" % register for register in image.registers(tx.RUNNING)
     sim_args=(--regs-file "$scratch/main.regs")
     ;;
 esac
-start "$scratch/target_sim.log" "$target_sim" --port 0 --once "${sim_args[@]}" "$elf"
-line=$(wait_for_line "$started" "$scratch/target_sim.log" '^target_sim: listening on port [0-9]+$' 10) ||
-    fail "the target simulator did not start listening"
+# listening PORT: a socket listens on the TCP port of 127.0.0.1, learnt from /proc so that no connection is
+# spent on QEMU's gdbstub, which serves one.
+listening() {
+    grep -qE "^ *[0-9]+: 0100007F:$(printf %04X "$1") 00000000:0000 0A " /proc/net/tcp
+}
+
+# The real kernel runs under QEMU, halted at reset until GDB continues it; the adapter of tests/support stands
+# between QEMU's gdbstub and tarnwick, which does not speak to QEMU by itself yet. A port taken meanwhile costs
+# one more attempt.
+start_qemu() {
+    local attempt
+    for attempt in 1 2 3; do
+        qemu_port=$(free_port)
+        qemu_args=(-M "$machine" -kernel "$elf" -nographic -S -gdb "tcp:127.0.0.1:$qemu_port" -monitor none
+                   -serial none)
+        start "$scratch/qemu.log" qemu-system-arm "${qemu_args[@]}"
+        for _ in $(seq 100); do
+            listening "$qemu_port" || ! kill -0 "$started" 2>/dev/null && break
+            sleep 0.1
+        done
+        listening "$qemu_port" && return 0
+        kill -0 "$started" 2>/dev/null && fail "QEMU did not listen on port $qemu_port"
+        grep -q "Address already in use" "$scratch/qemu.log" && [ "$attempt" -lt 3 ] ||
+            fail "QEMU ended before its gdbstub listened"
+        reap "$started" || true
+    done
+}
+
+if [ "$kernel" = qemu ]; then
+    start_qemu
+    start "$scratch/qemu_adapter.log" python3 tests/support/qemu_adapter/qemu_adapter.py \
+        --qemu "127.0.0.1:$qemu_port" --port 0
+    line=$(wait_for_line "$started" "$scratch/qemu_adapter.log" '^qemu_adapter: listening on port [0-9]+$' 10) ||
+        fail "the QEMU adapter did not start listening"
+else
+    start "$scratch/target_sim.log" "$target_sim" --port 0 --once "${sim_args[@]}" "$elf"
+    line=$(wait_for_line "$started" "$scratch/target_sim.log" '^target_sim: listening on port [0-9]+$' 10) ||
+        fail "the target simulator did not start listening"
+fi
 server_port=${line##* }
 
 # tarnwick in front of it; a port taken meanwhile by someone else costs one more attempt.
-tarnwick_args=(--server_connection "127.0.0.1:$server_port" --file "$elf" --rtos "$kernel"
+tarnwick_args=(--server_connection "127.0.0.1:$server_port" --file "$elf" --rtos "$rtos"
                --rtos_variant "$variant" --debug_info_cache "$scratch/$program.elf.proxy_cache"
                --gdbserver_connect_timeout 5)
 for attempt in 1 2 3; do
@@ -185,6 +238,10 @@ commands=("target remote 127.0.0.1:$port" "${stop[@]}" "info threads" "thread $b
     echo "set width 0"
     echo "set filename-display basename"
     echo "set tcp connect-timeout 5"
+    # QEMU's gdbstub answers in p<pid>.<tid> thread ids unless GDB turns the multiprocess feature off.
+    if [ "$kernel" = qemu ]; then
+        echo "set remote multiprocess-feature-packet off"
+    fi
     echo "file $elf"
     for command in "${commands[@]}"; do
         printf 'echo (gdb) %s\\n\n' "$command"
@@ -194,8 +251,14 @@ commands=("target remote 127.0.0.1:$port" "${stop[@]}" "info threads" "thread $b
 
 echo "== $about"
 echo "== $story"
-shown=${sim_args[*]}
-echo "== target_sim --port 0 --once ${shown//$scratch\//} $program.elf: listening on port $server_port"
+if [ "$kernel" = qemu ]; then
+    shown=${qemu_args[*]}
+    echo "== qemu-system-arm ${shown//$PWD\//}"
+    echo "== qemu_adapter.py --qemu 127.0.0.1:$qemu_port --port 0: listening on port $server_port"
+else
+    shown=${sim_args[*]}
+    echo "== target_sim --port 0 --once ${shown//$scratch\//} $program.elf: listening on port $server_port"
+fi
 if [ "$kernel" = threadx ]; then
     mapfile -t registers <"$scratch/main.regs"
     echo "== main.regs, main's registers: ${registers[*]}"

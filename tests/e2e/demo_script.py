@@ -5,8 +5,11 @@ through tarnwick (connect, the second stop, info threads, a task that waits on a
 and saved registers, monitor rtos state) and tarnwick's console. The expected lines come from the program's
 symbols and sources by way of the kernels' own suites (freertos_targets.py, threadx_programs.py) and from
 the state texts those suites expect. Afterwards no port of the demo listens and its scratch directory is
-gone. --case failures runs it where it must fail: an unknown kernel, a GDB that fails, and a SIGTERM while
-GDB runs; each time it ends at once, says why, and leaves nothing behind.
+gone. --case qemu runs `scripts/demo.sh qemu`, the real FreeRTOS kernel under QEMU: its headers, the
+session's fixed lines, every task in info threads with the kernel function it waits in, QueueRx's frame and
+backtrace, and the tasks and objects of monitor rtos state; with --unavailable (no real kernels) it skips.
+--case failures runs it where it must fail: an unknown kernel, a GDB that fails, and a SIGTERM while GDB runs;
+each time it ends at once, says why, and leaves nothing behind.
 """
 
 import argparse
@@ -29,6 +32,7 @@ SOURCE_DIR = os.path.normpath(os.path.join(os.path.dirname(os.path.abspath(__fil
 FIXTURES = os.path.join(SOURCE_DIR, "tests", "fixtures")
 DEMO = os.path.join(SOURCE_DIR, "scripts", "demo.sh")
 DEMO_TIMEOUT = 120
+SKIPPED = 77
 
 # Per kernel: the program and how tarnwick and the simulator serve it, the demo's two lines about it, and the
 # GDB commands that bring the second stop (the first shows the core alone).
@@ -322,6 +326,125 @@ def check_kernel(args, kernel_name):
     print("scripts/demo.sh %s: %d lines as expected" % (kernel_name, len(lines)))
 
 
+# The real kernel's program: each task in creation order, and the function its frame shows at the checkpoint
+# (a spinner is wherever the tick preempted its floating-point work).
+QEMU_PROGRAM = "realkernel_freertos_cm4f"
+QEMU_TASKS = [("Checker RUNNING", ("checkpoint_reached",)), ("QueueRx", ("xQueueReceive",)),
+              ("BinarySem", ("xQueueSemaphoreTake",)), ("CountingSem", ("xQueueSemaphoreTake",)),
+              ("MutexWait", ("xQueueSemaphoreTake",)), ("RecursiveWait", ("xQueueSemaphoreTake",)),
+              ("EventWait", ("xEventGroupWaitBits",)), ("Sleeper", ("vTaskDelay",)), ("Suspended", ("vTaskSuspend",)),
+              ("Spinner1", ("spin_work", "task_spinner")), ("Spinner2", ("spin_work", "task_spinner")),
+              ("IDLE", ("prvIdleTask",)), ("Tmr Svc", ("prvProcessTimerOrBlockTask",))]
+# A yield that a kernel call pends inside a critical section is taken where the port lowers BASEPRI again, so
+# a task may show that port function innermost, above the kernel function it waits in.
+PORT_LOWERS_BASEPRI = "vPortSetBASEPRI"
+KERNEL_FILES = {"queue.c": "queue.c", "tasks.c": "tasks.c", "event_groups.c": "event_groups.c",
+                "timers.c": "timers.c", "portmacro.h": "portable/GCC/ARM_CM4F/portmacro.h"}
+QEMU_OBJECTS = ["Queue", "Mailbox", "TmrQ", "Binary", "Counting", "Mutex", "Recursive", "Active"]
+INFO_THREADS_ROW = re.compile(r"^([* ]) (\d+) +Thread (\d+) \((.*?)\) +(?:0x[0-9a-f]+ in )?(\S+) \(.*\) at (\S+):(\d+)$")
+
+
+def kernel_line(build_dir, name, number):
+    with open(os.path.join(build_dir, "kernels", "FreeRTOS-Kernel-V11.1.0", name)) as source:
+        return source.read().splitlines()[number - 1]
+
+
+def check_qemu(args):
+    """scripts/demo.sh qemu: the real kernel under QEMU through the adapter and tarnwick."""
+    elf = os.path.realpath(os.path.join(args.build_dir, "tests", "fixtures", QEMU_PROGRAM + ".elf"))
+    done = run_demo(args, "qemu")
+    lines = done.stdout.split("\n")
+    if done.returncode != 0 or done.stderr:
+        raise AssertionError("scripts/demo.sh qemu: exit status %d\nstdout:\n%s\nstderr:\n%s" % (
+            done.returncode, harness.indent(done.stdout), harness.indent(done.stderr)))
+    qemu = re.match(r"^== qemu-system-arm -M mps2-an386 -kernel (\S+) -nographic -S -gdb tcp:127.0.0.1:(\d+) "
+                    r"-monitor none -serial none$", lines[2])
+    adapter = re.match(r"^== qemu_adapter.py --qemu 127.0.0.1:(\d+) --port 0: listening on port (\d+)$", lines[3])
+    tarnwick = HEADER_TARNWICK.match(lines[4])
+    if not (qemu and adapter and tarnwick) or qemu.group(2) != adapter.group(1):
+        raise AssertionError("unexpected headers:\n" + harness.indent("\n".join(lines[:6])))
+    qemu_port, server_port, port = int(qemu.group(2)), int(adapter.group(2)), int(tarnwick.group(1))
+    scratch = os.path.dirname(tarnwick.group(2).split(" --debug_info_cache ")[1].split(" ")[0])
+    expected_headers = [
+        "== the real FreeRTOS V11.1.0 kernel running under QEMU with thirteen tasks (mps2-an386, Cortex-M4F)",
+        "== Checker reaches its checkpoint; QueueRx waits on Queue and its saved frame returns into task_queue_rx",
+        "== qemu-system-arm -M mps2-an386 -kernel %s -nographic -S -gdb tcp:127.0.0.1:%d -monitor none -serial none"
+        % (shown_path(elf), qemu_port),
+        "== qemu_adapter.py --qemu 127.0.0.1:%d --port 0: listening on port %d" % (qemu_port, server_port),
+        "== tarnwick --port %d --server_connection 127.0.0.1:%d --file %s --rtos freertos --rtos_variant ARM_CM4F "
+        "--debug_info_cache %s/%s.elf.proxy_cache --gdbserver_connect_timeout 5"
+        % (port, server_port, shown_path(elf), scratch, QEMU_PROGRAM),
+        "== gdb-multiarch %s.elf, through tarnwick" % QEMU_PROGRAM]
+    if lines[:6] != expected_headers:
+        raise AssertionError("the headers differ:\n" + differences(expected_headers, lines[:6]))
+
+    console_at = lines.index("== tarnwick's console")
+    session = lines[6:console_at]
+    realkernel = "realkernel/freertos/"
+    reset = source_line(realkernel + "startup_m.c", "void Reset_Handler(void) {")
+    checkpoint = source_line(realkernel + "app.c", "    app_checkpoints = count;")
+    receive = source_line(realkernel + "app.c", "        xQueueReceive(app_queue, item, portMAX_DELAY);")
+    threads_at = session.index("(gdb) info threads")
+    rows = [INFO_THREADS_ROW.match(line) for line in session[threads_at + 2:threads_at + 2 + len(QEMU_TASKS)]]
+    if not all(rows) or session[threads_at + 1] != "  Id   Target Id                          Frame ":
+        raise AssertionError("info threads:\n" + harness.indent("\n".join(session[threads_at:threads_at + 15])))
+    tids = [int(row.group(3)) for row in rows]
+    for number, (row, (label, functions)) in enumerate(zip(rows, QEMU_TASKS), 2):
+        if (row.group(1) == "*", int(row.group(2)), row.group(4)) != (number == 2, number, label) or \
+                row.group(5) not in functions + (() if number in (2, 11, 12) else (PORT_LOWERS_BASEPRI,)):
+            raise AssertionError("info threads shows %r; expected thread %d %s in %s"
+                                 % (row.group(0), number, label, "/".join(functions)))
+    expected = ["(gdb) target remote 127.0.0.1:%d" % port, "Reset_Handler () at startup_m.c:%d" % reset[0],
+                "%d\t%s" % reset, "(gdb) break checkpoint_reached"]
+    expected += [session[4] if re.match(r"^Breakpoint 1 at 0x[0-9a-f]+: file app.c, line %d\.$" % checkpoint[0],
+                                        session[4]) else "Breakpoint 1 at <address>: file app.c, line %d." % checkpoint[0],
+                 "(gdb) continue"] + ["[New Thread %d]" % tid for tid in tids]
+    expected += ["[Switching to Thread %d]" % tids[0], "",
+                 "Thread 2 hit Breakpoint 1, checkpoint_reached (count=1) at app.c:%d" % checkpoint[0],
+                 "%d\t%s" % checkpoint]
+    if session[:threads_at] != expected:
+        raise AssertionError("the session differs:\n" + differences(expected, session[:threads_at]))
+
+    waiting = session[threads_at + 2 + len(QEMU_TASKS):]
+    frame = rows[1].group(0)[rows[1].group(0).index(") ", rows[1].start(4)) + 1:].strip()
+    source, number = rows[1].group(6), int(rows[1].group(7))
+    expected = ["(gdb) thread 3", "[Switching to thread 3 (Thread %d)]" % tids[1], "#0  " + frame,
+                "%d\t%s" % (number, kernel_line(args.build_dir, KERNEL_FILES[source], number)), "(gdb) bt",
+                "#0  " + frame]
+    backtrace = waiting[5:waiting.index("(gdb) info registers r4 lr pc sp")]
+    entry = r"^#\d  0x[0-9a-f]+ in task_queue_rx \(parameters=0x0 <vector_table>\) at app.c:%d$" % receive[0]
+    if waiting[:6] != expected or not any(re.match(entry, line) for line in backtrace) or \
+            not any(" xQueueReceive (" in line for line in backtrace):
+        raise AssertionError("QueueRx's frame differs:\n" + differences(expected + ["... xQueueReceive ...", entry],
+                                                                        waiting[:5] + backtrace))
+    registers_at = waiting.index("(gdb) info registers r4 lr pc sp")
+    shown = [line.split()[0] for line in waiting[registers_at + 1:registers_at + 5]]
+    # vPortSetBASEPRI is inlined into vPortExitCritical, whose name the symbol table gives.
+    pc_symbol = "vPortExitCritical" if rows[1].group(5) == PORT_LOWERS_BASEPRI else "xQueueReceive"
+    if shown != ["r4", "lr", "pc", "sp"] or " <%s+" % pc_symbol not in waiting[registers_at + 3]:
+        raise AssertionError("QueueRx's registers:\n" + harness.indent("\n".join(waiting[registers_at:registers_at + 5])))
+    state = waiting[waiting.index("(gdb) monitor rtos state") + 1:waiting.index("(gdb) detach")]
+    for (label, _), tid in zip(QEMU_TASKS, tids):
+        name = label.split(" RUNNING")[0]
+        if not any(re.match(r"^%d +0x%08x +%s +" % (name == "Checker", tid, re.escape(name)), line) for line in state):
+            raise AssertionError("monitor rtos state lists no task %s:\n%s" % (name, harness.indent("\n".join(state))))
+    for name in QEMU_OBJECTS:
+        if not any(line.startswith(name + " ") for line in state):
+            raise AssertionError("monitor rtos state lists no %s:\n%s" % (name, harness.indent("\n".join(state))))
+    if state[:3] != ["Driver : freeRTOS", "", "Kernel state : Started"] or \
+            waiting[-2:] != ["(gdb) detach", "[Inferior 1 (Remote target) detached]"]:
+        raise AssertionError("the end of the session differs:\n" + harness.indent("\n".join(waiting[-40:])))
+    console = lines[console_at + 1:]
+    if console[:6] != ["Veltrona Tarnwick. Version 0.17.0", "Copyright (c) Veltrona. All rights reserved.", "",
+                       "Loading RTOS driver... FreeRTOS",
+                       "Connecting to GDB server 127.0.0.1 on port %d ... Connected" % server_port,
+                       "Listen for GDB connection on port: %d ... Connected" % port] or \
+            console[-2:] != ["Proxy stopped.", ""]:
+        raise AssertionError("tarnwick's console:\n" + harness.indent("\n".join(console)))
+    check_left_nothing([qemu_port, server_port, port], scratch)
+    print("scripts/demo.sh qemu: %d lines as expected" % len(lines))
+
+
 def headers_of(lines):
     """The simulator's and tarnwick's header lines of a transcript."""
     sim = next((HEADER_SIM.match(line) for line in lines if HEADER_SIM.match(line)), None)
@@ -378,7 +501,7 @@ def ports_and_scratch(stdout):
 
 def check_unknown_kernel(args):
     done = run_demo(args, "zephyr")
-    if (done.returncode, done.stdout, done.stderr) != (2, "", "usage: scripts/demo.sh [freertos|threadx]\n"):
+    if (done.returncode, done.stdout, done.stderr) != (2, "", "usage: scripts/demo.sh [freertos|threadx|qemu]\n"):
         raise AssertionError("scripts/demo.sh zephyr: status %d\nstdout:\n%s\nstderr:\n%s" % (
             done.returncode, harness.indent(done.stdout), harness.indent(done.stderr)))
 
@@ -423,12 +546,18 @@ def check_terminated(args, directory):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--case", required=True, choices=["freertos", "threadx", "failures"])
+    parser.add_argument("--case", required=True, choices=["freertos", "threadx", "qemu", "failures"])
     parser.add_argument("--build-dir", required=True)
+    parser.add_argument("--unavailable", help="why the real kernels are missing: print it and skip --case qemu")
     args = parser.parse_args()
     args.build_dir = os.path.abspath(args.build_dir)
+    if args.case == "qemu" and args.unavailable is not None:
+        print(args.unavailable)
+        return SKIPPED
     try:
-        if args.case == "failures":
+        if args.case == "qemu":
+            check_qemu(args)
+        elif args.case == "failures":
             check_unknown_kernel(args)
             with tempfile.TemporaryDirectory(prefix="tarnwick-demo-test-") as directory:
                 check_failing_gdb(args, directory)

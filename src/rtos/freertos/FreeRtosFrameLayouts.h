@@ -7,13 +7,21 @@
 // the saved stack pointer. Twins with equal contents are separate objects all the same, so that each
 // selection names its own frame.
 
+// Armv6-M: the older port saves r4-r11 alone; the port rewritten after the Armv8-M ones saves EXC_RETURN
+// below them (portable/GCC/ARM_CM0/portasm.c, PendSV_Handler).
 extern const FrameLayout FRAMELAYOUT_CM0;
+extern const FrameLayout FRAMELAYOUT_CM0_EXC_RETURN;
 extern const FrameLayout FRAMELAYOUT_CM3;
 extern const FrameLayout FRAMELAYOUT_CM3_MPU;
 extern const FrameLayout FRAMELAYOUT_CM4F_BASIC;
 extern const FrameLayout FRAMELAYOUT_CM4F_BASIC_MPU;
 extern const FrameLayout FRAMELAYOUT_CM4F_EXT;
 extern const FrameLayout FRAMELAYOUT_CM4F_EXT_MPU;
+// The context that the newer ARM_CM3_MPU and ARM_CM4_MPU ports keep in the task's control block
+// (portable/GCC/ARM_CM4_MPU/port.c, xPortPendSVHandler), offsets counted from its lowest word; REG_SP there
+// is the task's stack pointer below the processor's frame.
+extern const FrameLayout FRAMELAYOUT_MPU_CONTEXT_BASIC;
+extern const FrameLayout FRAMELAYOUT_MPU_CONTEXT_EXT;
 
 // Armv8-M, without a secure side.
 extern const FrameLayout FRAMELAYOUT_BASIC_BASIC_NTZ;

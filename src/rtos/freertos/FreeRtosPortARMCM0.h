@@ -3,7 +3,8 @@
 
 #include "rtos/IRtosPortDriver.h"
 
-// Cortex-M0 and M0+: one frame shape, no floating point.
+// Cortex-M0 and M0+, no floating point. Two generations of the port save different frames; the symbol
+// table tells which one the program was built with.
 class FreeRtosPortARMCM0 : public IRtosPortDriver {
 public:
     FreeRtosPortARMCM0() = default;

@@ -3,6 +3,7 @@
 #include "app/Logger.h"
 #include "rtos/freertos/FreeRtosFrameLayouts.h"
 #include "rtos/freertos/FreeRtosFrameReader.h"
+#include "rtos/freertos/FreeRtosPortMpuContext.h"
 #include "target/TargetThread.h"
 
 namespace {
@@ -14,6 +15,9 @@ constexpr unsigned int kBasicFrameBit = 0x10;
 
 bool FreeRtosPortARMCM4F::getRegisters(RspClient& server, TargetThread& thread, RegisterList& registers) {
     unsigned int savedStackPointer = thread.getStackPtr();
+    if (mpu && FreeRtosPortMpuContext::keptInControlBlock()) {
+        return FreeRtosPortMpuContext::read(server, savedStackPointer, registers);
+    }
     const FrameLayout& probe = mpu ? FRAMELAYOUT_CM4F_BASIC_MPU : FRAMELAYOUT_CM4F_BASIC;
     unsigned int excReturn = 0;
     if (!FreeRtosFrameReader::readExceptionReturn(server, savedStackPointer, probe, excReturn)) {

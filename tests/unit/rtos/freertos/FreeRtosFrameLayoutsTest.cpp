@@ -7,11 +7,13 @@
 using namespace freertostest;
 
 TEST(FreeRtosFrameLayoutsTest, EveryLayoutHoldsExactlyItsSizeAndOffsets) {
-    for (const FrameShape& shape : frameShapes()) {
-        SCOPED_TRACE(shape.name);
-        const FrameLayout& layout = productLayout(shape.name);
-        EXPECT_EQ(shape.size, layout.getSize());
-        EXPECT_EQ(parseEntries(shape.entries), layout.getOffsets());
+    for (const auto* shapes : {&frameShapes(), &controlBlockShapes()}) {
+        for (const FrameShape& shape : *shapes) {
+            SCOPED_TRACE(shape.name);
+            const FrameLayout& layout = productLayout(shape.name);
+            EXPECT_EQ(shape.size, layout.getSize());
+            EXPECT_EQ(parseEntries(shape.entries), layout.getOffsets());
+        }
     }
 }
 

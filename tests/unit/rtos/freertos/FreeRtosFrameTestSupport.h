@@ -29,6 +29,8 @@ struct FrameShape {
 inline const std::vector<FrameShape>& frameShapes() {
     static const std::vector<FrameShape> shapes = {
         {"FRAMELAYOUT_CM0", 64, "0 R4..R11, 32 R0..R3, 48 R12, 52 LR, 56 PC, 60 XPSR"},
+        {"FRAMELAYOUT_CM0_EXC_RETURN", 68,
+         "0 LR_PENDSV, 4 R4..R11, 36 R0..R3, 52 R12, 56 LR, 60 PC, 64 XPSR"},
         {"FRAMELAYOUT_CM3", 64, "0 R4..R11, 32 R0..R3, 48 R12, 52 LR, 56 PC, 60 XPSR"},
         {"FRAMELAYOUT_CM3_MPU", 68, "0 CONTROL, 4 R4..R11, 36 R0..R3, 52 R12, 56 LR, 60 PC, 64 XPSR"},
         {"FRAMELAYOUT_CM4F_BASIC", 68, "0 R4..R11, 32 LR_PENDSV, 36 R0..R3, 52 R12, 56 LR, 60 PC, 64 XPSR"},
@@ -87,10 +89,24 @@ inline const std::vector<FrameShape>& frameShapes() {
     return shapes;
 }
 
+// Contexts kept in a task's control block rather than on its stack; SP is the saved stack pointer's word.
+inline const std::vector<FrameShape>& controlBlockShapes() {
+    static const std::vector<FrameShape> shapes = {
+        {"FRAMELAYOUT_MPU_CONTEXT_BASIC", 76,
+         "0 CONTROL, 4 R4..R11, 36 LR_PENDSV, 40 SP, 44 R0..R3, 60 R12, 64 LR, 68 PC, 72 XPSR"},
+        {"FRAMELAYOUT_MPU_CONTEXT_EXT", 208,
+         "0 S16..S31, 64 S0..S15, 128 FPSCR, 132 CONTROL, 136 R4..R11, 168 LR_PENDSV, 172 SP, 176 R0..R3, "
+         "192 R12, 196 LR, 200 PC, 204 XPSR"},
+    };
+    return shapes;
+}
+
 inline const FrameShape& frameShape(const std::string& name) {
-    for (const FrameShape& shape : frameShapes()) {
-        if (name == shape.name) {
-            return shape;
+    for (const auto* shapes : {&frameShapes(), &controlBlockShapes()}) {
+        for (const FrameShape& shape : *shapes) {
+            if (name == shape.name) {
+                return shape;
+            }
         }
     }
     ADD_FAILURE() << "no frame shape " << name;
@@ -135,12 +151,15 @@ inline std::map<RegisterId, unsigned int> parseEntries(const std::string& entrie
 inline const FrameLayout& productLayout(const std::string& name) {
     static const std::map<std::string, const FrameLayout*> layouts = {
         {"FRAMELAYOUT_CM0", &FRAMELAYOUT_CM0},
+        {"FRAMELAYOUT_CM0_EXC_RETURN", &FRAMELAYOUT_CM0_EXC_RETURN},
         {"FRAMELAYOUT_CM3", &FRAMELAYOUT_CM3},
         {"FRAMELAYOUT_CM3_MPU", &FRAMELAYOUT_CM3_MPU},
         {"FRAMELAYOUT_CM4F_BASIC", &FRAMELAYOUT_CM4F_BASIC},
         {"FRAMELAYOUT_CM4F_BASIC_MPU", &FRAMELAYOUT_CM4F_BASIC_MPU},
         {"FRAMELAYOUT_CM4F_EXT", &FRAMELAYOUT_CM4F_EXT},
         {"FRAMELAYOUT_CM4F_EXT_MPU", &FRAMELAYOUT_CM4F_EXT_MPU},
+        {"FRAMELAYOUT_MPU_CONTEXT_BASIC", &FRAMELAYOUT_MPU_CONTEXT_BASIC},
+        {"FRAMELAYOUT_MPU_CONTEXT_EXT", &FRAMELAYOUT_MPU_CONTEXT_EXT},
         {"FRAMELAYOUT_BASIC_BASIC_NTZ", &FRAMELAYOUT_BASIC_BASIC_NTZ},
         {"FRAMELAYOUT_BASIC_BASIC_NTZ_MPU", &FRAMELAYOUT_BASIC_BASIC_NTZ_MPU},
         {"FRAMELAYOUT_EXT_BASIC_NTZ", &FRAMELAYOUT_EXT_BASIC_NTZ},

@@ -111,12 +111,12 @@ TEST_F(FreeRtosRtosDriverTest, AppendsItsSymbolsInOrder) {
     FreeRtosRtosDriver driver(freeRtosRow());
     std::vector<std::string> symbols = {"alreadyThere"};
     driver.getSymbols(symbols);
-    EXPECT_EQ(std::vector<std::string>({"alreadyThere", "xDelayedTaskList1", "xDelayedTaskList2",
-                                        "xPendingReadyList", "xSuspendedTaskList", "pxReadyTasksLists",
-                                        "uxTopReadyPriority", "uxTopUsedPriority", "xSchedulerRunning",
-                                        "xQueueRegistry", "pxCurrentTCB", "pxCurrentTimerList",
-                                        "pxOverflowTimerList", "ulTotalRunTime", "xQueueRegistrySize",
-                                        "prvSetupFPU", "prvSetupMPU"}),
+    EXPECT_EQ(std::vector<std::string>(
+                  {"alreadyThere", "xDelayedTaskList1", "xDelayedTaskList2", "xPendingReadyList",
+                   "xSuspendedTaskList", "pxReadyTasksLists", "uxTopReadyPriority", "uxTopUsedPriority",
+                   "xSchedulerRunning", "xQueueRegistry", "pxCurrentTCB", "pxCurrentTimerList",
+                   "pxOverflowTimerList", "ulTotalRunTime", "xQueueRegistrySize", "prvSetupFPU",
+                   "prvSetupMPU", "vRestoreContextOfFirstTask", "vSVCHandler_C"}),
               symbols);
 }
 

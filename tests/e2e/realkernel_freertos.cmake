@@ -1,0 +1,14 @@
+# The real FreeRTOS programs under QEMU through tarnwick, one test per program. Without the real kernels the
+# tests are registered all the same and skip, saying why.
+foreach(program cm0 cm3 cm3_mpu cm4f cm4_mpu cm33_ntz cm33_ntz_fpu ca9)
+  if(TARNWICK_REAL_KERNELS)
+    set(availability --kernel-source ${TARNWICK_FREERTOS_SOURCE})
+  else()
+    set(availability --unavailable ${TARNWICK_REAL_KERNELS_REASON})
+  endif()
+  add_test(NAME e2e_realkernel_freertos_${program}
+    COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/realkernel_freertos.py --program ${program}
+            --tarnwick $<TARGET_FILE:tarnwick> --fixtures ${TARNWICK_FIXTURES_BINARY_DIR} ${availability})
+  set_tests_properties(e2e_realkernel_freertos_${program} PROPERTIES LABELS "e2e;realkernel" TIMEOUT 60
+                       SKIP_RETURN_CODE 77)
+endforeach()
