@@ -18,8 +18,6 @@ SIM_READY = re.compile(r"^target_sim: listening on port (\d+)$", re.MULTILINE)
 ADAPTER_READY = re.compile(r"^qemu_adapter: listening on port (\d+)$", re.MULTILINE)
 GDB = "gdb-multiarch"
 QEMU = "qemu-system-arm"
-# QEMU's gdbstub answers in p<pid>.<tid> thread ids unless GDB turns the multiprocess feature off.
-GDB_QEMU_SETTINGS = ["set remote multiprocess-feature-packet off"]
 TCP_LISTEN = "0A"
 
 

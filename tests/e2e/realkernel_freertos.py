@@ -30,8 +30,6 @@ SKIPPED = 77
 # Starts the lines that divide GDB's output into the sections of the session; "@" starts the kernel's values.
 SECTION = "%%"
 MONITOR_FORMS = {"": "table", "-t ": "tree", "-m ": "json"}
-ADAPTER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support", "qemu_adapter",
-                       "qemu_adapter.py")
 GDB_TIMEOUT = 40.0
 EXC_RETURN_NO_FP = 0x10
 XPSR_ALIGNED = 0x200
@@ -141,13 +139,11 @@ def expected_registers(program, words, top):
 
 
 def connect(session, args, program, elf):
-    """Starts QEMU halted at reset and what GDB talks to in front of it; returns tarnwick's process and the
-    port GDB connects to. tarnwick does not speak to QEMU's gdbstub by itself yet, so the QEMU adapter stands
-    between them. No --rtos_variant: tarnwick finds the port in the program's debug information."""
+    """Starts QEMU halted at reset and tarnwick straight in front of its gdbstub; returns tarnwick's process and
+    the port GDB connects to. No --rtos_variant: tarnwick finds the port in the program's debug information."""
     _, qemu_port = session.start_qemu(program.machine, elf)
-    _, adapter_port = session.start_qemu_adapter(ADAPTER, qemu_port)
     listen = harness.free_port()
-    proxy = session.start_tarnwick(args.tarnwick, adapter_port, listen,
+    proxy = session.start_tarnwick(args.tarnwick, qemu_port, listen,
                                    ["--file", elf, "--debug_info_cache", session.path("proxy_cache"),
                                     "--rtos", "freertos"])
     return proxy, listen
@@ -198,7 +194,7 @@ THREAD_HEADER = re.compile(r"^Thread (\d+) \(Thread (\d+) \((.*?)\)\):$")
 
 
 def session_commands(elf, port, in_control_block):
-    lines = harness.GDB_PRELUDE + harness.GDB_QEMU_SETTINGS + [
+    lines = harness.GDB_PRELUDE + [
         "file " + elf, "target remote 127.0.0.1:%d" % port,
         "break HardFault_Handler" if "ca9" not in elf else "break Undefined_Handler",
         "break app_assert_failed", "break checkpoint_reached", "continue"]
