@@ -7,7 +7,7 @@
 #
 # Installs what is missing (as root, like scripts/test.sh), builds into build/ (or $TARNWICK_BUILD_DIR) what
 # is not built yet, serves a kernel snapshot of our own from the target simulator (or runs the real kernel
-# under QEMU, behind the QEMU adapter of tests/support), starts tarnwick in front of it and runs gdb-multiarch
+# under QEMU), starts tarnwick in front of it and runs gdb-multiarch
 # through tarnwick. Prints the session and tarnwick's console. Every process it starts
 # is ended on the way out; every wait has a time limit; any failure exits non-zero with the logs.
 set -euo pipefail
@@ -176,9 +176,8 @@ listening() {
     grep -qE "^ *[0-9]+: 0100007F:$(printf %04X "$1") 00000000:0000 0A " /proc/net/tcp
 }
 
-# The real kernel runs under QEMU, halted at reset until GDB continues it; the adapter of tests/support stands
-# between QEMU's gdbstub and tarnwick, which does not speak to QEMU by itself yet. A port taken meanwhile costs
-# one more attempt.
+# The real kernel runs under QEMU, halted at reset until GDB continues it, and tarnwick talks to QEMU's gdbstub
+# itself. A port taken meanwhile costs one more attempt.
 start_qemu() {
     local attempt
     for attempt in 1 2 3; do
@@ -200,16 +199,13 @@ start_qemu() {
 
 if [ "$kernel" = qemu ]; then
     start_qemu
-    start "$scratch/qemu_adapter.log" python3 tests/support/qemu_adapter/qemu_adapter.py \
-        --qemu "127.0.0.1:$qemu_port" --port 0
-    line=$(wait_for_line "$started" "$scratch/qemu_adapter.log" '^qemu_adapter: listening on port [0-9]+$' 10) ||
-        fail "the QEMU adapter did not start listening"
+    server_port=$qemu_port
 else
     start "$scratch/target_sim.log" "$target_sim" --port 0 --once "${sim_args[@]}" "$elf"
     line=$(wait_for_line "$started" "$scratch/target_sim.log" '^target_sim: listening on port [0-9]+$' 10) ||
         fail "the target simulator did not start listening"
+    server_port=${line##* }
 fi
-server_port=${line##* }
 
 # tarnwick in front of it; a port taken meanwhile by someone else costs one more attempt.
 tarnwick_args=(--server_connection "127.0.0.1:$server_port" --file "$elf" --rtos "$rtos"
@@ -238,10 +234,6 @@ commands=("target remote 127.0.0.1:$port" "${stop[@]}" "info threads" "thread $b
     echo "set width 0"
     echo "set filename-display basename"
     echo "set tcp connect-timeout 5"
-    # QEMU's gdbstub answers in p<pid>.<tid> thread ids unless GDB turns the multiprocess feature off.
-    if [ "$kernel" = qemu ]; then
-        echo "set remote multiprocess-feature-packet off"
-    fi
     echo "file $elf"
     for command in "${commands[@]}"; do
         printf 'echo (gdb) %s\\n\n' "$command"
@@ -254,7 +246,6 @@ echo "== $story"
 if [ "$kernel" = qemu ]; then
     shown=${qemu_args[*]}
     echo "== qemu-system-arm ${shown//$PWD\//}"
-    echo "== qemu_adapter.py --qemu 127.0.0.1:$qemu_port --port 0: listening on port $server_port"
 else
     shown=${sim_args[*]}
     echo "== target_sim --port 0 --once ${shown//$scratch\//} $program.elf: listening on port $server_port"

@@ -350,7 +350,7 @@ def kernel_line(build_dir, name, number):
 
 
 def check_qemu(args):
-    """scripts/demo.sh qemu: the real kernel under QEMU through the adapter and tarnwick."""
+    """scripts/demo.sh qemu: the real kernel under QEMU, tarnwick straight in front of it."""
     elf = os.path.realpath(os.path.join(args.build_dir, "tests", "fixtures", QEMU_PROGRAM + ".elf"))
     done = run_demo(args, "qemu")
     lines = done.stdout.split("\n")
@@ -359,27 +359,25 @@ def check_qemu(args):
             done.returncode, harness.indent(done.stdout), harness.indent(done.stderr)))
     qemu = re.match(r"^== qemu-system-arm -M mps2-an386 -kernel (\S+) -nographic -S -gdb tcp:127.0.0.1:(\d+) "
                     r"-monitor none -serial none$", lines[2])
-    adapter = re.match(r"^== qemu_adapter.py --qemu 127.0.0.1:(\d+) --port 0: listening on port (\d+)$", lines[3])
-    tarnwick = HEADER_TARNWICK.match(lines[4])
-    if not (qemu and adapter and tarnwick) or qemu.group(2) != adapter.group(1):
-        raise AssertionError("unexpected headers:\n" + harness.indent("\n".join(lines[:6])))
-    qemu_port, server_port, port = int(qemu.group(2)), int(adapter.group(2)), int(tarnwick.group(1))
+    tarnwick = HEADER_TARNWICK.match(lines[3])
+    if not (qemu and tarnwick):
+        raise AssertionError("unexpected headers:\n" + harness.indent("\n".join(lines[:5])))
+    qemu_port, port = int(qemu.group(2)), int(tarnwick.group(1))
     scratch = os.path.dirname(tarnwick.group(2).split(" --debug_info_cache ")[1].split(" ")[0])
     expected_headers = [
         "== the real FreeRTOS V11.1.0 kernel running under QEMU with thirteen tasks (mps2-an386, Cortex-M4F)",
         "== Checker reaches its checkpoint; QueueRx waits on Queue and its saved frame returns into task_queue_rx",
         "== qemu-system-arm -M mps2-an386 -kernel %s -nographic -S -gdb tcp:127.0.0.1:%d -monitor none -serial none"
         % (shown_path(elf), qemu_port),
-        "== qemu_adapter.py --qemu 127.0.0.1:%d --port 0: listening on port %d" % (qemu_port, server_port),
         "== tarnwick --port %d --server_connection 127.0.0.1:%d --file %s --rtos freertos --rtos_variant ARM_CM4F "
         "--debug_info_cache %s/%s.elf.proxy_cache --gdbserver_connect_timeout 5"
-        % (port, server_port, shown_path(elf), scratch, QEMU_PROGRAM),
+        % (port, qemu_port, shown_path(elf), scratch, QEMU_PROGRAM),
         "== gdb-multiarch %s.elf, through tarnwick" % QEMU_PROGRAM]
-    if lines[:6] != expected_headers:
-        raise AssertionError("the headers differ:\n" + differences(expected_headers, lines[:6]))
+    if lines[:5] != expected_headers:
+        raise AssertionError("the headers differ:\n" + differences(expected_headers, lines[:5]))
 
     console_at = lines.index("== tarnwick's console")
-    session = lines[6:console_at]
+    session = lines[5:console_at]
     realkernel = "realkernel/freertos/"
     reset = source_line(realkernel + "startup_m.c", "void Reset_Handler(void) {")
     checkpoint = source_line(realkernel + "app.c", "    app_checkpoints = count;")
@@ -437,11 +435,11 @@ def check_qemu(args):
     console = lines[console_at + 1:]
     if console[:6] != ["Veltrona Tarnwick. Version 0.17.0", "Copyright (c) Veltrona. All rights reserved.", "",
                        "Loading RTOS driver... FreeRTOS",
-                       "Connecting to GDB server 127.0.0.1 on port %d ... Connected" % server_port,
+                       "Connecting to GDB server 127.0.0.1 on port %d ... Connected" % qemu_port,
                        "Listen for GDB connection on port: %d ... Connected" % port] or \
             console[-2:] != ["Proxy stopped.", ""]:
         raise AssertionError("tarnwick's console:\n" + harness.indent("\n".join(console)))
-    check_left_nothing([qemu_port, server_port, port], scratch)
+    check_left_nothing([qemu_port, port], scratch)
     print("scripts/demo.sh qemu: %d lines as expected" % len(lines))
 
 
