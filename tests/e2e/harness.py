@@ -15,7 +15,6 @@ import tempfile
 import time
 
 SIM_READY = re.compile(r"^target_sim: listening on port (\d+)$", re.MULTILINE)
-ADAPTER_READY = re.compile(r"^qemu_adapter: listening on port (\d+)$", re.MULTILINE)
 GDB = "gdb-multiarch"
 QEMU = "qemu-system-arm"
 TCP_LISTEN = "0A"
@@ -195,13 +194,6 @@ class Session:
             if "Address already in use" not in process.stderr():
                 break
         raise HarnessError("QEMU ended before its gdbstub listened:\n" + process.describe())
-
-    def start_qemu_adapter(self, adapter_script, qemu_port, args=(), name="qemu_adapter", timeout=5.0):
-        """Starts tests/support/qemu_adapter in front of QEMU's gdbstub; returns (process, port) once it
-        listens on its ephemeral port."""
-        process = self.start(name, [sys.executable, adapter_script, "--qemu", "127.0.0.1:%d" % qemu_port,
-                                    "--port", "0"] + list(args))
-        return process, wait_for_port_line(process, ADAPTER_READY, "the QEMU adapter", timeout)
 
     def start_tarnwick(self, tarnwick_binary, server_port, listen_port, args=(), timeout=5.0, name="tarnwick"):
         """Starts the proxy in front of a server; returns the process once its GDB port listens."""
