@@ -1,7 +1,6 @@
 #include "rtos/freertos/FreeRtosPortARMCM33CM55CM85.h"
 
 #include "app/Logger.h"
-#include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"
 #include "rtos/freertos/FreeRtosFrameLayouts.h"
 #include "rtos/freertos/FreeRtosFrameReader.h"
@@ -34,8 +33,9 @@ struct Selection {
     const char* message;
 };
 
-// The first row that holds picks the frame. The third row takes the MPU frame whether or not the build
-// has the MPU, so that FRAMELAYOUT_EXT_BASIC_TZ is never chosen: this is how the selection is to stand.
+// The first row that holds picks the frame. "hasFpu" clear with an extended frame is a build whose port
+// leaves s16-s31 alone (configENABLE_FPU 0) on a core whose FPU the start-up code enabled. The third row
+// takes the MPU frame whether or not the build has the MPU, so that FRAMELAYOUT_EXT_BASIC_TZ is never chosen.
 const Selection kSelections[] = {
     {true, When::Clear, When::Set, When::Any, When::Clear, &FRAMELAYOUT_EXTSECURE_EXTSECURE_TZ, true,
      nullptr},
@@ -64,18 +64,13 @@ const Selection kSelections[] = {
      "FRAMELAYOUT_EXT_BASIC_NTZ_MPU\n"},
 };
 
-bool hasSymbol(const char* name) {
-    Symbol symbol;
-    return SymbolTable::getInstance().lookupSymbol(name, symbol);
-}
-
 } // namespace
 
 bool FreeRtosPortARMCM33CM55CM85::getRegisters(RspClient& server, TargetThread& thread,
                                                RegisterList& registers) {
-    // Only the presence of these functions counts: they are linked in when the build enables the unit.
-    bool hasFpu = hasSymbol("prvSetupFPU");
-    bool hasMpu = hasSymbol("prvSetupMPU");
+    const FreeRtosBuildFacts build = facts();
+    bool hasFpu = build.usesFloatingPoint();
+    bool hasMpu = build.keepsMpuSettings();
     unsigned int savedStackPointer = thread.getStackPtr();
     const FrameLayout* probe = nullptr;
     if (trustZone) {

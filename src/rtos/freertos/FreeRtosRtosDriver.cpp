@@ -45,8 +45,6 @@ const char* const kSymbols[] = {
     "pxOverflowTimerList",
     "ulTotalRunTime",
     FreeRtosRtosDriver::kRegistrySizeSymbol,
-    "prvSetupFPU",
-    "prvSetupMPU",
     "vRestoreContextOfFirstTask",
     "vSVCHandler_C",
 };

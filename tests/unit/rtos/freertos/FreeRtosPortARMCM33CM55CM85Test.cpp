@@ -1,7 +1,7 @@
 #include "rtos/freertos/FreeRtosPortARMCM33CM55CM85.h"
 
 #include "FreeRtosFrameTestSupport.h"
-#include "debuginfo/SymbolTable.h"
+#include "rtos/freertos/FreeRtosBuildFacts.h"
 #include "target/TargetThread.h"
 
 #include <gtest/gtest.h>
@@ -12,8 +12,9 @@ using namespace freertostest;
 
 namespace {
 
-// One way through the Armv8-M frame selection: the build (secure side, FPU and MPU set-up functions
-// present), the saved exception return value, and the frame that must be read, with its log line.
+// One way through the Armv8-M frame selection: the build (secure side, floating point in use, MPU
+// settings in the task control block), the saved exception return value, and the frame that must be read,
+// with its log line.
 struct Armv8mCase {
     bool trustZone;
     unsigned int excReturn;
@@ -26,7 +27,7 @@ struct Armv8mCase {
 
 const char* const kNoMessage = "";
 
-// Every row of the selection, each with and without prvSetupFPU and prvSetupMPU. A row's "any" is played
+// Every row of the selection, each with and without floating point and MPU settings in the build. A row's "any" is played
 // both ways. The exception return values: BC basic and AC extended on the non-secure stack, FD basic and
 // ED extended on the secure stack.
 const Armv8mCase kCases[] = {
@@ -105,13 +106,17 @@ const unsigned int kSecureWordBase = 0x5E000000u;
 class FreeRtosPortARMCM33CM55CM85Integration : public FreeRtosFrameTest {
 protected:
     void setBuild(bool hasFpu, bool hasMpu) {
-        if (hasFpu) {
-            SymbolTable::getInstance().addSymbol(Symbol("prvSetupFPU", "1a1"));
-        }
-        if (hasMpu) {
-            SymbolTable::getInstance().addSymbol(Symbol("prvSetupMPU", "1c5"));
-        }
+        fpu = hasFpu;
+        mpu = hasMpu;
     }
+
+    // A port that asks this test for the build at every call, as it asks the program otherwise.
+    FreeRtosPortARMCM33CM55CM85 makePort(bool trustZone) {
+        return FreeRtosPortARMCM33CM55CM85(trustZone, [this] { return FreeRtosBuildFacts(fpu, mpu); });
+    }
+
+    bool fpu = false;
+    bool mpu = false;
 
     std::string logHead(unsigned int excReturn) const {
         char head[80];
@@ -127,7 +132,6 @@ TEST_F(FreeRtosPortARMCM33CM55CM85Integration, EveryRowOfTheSelection) {
         SCOPED_TRACE(::testing::Message()
                      << armv8m.layout << " trustZone " << armv8m.trustZone << " excReturn " << std::hex
                      << armv8m.excReturn << " fpu " << armv8m.hasFpu << " mpu " << armv8m.hasMpu);
-        SymbolTable::getInstance().clear();
         setBuild(armv8m.hasFpu, armv8m.hasMpu);
         const FrameShape& shape = frameShape(armv8m.layout);
         unsigned int context = area + kContextOffset;
@@ -139,7 +143,7 @@ TEST_F(FreeRtosPortARMCM33CM55CM85Integration, EveryRowOfTheSelection) {
         layFrame(secureStack, 216, {}, kSecureWordBase);
         kernel->resetReads();
 
-        FreeRtosPortARMCM33CM55CM85 port(armv8m.trustZone);
+        FreeRtosPortARMCM33CM55CM85 port = makePort(armv8m.trustZone);
         TargetThread thread(1, area);
         RegisterList registers;
         ::testing::internal::CaptureStdout();
@@ -155,12 +159,12 @@ TEST_F(FreeRtosPortARMCM33CM55CM85Integration, EveryRowOfTheSelection) {
     }
 }
 
-// The presence of the set-up functions is asked for at every call, not once.
+// The build is asked for at every call, not once: a program read anew (after a rebuild) counts at once.
 TEST_F(FreeRtosPortARMCM33CM55CM85Integration, BuildIsLookedUpAtEveryCall) {
     std::map<unsigned int, unsigned int> words = {{4, kExcReturnNonSecureBasic},
                                                   {8, kExcReturnNonSecureBasic}};
     layFrame(area, 76, words);
-    FreeRtosPortARMCM33CM55CM85 port(false);
+    FreeRtosPortARMCM33CM55CM85 port = makePort(false);
     TargetThread thread(1, area);
     RegisterList before;
     ASSERT_TRUE(port.getRegisters(kernel->server(), thread, before));
@@ -177,7 +181,7 @@ TEST_F(FreeRtosPortARMCM33CM55CM85Integration, SecureContextThatCannotBeReadKeep
     unsigned int nowhere = 0x70000000;
     std::map<unsigned int, unsigned int> words = {{0, nowhere}, {8, kExcReturnSecureBasic}};
     layFrame(area, 76, words);
-    FreeRtosPortARMCM33CM55CM85 port(true);
+    FreeRtosPortARMCM33CM55CM85 port = makePort(true);
     TargetThread thread(1, area);
     RegisterList registers;
     ::testing::internal::CaptureStdout();
@@ -197,7 +201,7 @@ TEST_F(FreeRtosPortARMCM33CM55CM85Integration, UnreadableContextWordFailsTheFram
     fault.address = area;
     fault.length = 4;
     kernel->target().addErrorRange(fault);
-    FreeRtosPortARMCM33CM55CM85 port(true);
+    FreeRtosPortARMCM33CM55CM85 port = makePort(true);
     TargetThread thread(1, area);
     RegisterList registers;
     ::testing::internal::CaptureStdout();
@@ -210,7 +214,7 @@ TEST_F(FreeRtosPortARMCM33CM55CM85Integration, UnreadableContextWordFailsTheFram
 TEST_F(FreeRtosPortARMCM33CM55CM85Integration, AlignedNonSecureFrame) {
     std::map<unsigned int, unsigned int> words = {{4, kExcReturnNonSecureBasic}, {68, 0x01000200u}};
     layFrame(area, 72, words);
-    FreeRtosPortARMCM33CM55CM85 port(false);
+    FreeRtosPortARMCM33CM55CM85 port = makePort(false);
     TargetThread thread(1, area);
     RegisterList registers;
     ::testing::internal::CaptureStdout();
@@ -224,7 +228,7 @@ TEST_F(FreeRtosPortARMCM33CM55CM85Integration, AlignedNonSecureFrame) {
 }
 
 TEST_F(FreeRtosPortARMCM33CM55CM85Integration, UnreadableExceptionReturnFails) {
-    FreeRtosPortARMCM33CM55CM85 port(true);
+    FreeRtosPortARMCM33CM55CM85 port = makePort(true);
     TargetThread thread(1, 0x70000000);
     RegisterList registers;
     ::testing::internal::CaptureStdout();

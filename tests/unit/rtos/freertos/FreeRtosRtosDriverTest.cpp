@@ -115,8 +115,8 @@ TEST_F(FreeRtosRtosDriverTest, AppendsItsSymbolsInOrder) {
                   {"alreadyThere", "xDelayedTaskList1", "xDelayedTaskList2", "xPendingReadyList",
                    "xSuspendedTaskList", "pxReadyTasksLists", "uxTopReadyPriority", "uxTopUsedPriority",
                    "xSchedulerRunning", "xQueueRegistry", "pxCurrentTCB", "pxCurrentTimerList",
-                   "pxOverflowTimerList", "ulTotalRunTime", "xQueueRegistrySize", "prvSetupFPU",
-                   "prvSetupMPU", "vRestoreContextOfFirstTask", "vSVCHandler_C"}),
+                   "pxOverflowTimerList", "ulTotalRunTime", "xQueueRegistrySize", "vRestoreContextOfFirstTask",
+                   "vSVCHandler_C"}),
               symbols);
 }
 

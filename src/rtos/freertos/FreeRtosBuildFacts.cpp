@@ -1,0 +1,39 @@
+#include "rtos/freertos/FreeRtosBuildFacts.h"
+
+#include "app/Properties.h"
+#include "debuginfo/ArmAttributes.h"
+#include "debuginfo/ElfFile.h"
+#include "debuginfo/SymbolTable.h"
+
+#include <sys/stat.h>
+
+#include <ctime>
+
+FreeRtosBuildFacts FreeRtosBuildFacts::ofProgram() {
+    std::string path;
+    bool floatingPoint = Properties::getInstance().getProperty("--file", path) && programUsesFloatingPoint(path);
+    StructInfo task;
+    MemberInfo settings;
+    bool mpuSettings = SymbolTable::getInstance().lookupStruct("tskTaskControlBlock", task) &&
+                       task.lookup("xMPUSettings", settings);
+    return FreeRtosBuildFacts(floatingPoint, mpuSettings);
+}
+
+bool FreeRtosBuildFacts::programUsesFloatingPoint(const std::string& path) {
+    // Asked at every switched-out task's registers: the file is parsed once per version of it.
+    static std::string readPath;
+    static std::time_t readTime = 0;
+    static bool readAnswer = false;
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) {
+        return false;
+    }
+    if (path != readPath || status.st_mtime != readTime) {
+        ElfFile elf;
+        ArmAttributes attributes;
+        readAnswer = elf.load(path) && attributes.read(elf) && attributes.usesFloatingPoint();
+        readPath = path;
+        readTime = status.st_mtime;
+    }
+    return readAnswer;
+}
