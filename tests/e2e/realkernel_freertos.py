@@ -113,6 +113,14 @@ PROGRAMS = {
     "cm3_mpu": Program("mps2-an385", "realkernel_freertos_cm3_mpu.elf", "ARM_CM3_MPU", frame_mpu, ()),
     "cm4_mpu": Program("mps2-an386", "realkernel_freertos_cm4_mpu.elf", "ARM_CM4_MPU", frame_mpu, TICK_PREEMPTED),
 }
+# The same programs built as users ship them (see tests/fixtures/realkernel/freertos/CMakeLists.txt): every
+# check holds for each as for the program it is built from.
+VARIANTS = {"cm0": ("o2", "os"), "cm4f": ("o2", "os"), "cm33_ntz": ("o2", "os"), "cm33_ntz_fpu": ("o2", "os"),
+            "cm3": ("dwarf2", "dwarf4", "mini_list_0", "tick_wrap")}
+for base, suffixes in VARIANTS.items():
+    for suffix in suffixes:
+        PROGRAMS["%s_%s" % (base, suffix)] = PROGRAMS[base]._replace(
+            elf="realkernel_freertos_%s_%s.elf" % (base, suffix))
 FRAME_WORDS = 83
 # The words of a memory protection port's context that lie before pxTopOfStack.
 CONTEXT_WORDS = 52
