@@ -54,6 +54,8 @@ PROGRAMS = {
     "cm0": Program("realkernel_threadx_cm0.elf", "microbit", "cortex_m0", low_first=True),
     "cm3": Program("realkernel_threadx_cm3.elf", "mps2-an385", "cortex_m3"),
     "cm4": Program("realkernel_threadx_cm4.elf", "mps2-an386", "cortex_m4", fpu=True),
+    # The same program built with -O2, as users ship it.
+    "cm4_o2": Program("realkernel_threadx_cm4_o2.elf", "mps2-an386", "cortex_m4", fpu=True),
     "cm7": Program("realkernel_threadx_cm7.elf", "mps2-an500", "cortex_m7", fpu=True),
     "cm33": Program("realkernel_threadx_cm33.elf", "mps2-an505", "cortex_m33"),
     "cm55": Program("realkernel_threadx_cm55.elf", "mps3-an547", "cortex_m55", fpu=True, named=True),
