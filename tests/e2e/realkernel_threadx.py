@@ -147,11 +147,13 @@ def owner(mutex):
 truth["mutexes"] = [{"name": text(m["tx_mutex_name"]), "owner": owner(m), "count": int(m["tx_mutex_ownership_count"]),
                      "suspended": suspended(m["tx_mutex_suspension_list"])}
                     for m in created("mutex", "tx_mutex_created_next")]
+# The ticks left as the kernel's tx_timer_info_get gave them just before the stop, in the order of creation.
+ticks_left = value("checkpoint_ticks_left")
 truth["timers"] = [{"name": text(t["tx_timer_name"]),
-                    "remaining": int(t["tx_timer_internal"]["tx_timer_internal_remaining_ticks"]),
+                    "remaining": int(ticks_left[index]),
                     "reinit": int(t["tx_timer_internal"]["tx_timer_internal_re_initialize_ticks"]),
                     "function": word(t["tx_timer_internal"]["tx_timer_internal_timeout_function"])}
-                   for t in created("timer", "tx_timer_created_next")]
+                   for index, t in enumerate(created("timer", "tx_timer_created_next"))]
 truth["queues"] = [{"name": text(q["tx_queue_name"]), "message_size": int(q["tx_queue_message_size"]),
                     "capacity": int(q["tx_queue_capacity"]), "used": int(q["tx_queue_enqueued"]),
                     "suspended": suspended(q["tx_queue_suspension_list"])}

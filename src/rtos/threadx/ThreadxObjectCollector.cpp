@@ -6,13 +6,14 @@
 #include "rtos/ListWalkBound.h"
 #include "rtos/threadx/ThreadxReader.h"
 #include "rtos/threadx/ThreadxRtosDriver.h"
+#include "rtos/threadx/ThreadxTimerTicks.h"
 
 #include <string>
 #include <vector>
 
 namespace {
 
-enum class ValueKind { NAME, DECIMAL, HEX8, HEX, OWNER_NAME, SUSPENDED_THREADS };
+enum class ValueKind { NAME, DECIMAL, HEX8, HEX, OWNER_NAME, SUSPENDED_THREADS, TICKS_LEFT };
 
 struct Field {
     const char* label;
@@ -69,7 +70,7 @@ const ObjectList kObjectLists[] = {
      "tx_timer_internal",
      "TX_TIMER_INTERNAL_STRUCT",
      {{"Name", "tx_timer_name", ValueKind::NAME, false},
-      {"Remaining", "tx_timer_internal_remaining_ticks", ValueKind::DECIMAL, true},
+      {"Remaining", "tx_timer_internal_remaining_ticks", ValueKind::TICKS_LEFT, true},
       {"Re init", "tx_timer_internal_re_initialize_ticks", ValueKind::DECIMAL, true},
       {"Function", "tx_timer_internal_timeout_function", ValueKind::HEX, true}}},
     {"_tx_queue_created_ptr",
@@ -138,12 +139,17 @@ std::string fieldValue(ThreadxRtosDriver& driver, RspClient& server, StructInfo&
         driver.readObjectName(server, object, field.member, text);
         return text;
     }
+    unsigned int ticks = 0;
+    if (field.kind == ValueKind::TICKS_LEFT) {
+        return ThreadxTimerTicks::ticksLeft(server, object, ticks) ? StringUtil::to_string(ticks, 10, 0) : text;
+    }
     unsigned int word = 0;
     if (!ThreadxReader::readMember(server, object, field.member, word)) {
         return text;
     }
     switch (field.kind) {
     case ValueKind::NAME:
+    case ValueKind::TICKS_LEFT:
         break;
     case ValueKind::DECIMAL:
         return StringUtil::to_string(word, 10, 0);

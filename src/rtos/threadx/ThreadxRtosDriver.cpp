@@ -12,6 +12,7 @@
 #include "rtos/threadx/ThreadxObjectCollector.h"
 #include "rtos/threadx/ThreadxPortFactory.h"
 #include "rtos/threadx/ThreadxReader.h"
+#include "rtos/threadx/ThreadxTimerTicks.h"
 #include "target/TargetThread.h"
 #include "target/ThreadList.h"
 
@@ -35,7 +36,9 @@ const std::vector<std::string> kSymbols = {
     "_tx_queue_created_ptr",         "_tx_event_flags_created_ptr",  "_tx_block_pool_created_ptr",
     "_tx_byte_pool_created_ptr",     "_tx_thread_created_count",     "_tx_semaphore_created_count",
     "_tx_mutex_created_count",       "_tx_timer_created_count",      "_tx_queue_created_count",
-    "_tx_event_flags_created_count", "_tx_block_pool_created_count", "_tx_byte_pool_created_count"};
+    "_tx_event_flags_created_count", "_tx_block_pool_created_count", "_tx_byte_pool_created_count",
+    ThreadxTimerTicks::kWheelSymbols[0], ThreadxTimerTicks::kWheelSymbols[1], ThreadxTimerTicks::kWheelSymbols[2],
+    ThreadxTimerTicks::kWheelSymbols[3]};
 
 const std::vector<std::string> kStructures = {
     "TX_THREAD_STRUCT",         "TX_MUTEX_STRUCT", "TX_SEMAPHORE_STRUCT",         "TX_TIMER_STRUCT",

@@ -55,7 +55,8 @@ TEST_F(ThreadxRtosDriverTest, SymbolsInOrderReplacingTheList) {
             "_tx_queue_created_ptr", "_tx_event_flags_created_ptr", "_tx_block_pool_created_ptr",
             "_tx_byte_pool_created_ptr", "_tx_thread_created_count", "_tx_semaphore_created_count",
             "_tx_mutex_created_count", "_tx_timer_created_count", "_tx_queue_created_count",
-            "_tx_event_flags_created_count", "_tx_block_pool_created_count", "_tx_byte_pool_created_count"}),
+            "_tx_event_flags_created_count", "_tx_block_pool_created_count", "_tx_byte_pool_created_count",
+            "_tx_timer_list_start", "_tx_timer_list_end", "_tx_timer_current_ptr", "_tx_timer_expired_timer_ptr"}),
         symbols);
 }
 
