@@ -2,7 +2,7 @@
 # tests are registered all the same and skip, saying why.
 foreach(program cm0 cm3 cm3_mpu cm4f cm4_mpu cm33_ntz cm33_ntz_fpu ca9
                 cm0_o2 cm0_os cm4f_o2 cm4f_os cm33_ntz_o2 cm33_ntz_os cm33_ntz_fpu_o2 cm33_ntz_fpu_os
-                cm3_dwarf2 cm3_dwarf4 cm3_mini_list_0 cm3_tick_wrap)
+                cm3_dwarf2 cm3_dwarf4 cm3_mini_list_0 cm3_tick_wrap cm3_registry_3)
   if(TARNWICK_REAL_KERNELS)
     set(availability --kernel-source ${TARNWICK_FREERTOS_SOURCE})
   else()
