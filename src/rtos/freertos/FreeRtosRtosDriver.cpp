@@ -291,7 +291,8 @@ bool FreeRtosRtosDriver::bindListEnd(FreeRtosKernelObject& endMarker, unsigned i
     return endMarker.bind("xMINI_LIST_ITEM", address) || endMarker.bind("xLIST_ITEM", address);
 }
 
-bool FreeRtosRtosDriver::walkList(RspClient& server, unsigned int listAddress, const ListVisitor& visit) {
+bool FreeRtosRtosDriver::walkList(RspClient& server, unsigned int listAddress, const ListVisitor& visit,
+                                  const OwnerLayout& owner) {
     unsigned int count = 0;
     unsigned int item = 0;
     if (!getListHead(server, listAddress, count, item)) {
@@ -305,11 +306,16 @@ bool FreeRtosRtosDriver::walkList(RspClient& server, unsigned int listAddress, c
     }
     ListWalkBound bound("the list at " + StringUtil::to_string(listAddress, 16, 8), count);
     for (unsigned int index = 0; item != 0 && item != end && bound.admit(item); ++index) {
+        // The item lies inside its owner: one read brings both. Should the owner not be where the item
+        // says, that read is merely wasted, for the item is read from the same memory either way.
+        if (owner.size != 0 && item >= owner.itemOffset) {
+            server.prefetchMemory(item - owner.itemOffset, owner.size);
+        }
         FreeRtosKernelObject listItem(server);
-        unsigned int owner = 0;
+        unsigned int ownerAddress = 0;
         unsigned int next = 0;
-        if (!listItem.bind("xLIST_ITEM", item) || !listItem.readWord("pvOwner", owner) ||
-            !listItem.readWord("pxNext", next) || !visit(owner, index, count)) {
+        if (!listItem.bind("xLIST_ITEM", item) || !listItem.readWord("pvOwner", ownerAddress) ||
+            !listItem.readWord("pxNext", next) || !visit(ownerAddress, index, count)) {
             return false;
         }
         item = next;
@@ -366,6 +372,19 @@ bool FreeRtosRtosDriver::runCommand(RspClient& server, const std::vector<std::st
 
 // The task walk: the kernel keeps no list of all tasks, so every list that can hold one is walked, and
 // each task becomes a "Task" node.
+
+bool FreeRtosRtosDriver::getActiveThread(RspClient& server, TargetThread& thread) {
+    Symbol symbol;
+    unsigned int current = 0;
+    // A task's id is the address of its control block.
+    if (!SymbolTable::getInstance().lookupSymbol("pxCurrentTCB", symbol) ||
+        !server.readMemory(symbol.getAddress32(), current) || current == 0) {
+        return false;
+    }
+    thread.setThreadId(current);
+    thread.setCpuActive(true);
+    return true;
+}
 
 bool FreeRtosRtosDriver::getThreads(RspClient& server, ThreadList& threads) {
     threads.clear();
@@ -439,6 +458,7 @@ bool FreeRtosRtosDriver::readTasks(RspClient& server, bool extended, KernelInfoN
         lastList = lists - 1;
     }
     unsigned int listAddress = symbol.getAddress32();
+    server.prefetchMemory(listAddress, static_cast<unsigned int>((lastList + 1) * listLayout.getSize()));
     for (std::uint64_t priority = 0; priority <= lastList; ++priority) {
         if (!readTaskList(server, listAddress, TASK_LIST_READY, extended, node)) {
             return false;
@@ -460,14 +480,26 @@ unsigned int FreeRtosRtosDriver::readyListCount() {
 
 bool FreeRtosRtosDriver::readTaskList(RspClient& server, unsigned int listAddress, TaskListType type,
                                       bool extended, KernelInfoNode& node) {
-    return walkList(server, listAddress, [&](unsigned int owner, unsigned int, unsigned int) {
-        KernelInfoNode task(0, "", "Task");
-        if (!readTask(server, owner, type, extended, task)) {
-            return false;
-        }
-        node.addChild(task);
-        return true;
-    });
+    OwnerLayout owner = {0, 0};
+    StructInfo task;
+    MemberInfo item;
+    // A task waits on the pending-ready list by its event item, on every other list by its state item.
+    if (SymbolTable::getInstance().lookupStruct("tskTaskControlBlock", task) &&
+        task.lookup(type == TASK_LIST_PENDING_READY ? "xEventListItem" : "xStateListItem", item)) {
+        owner.itemOffset = item.getOffset();
+        owner.size = task.getSize();
+    }
+    return walkList(
+        server, listAddress,
+        [&](unsigned int taskAddress, unsigned int, unsigned int) {
+            KernelInfoNode taskNode(0, "", "Task");
+            if (!readTask(server, taskAddress, type, extended, taskNode)) {
+                return false;
+            }
+            node.addChild(taskNode);
+            return true;
+        },
+        owner);
 }
 
 bool FreeRtosRtosDriver::readTask(RspClient& server, unsigned int taskAddress, TaskListType type,
