@@ -16,10 +16,13 @@
 #include "target/TargetThread.h"
 #include "target/ThreadList.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <fstream>
 #include <iomanip>
 #include <sstream>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -108,6 +111,15 @@ const StateRule kStateRules[] = {
 };
 
 // The kernel fills a new task's stack with this byte.
+// The scheduler's variables a stop and a walk read; tasks.c keeps them side by side in its data.
+const char* const kSchedulerVariables[] = {"xSchedulerRunning", "pxCurrentTCB",      "uxTopReadyPriority",
+                                           "uxTopUsedPriority", "ulTotalRunTime",    "xDelayedTaskList1",
+                                           "xDelayedTaskList2", "xPendingReadyList", "xSuspendedTaskList",
+                                           "pxReadyTasksLists"};
+// Variables this close together are fetched with one read, up to this many bytes in all.
+constexpr unsigned int kNeighbourGap = 64;
+constexpr unsigned int kNeighbourhood = 1024;
+
 constexpr unsigned char kStackFill = 0xA5;
 // Bytes probed when the stack's upper end is unknown.
 constexpr unsigned int kStackProbe = 256;
@@ -242,6 +254,48 @@ RtosInfo* FreeRtosRtosDriver::getInfo() {
     return &catalogue;
 }
 
+void FreeRtosRtosDriver::prefetchNeighbours(RspClient& server, unsigned int address) {
+    SymbolTable& table = SymbolTable::getInstance();
+    StructInfo listLayout;
+    const unsigned int listSize = table.lookupStruct("xLIST", listLayout) ? listLayout.getSize() : 4;
+    std::vector<std::pair<unsigned int, unsigned int>> variables;
+    for (const char* name : kSchedulerVariables) {
+        Symbol symbol;
+        if (!table.lookupSymbol(name, symbol)) {
+            continue;
+        }
+        const std::string variable = name;
+        unsigned int size = 4;
+        if (variable == "pxReadyTasksLists") {
+            size = listSize * std::max(1u, readyListCount());
+        } else if (StringUtil::startsWith(variable, "x") && variable.find("List") != std::string::npos) {
+            size = listSize;
+        }
+        variables.emplace_back(symbol.getAddress32(), size);
+    }
+    std::sort(variables.begin(), variables.end());
+    // Runs of neighbours, in address order; the run that holds address is fetched.
+    std::uint64_t start = 0;
+    std::uint64_t end = 0;
+    bool holdsAddress = false;
+    for (std::size_t i = 0; i < variables.size(); ++i) {
+        const std::uint64_t first = variables[i].first;
+        const std::uint64_t last = first + variables[i].second;
+        if (i == 0 || first > end + kNeighbourGap || std::max(end, last) - start > kNeighbourhood) {
+            if (holdsAddress) {
+                break;
+            }
+            start = first;
+            end = last;
+        }
+        end = std::max(end, last);
+        holdsAddress = holdsAddress || (address >= first && address < last);
+    }
+    if (holdsAddress) {
+        server.prefetchMemory(static_cast<unsigned int>(start), static_cast<unsigned int>(end - start));
+    }
+}
+
 bool FreeRtosRtosDriver::checkKernelRunning(RspClient& server, bool& running) {
     Logger& logger = Logger::getInstance();
     Symbol symbol;
@@ -249,6 +303,7 @@ bool FreeRtosRtosDriver::checkKernelRunning(RspClient& server, bool& running) {
         logger.log(Logger::LOG_ERROR, "checkKernelRunning", "Symbol not found: xSchedulerRunning\n");
         return false;
     }
+    prefetchNeighbours(server, symbol.getAddress32());
     unsigned int value = 0;
     if (!server.readMemory(symbol.getAddress32(), value)) {
         logger.log(Logger::LOG_ERROR, "checkKernelRunning", "Failed reading: xSchedulerRunning\n");
@@ -422,6 +477,7 @@ bool FreeRtosRtosDriver::readTasks(RspClient& server, bool extended, KernelInfoN
             logMissingSymbol(tag, list.symbol);
             return false;
         }
+        prefetchNeighbours(server, symbol.getAddress32());
         if (!readTaskList(server, symbol.getAddress32(), list.type, extended, node)) {
             return false;
         }
@@ -437,6 +493,7 @@ bool FreeRtosRtosDriver::readTasks(RspClient& server, bool extended, KernelInfoN
         return false;
     }
     unsigned int topWord = 0;
+    prefetchNeighbours(server, symbol.getAddress32());
     if (!server.readMemory(symbol.getAddress32(), topWord)) {
         Logger::getInstance().log(Logger::LOG_ERROR, tag,
                                   "Failed reading: uxTopReadyPriority/uxTopUsedPriority\n");

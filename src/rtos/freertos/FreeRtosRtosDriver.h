@@ -132,6 +132,9 @@ private:
     // The list's end marker, a mini item or, in kernels built without those, a full one.
     bool bindListEnd(FreeRtosKernelObject& endMarker, unsigned int address);
 
+    // Fetches in one read the scheduler's variables that lie close around address, if address is one of
+    // them: a stop and a walk read most of them.
+    void prefetchNeighbours(RspClient& server, unsigned int address);
     // The number of ready lists, from the bound of pxReadyTasksLists in the debug information; 0 when it
     // does not tell. Looked up once: the dump does not change under a running proxy.
     unsigned int readyListCount();
