@@ -344,7 +344,10 @@ unsigned int RspClient::getReadPiece() const {
     if (packetSize < kHexDigitsPerByte) {
         return kDefaultReadPiece;
     }
-    return packetSize / kHexDigitsPerByte;
+    // A reply must also fit the receive buffer, whatever the server would send.
+    const unsigned int bufferPiece =
+        static_cast<unsigned int>(RspBuffer::kCapacity - kFrameOverhead) / kHexDigitsPerByte;
+    return std::min(packetSize / kHexDigitsPerByte, bufferPiece);
 }
 
 bool RspClient::readFromServer(unsigned int address, const std::string& addressHex, unsigned int length,

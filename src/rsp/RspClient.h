@@ -72,7 +72,7 @@ public:
     void setMemoryCache(StopMemoryCache* cache) { memoryCache = cache; }
     // The server's PacketSize (payload bytes); 0 while it has not said.
     void setPacketSize(unsigned int bytes) { packetSize = bytes; }
-    // The most data bytes one "m" asks for.
+    // The most data bytes one "m" asks for: what the packet size allows and the receive buffer holds.
     unsigned int getReadPiece() const;
     // Reads a whole structure into the cache in as few exchanges as the packet size allows, so that the
     // reads of its members that follow need none. Without a cache, or if the server refuses or answers

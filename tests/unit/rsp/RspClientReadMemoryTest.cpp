@@ -203,3 +203,10 @@ TEST_F(RspClientReadMemoryIntegration, AValueReadOnceIsNotReadAgainWhileTheCache
     EXPECT_EQ(7u, value);
     EXPECT_EQ(2u, server().receivedLog().size());
 }
+
+TEST_F(RspClientReadMemoryIntegration, APieceNeverOverflowsTheReceiveBuffer) {
+    endpoint().setPacketSize(0x10000);
+    EXPECT_EQ((RspBuffer::kCapacity - 4u) / 2u, endpoint().getReadPiece());
+    endpoint().setPacketSize(0x4000);
+    EXPECT_EQ(0x2000u, endpoint().getReadPiece());
+}
