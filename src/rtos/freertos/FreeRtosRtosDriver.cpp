@@ -360,11 +360,13 @@ bool FreeRtosRtosDriver::walkList(RspClient& server, unsigned int listAddress, c
         return false;
     }
     ListWalkBound bound("the list at " + StringUtil::to_string(listAddress, 16, 8), count);
+    OwnerLayout layout = owner;
     for (unsigned int index = 0; item != 0 && item != end && bound.admit(item); ++index) {
         // The item lies inside its owner: one read brings both. Should the owner not be where the item
-        // says, that read is merely wasted, for the item is read from the same memory either way.
-        if (owner.size != 0 && item >= owner.itemOffset) {
-            server.prefetchMemory(item - owner.itemOffset, owner.size);
+        // says, that read is merely wasted, for the item is read from the same memory either way; the
+        // owner's own address then tells where the items of this list lie in theirs.
+        if (layout.size != 0 && item >= layout.itemOffset) {
+            server.prefetchMemory(item - layout.itemOffset, layout.size);
         }
         FreeRtosKernelObject listItem(server);
         unsigned int ownerAddress = 0;
@@ -372,6 +374,9 @@ bool FreeRtosRtosDriver::walkList(RspClient& server, unsigned int listAddress, c
         if (!listItem.bind("xLIST_ITEM", item) || !listItem.readWord("pvOwner", ownerAddress) ||
             !listItem.readWord("pxNext", next) || !visit(ownerAddress, index, count)) {
             return false;
+        }
+        if (layout.size != 0 && ownerAddress <= item && item - ownerAddress < layout.size) {
+            layout.itemOffset = item - ownerAddress;
         }
         item = next;
     }
