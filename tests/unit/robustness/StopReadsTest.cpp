@@ -153,6 +153,31 @@ TEST_F(FreertosStopReadsIntegration, ARefusedOrShortControlBlockIsReadValueByVal
     EXPECT_TRUE(session.finish());
 }
 
+// A list whose tasks hang in it by another item than the walk takes: the first owner is fetched in vain,
+// and its address tells where the next owners lie. Here the suspended list holds IDLE and Worker by their
+// event items in place of its three tasks: nine tasks remain, one read each (the ready list finds IDLE and
+// Worker fetched already), and one read in vain for IDLE; Worker's is fetched where IDLE's showed.
+TEST_F(FreertosStopReadsIntegration, AListOfEventItemsCostsOneReadInVain) {
+    const std::uint32_t list = session.address("xSuspendedTaskList");
+    const std::uint32_t end = KernelSession::member("xLIST", list, "xListEnd");
+    const std::uint32_t idle =
+        KernelSession::member("tskTaskControlBlock", tcb("xIdleTCB"), "xEventListItem");
+    const std::uint32_t worker =
+        KernelSession::member("tskTaskControlBlock", tcb("xWorkerTCB"), "xEventListItem");
+    target.writeWord(KernelSession::member("xLIST", list, "uxNumberOfItems"), 2);
+    target.writeWord(end + 4, idle);
+    target.writeWord(KernelSession::member("xLIST_ITEM", idle, "pxNext"), worker);
+    target.writeWord(KernelSession::member("xLIST_ITEM", idle, "pvOwner"), tcb("xIdleTCB"));
+    target.writeWord(KernelSession::member("xLIST_ITEM", worker, "pxNext"), end);
+    target.writeWord(KernelSession::member("xLIST_ITEM", worker, "pvOwner"), tcb("xWorkerTCB"));
+    EXPECT_EQ(runningStop(), session.stop("T05thread:1;"));
+    std::string ids;
+    EXPECT_EQ(9u + 1u, readsOf([&] { ids = session.ask("qfThreadInfo"); }));
+    EXPECT_EQ(std::string::npos, ids.find(hexId(tcb("xPausedTCB"))));
+    EXPECT_EQ(9u, static_cast<unsigned>(std::count(ids.begin(), ids.end(), ',') + 1));
+    EXPECT_TRUE(session.finish());
+}
+
 // Thirteen threads: the stop reads the system state and the current thread; the list costs the head, the
 // count, each control block and each name that no read before has brought: 27 reads in this program.
 TEST(ThreadxStopReadsIntegration, AStopReadsTwoWordsAndTheListTwoReadsPerThread) {
