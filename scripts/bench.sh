@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds (RelWithDebInfo, as shipped) and runs every benchmark, one at a time, the same way each time; then
-# writes the report: bench-results/report.md (figures as Markdown tables) and docs/performance_stop_cost.svg.
+# writes the report: bench-results/report.md (figures as Markdown tables), docs/performance_stop_cost.svg and
+# docs/performance_info_threads.svg.
 # The machine and its load go into bench-results/machine.txt; every run records its load average too.
 # Extra arguments go to ctest (for example: -R bench_stops to run only the stop-cost runs).
 set -euo pipefail
@@ -35,7 +36,8 @@ if [ -z "$*" ]; then
     done > "$results/dump.txt" 2>&1
 fi
 
-python3 tests/bench/bench_report.py "$results" --svg docs/performance_stop_cost.svg > "$results/report.md"
+python3 tests/bench/bench_report.py "$results" --svg docs/performance_stop_cost.svg \
+    --svg-threads docs/performance_info_threads.svg > "$results/report.md"
 cat "$results/report.md"
 echo "end: $(uptime)" >> "$results/machine.txt"
 exit "${status:-0}"

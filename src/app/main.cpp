@@ -29,6 +29,8 @@ const char* const kHelpLines[] = {
     "--gdbserver_connect_timeout: RSP-server (GDB-server) connection timeout. Default is 15s.",
     "--loglevel: Logging level. Value between 0-15.",
     "--persist: true keeps serving one GDB connection after another, until Ctrl-C. Default is false.",
+    "--read_cache: false reads every value from the RSP-server each time it is used. Default is true.",
+    "--lazy_walk: false walks the RTOS threads at every stop. Default is true.",
     "",
     // One line, written in two pieces.
     ("Note. Various RTOS drivers might provide additional properties for customization. Please consult "

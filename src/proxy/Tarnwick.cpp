@@ -125,6 +125,8 @@ void Tarnwick::forgetConnection() {
     stopCount = 0;
     targetDescription = TargetDescription();
     serverThreadIds = ServerThreadIds();
+    readPath.reset();
+    partialList = false;
     payloadSize = 0;
     targetXml.clear();
 }
@@ -140,6 +142,16 @@ void Tarnwick::forgetSession() {
 bool Tarnwick::loadDriver(IRtosDriver* newDriver) {
     Logger& logger = Logger::getInstance();
     forgetConnection();
+
+    Properties& properties = Properties::getInstance();
+    bool readCache = true;
+    if (!properties.getProperty("--read_cache", readCache)) {
+        readCache = true;
+    }
+    readPath.setCacheEnabled(readCache);
+    if (!properties.getProperty("--lazy_walk", lazyWalk)) {
+        lazyWalk = true;
+    }
 
     driver = newDriver;
     if (driver == nullptr) {
@@ -160,6 +172,7 @@ bool Tarnwick::interceptPacket(RspClient& from, RspClient& to, bool& handled) {
     if (driver == nullptr) {
         return false;
     }
+    readPath.observe(from, from.getRole() == ROLE_GDB_SERVER ? from : to);
     switch (from.getRole()) {
     case ROLE_GDB_SERVER:
         return dispatchServerPacket(from, to, handled);
@@ -223,18 +236,19 @@ bool Tarnwick::dispatchClientPacket(RspClient& from, RspClient& to, bool& handle
 }
 
 ThreadList& Tarnwick::getThreads(RspClient& server) {
-    if (!threadList.isValid()) {
-        updateThreadList(server);
+    if (!threadList.isValid() || partialList) {
+        updateThreadList(server, true);
     }
     return threadList;
 }
 
-void Tarnwick::updateThreadList(RspClient& server) {
+void Tarnwick::updateThreadList(RspClient& server, bool whole) {
     const char* const tag = "updateThreadList";
     Logger& logger = Logger::getInstance();
     TargetThread fallback(kFallbackThreadId, 0);
     fallback.setCpuActive(true);
     threadList.clear();
+    partialList = false;
     bool kernelRunning = false;
     TargetThread active;
     if (driver == nullptr) {
@@ -249,6 +263,10 @@ void Tarnwick::updateThreadList(RspClient& server) {
     } else if (!kernelRunning) {
         logger.log(Logger::LOG_DEBUG, tag, "No kernel running.\n");
         threadList.addThread(fallback);
+    } else if (!whole && driver->getActiveThread(server, active)) {
+        // All a stop reply needs; whatever asks for more walks then.
+        threadList.addThread(active);
+        partialList = true;
     } else if (!driver->getThreads(server, threadList)) {
         logger.log(Logger::LOG_ERROR, tag, "Update threads. Failed collecting threads.\n");
         threadList.clear();
@@ -260,10 +278,24 @@ void Tarnwick::updateThreadList(RspClient& server) {
     threadList.setValid(true);
 }
 
+bool Tarnwick::getActiveThread(RspClient& server, TargetThread& out) {
+    if (!threadList.isValid()) {
+        updateThreadList(server, !lazyWalk);
+    }
+    return threadList.getActiveThread(out);
+}
+
+bool Tarnwick::findThread(RspClient& server, unsigned int id, TargetThread& out) {
+    if (partialList && threadList.getThread(id, out)) {
+        return true;
+    }
+    return getThreads(server).getThread(id, out);
+}
+
 bool Tarnwick::getThreadFor_g(RspClient& server, TargetThread& out) {
     const char* const tag = "getThreadFor_g";
     if (nextOperation == "g") {
-        if (!getThreads(server).getThread(nextOperationThreadId, out)) {
+        if (!findThread(server, nextOperationThreadId, out)) {
             // The selection stays, so that every g fails alike until the next H or stop.
             Logger::getInstance().log(Logger::LOG_DEBUG, tag, "Failed finding thread %d.\n",
                                       static_cast<int>(nextOperationThreadId));
@@ -273,7 +305,7 @@ bool Tarnwick::getThreadFor_g(RspClient& server, TargetThread& out) {
         nextOperationThreadId = 0;
         return true;
     }
-    if (!getThreads(server).getActiveThread(out)) {
+    if (!getActiveThread(server, out)) {
         Logger::getInstance().log(Logger::LOG_DEBUG, tag, "Failed finding active thread.\n");
         return false;
     }
@@ -286,6 +318,7 @@ bool Tarnwick::intercept_k(RspClient& from, RspClient& /*to*/, bool& handled) {
     if (RspUtil::parseCommand_k(peekPayload(from))) {
         threadList.clear();
         threadList.setValid(true);
+        partialList = false;
     }
     return true;
 }
@@ -462,6 +495,7 @@ bool Tarnwick::intercept_stopReply(RspClient& from, RspClient& to, bool& handled
         // The target is gone; GDB hears it from the server itself.
         threadList.clear();
         threadList.setValid(true);
+        partialList = false;
         return true;
     }
     take(from, handled);
@@ -469,7 +503,7 @@ bool Tarnwick::intercept_stopReply(RspClient& from, RspClient& to, bool& handled
     threadList.setValid(false);
     ++stopCount;
     TargetThread active;
-    if (!getThreads(from).getActiveThread(active)) {
+    if (!getActiveThread(from, active)) {
         logLine(Logger::LOG_ERROR, tag, "Target stopped. No active thread\n");
         return false;
     }

@@ -1,6 +1,7 @@
 #ifndef TARNWICK_PROXY_TARNWICK_H
 #define TARNWICK_PROXY_TARNWICK_H
 
+#include "proxy/ReadPathWatch.h"
 #include "proxy/RspProxy.h"
 #include "proxy/ServerThreadIds.h"
 #include "rtos/RtosDriverFactory.h"
@@ -51,11 +52,15 @@ public:
     // The client packets inspected, tested in this order; the first match decides.
     static const std::array<ClientPrefix, kClientPrefixCount>& getClientPrefixes();
 
-    // The snapshot, rebuilt first if it is not valid.
+    // The whole snapshot, rebuilt first if it is not valid or holds the active thread alone.
     ThreadList& getThreads(RspClient& server);
     // Rebuilds the snapshot; afterwards it is valid and, but for a driver's own thread 1, holds an
-    // active thread, the fallback thread 1 if nothing better.
-    void updateThreadList(RspClient& server);
+    // active thread, the fallback thread 1 if nothing better. Unless whole, a driver that can tell the
+    // active thread without a walk gives that one alone.
+    void updateThreadList(RspClient& server, bool whole = true);
+    // The thread the core runs. With the lazy walk it is read without a walk where the driver can tell;
+    // anything more about the threads walks then, once per stop.
+    bool getActiveThread(RspClient& server, TargetThread& out);
     // The thread a g packet is for: the one of the latest "Hg", used once, or the active thread.
     bool getThreadFor_g(RspClient& server, TargetThread& out);
 
@@ -106,6 +111,8 @@ private:
     // The register order from target.xml and the annexes it includes, read from the server; target.xml
     // alone if an annex cannot be read.
     void loadTargetDescription(RspClient& server);
+    // A thread by id: from the snapshot, the whole one unless the active thread alone is that one.
+    bool findThread(RspClient& server, unsigned int id, TargetThread& out);
     // The g reply of a switched-out thread, or "E1".
     std::string registersOf(RspClient& server, TargetThread& thread);
 
@@ -117,6 +124,11 @@ private:
     unsigned int stopCount = 0;
     TargetDescription targetDescription;
     ServerThreadIds serverThreadIds;
+    ReadPathWatch readPath;
+    // "--lazy_walk false" walks the kernel at every stop.
+    bool lazyWalk = true;
+    // The snapshot holds the active thread alone.
+    bool partialList = false;
 };
 
 #endif

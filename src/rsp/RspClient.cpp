@@ -4,9 +4,11 @@
 #include "rsp/AckMode.h"
 #include "rsp/ClientSocket.h"
 #include "rsp/RspUtil.h"
+#include "rsp/StopMemoryCache.h"
 
 #include <algorithm>
 #include <climits>
+#include <cstdlib>
 #include <cstring>
 
 namespace {
@@ -18,6 +20,10 @@ const unsigned int kFeaturesPiece = 0x400;
 const int kFrameOverhead = 4;
 const int kChecksumDigits = 2;
 const unsigned char kInterrupt = 0x03;
+// Data bytes per "m" while the server has not named its packet size.
+const unsigned int kDefaultReadPiece = 4096;
+// Each data byte is two hexadecimal digits of the reply.
+const unsigned int kHexDigitsPerByte = 2;
 
 unsigned int toMicroseconds(unsigned int milliseconds) {
     if (milliseconds > UINT_MAX / 1000) {
@@ -321,8 +327,8 @@ bool RspClient::framedPayload(std::string& payload, bool allowNotification) {
     return true;
 }
 
-bool RspClient::readMemory(const std::string& addressHex, unsigned int length,
-                           std::vector<unsigned char>& data) {
+bool RspClient::exchangeRead(const std::string& addressHex, unsigned int length,
+                             std::vector<unsigned char>& data) {
     std::string reply;
     if (!sendWaitCommand(RspUtil::createCommand_m(addressHex, length), reply)) {
         return false;
@@ -334,8 +340,74 @@ bool RspClient::readMemory(const std::string& addressHex, unsigned int length,
     return data.size() == length;
 }
 
+unsigned int RspClient::getReadPiece() const {
+    if (packetSize < kHexDigitsPerByte) {
+        return kDefaultReadPiece;
+    }
+    // A reply must also fit the receive buffer, whatever the server would send.
+    const unsigned int bufferPiece =
+        static_cast<unsigned int>(RspBuffer::kCapacity - kFrameOverhead) / kHexDigitsPerByte;
+    return std::min(packetSize / kHexDigitsPerByte, bufferPiece);
+}
+
+bool RspClient::readFromServer(unsigned int address, const std::string& addressHex, unsigned int length,
+                               std::vector<unsigned char>& data) {
+    const unsigned int piece = getReadPiece();
+    if (length <= piece) {
+        return exchangeRead(addressHex, length, data);
+    }
+    data.clear();
+    data.reserve(length);
+    std::vector<unsigned char> part;
+    for (unsigned int done = 0; done < length; done += part.size()) {
+        const unsigned int size = std::min(piece, length - done);
+        if (!exchangeRead(RspUtil::toString(address + done, 16), size, part)) {
+            return false;
+        }
+        data.insert(data.end(), part.begin(), part.end());
+    }
+    return true;
+}
+
+void RspClient::prefetchMemory(unsigned int address, unsigned int length) {
+    if (memoryCache == nullptr || length == 0 || memoryCache->covers(address, length)) {
+        return;
+    }
+    std::vector<unsigned char> data;
+    if (readFromServer(address, RspUtil::toString(address, 16), length, data)) {
+        memoryCache->store(address, data);
+        return;
+    }
+    Logger::getInstance().log(Logger::LOG_DEBUG, "prefetchMemory", "%u bytes at 0x%08x read one by one\n",
+                              length, address);
+}
+
+bool RspClient::readMemory(const std::string& addressHex, unsigned int length,
+                           std::vector<unsigned char>& data) {
+    char* end = nullptr;
+    const unsigned long long address = std::strtoull(addressHex.c_str(), &end, 16);
+    if (addressHex.empty() || *end != '\0' || address > UINT_MAX) {
+        return exchangeRead(addressHex, length, data);
+    }
+    return readAt(static_cast<unsigned int>(address), addressHex, length, data);
+}
+
 bool RspClient::readMemory(unsigned int address, unsigned int length, std::vector<unsigned char>& data) {
-    return readMemory(RspUtil::toString(address, 16), length, data);
+    return readAt(address, RspUtil::toString(address, 16), length, data);
+}
+
+bool RspClient::readAt(unsigned int address, const std::string& addressHex, unsigned int length,
+                       std::vector<unsigned char>& data) {
+    if (memoryCache != nullptr && memoryCache->lookup(address, length, data)) {
+        return true;
+    }
+    if (!readFromServer(address, addressHex, length, data)) {
+        return false;
+    }
+    if (memoryCache != nullptr) {
+        memoryCache->store(address, data);
+    }
+    return true;
 }
 
 bool RspClient::readMemory(unsigned int address, unsigned int& value) {

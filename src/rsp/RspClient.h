@@ -8,6 +8,7 @@
 
 class AckMode;
 class ClientSocket;
+class StopMemoryCache;
 
 enum RspClientRole { ROLE_GDB_CLIENT = 0, ROLE_GDB_SERVER = 1 };
 
@@ -66,8 +67,21 @@ public:
     // The payload of the frame found, or a lone '+' or '-'; false for anything else (0x03 among it).
     bool getCommand(std::string& command, bool consume);
 
-    // Target memory through the GDB server: one "m" exchange, at most 1000 ms, no retry, no chunking.
-    // True only if the reply held exactly length bytes: one of another length answers another request.
+    // Tarnwick's reads go through cache while one is set; null (the start) reads every value from the
+    // server. The cache is not owned.
+    void setMemoryCache(StopMemoryCache* cache) { memoryCache = cache; }
+    // The server's PacketSize (payload bytes); 0 while it has not said.
+    void setPacketSize(unsigned int bytes) { packetSize = bytes; }
+    // The most data bytes one "m" asks for: what the packet size allows and the receive buffer holds.
+    unsigned int getReadPiece() const;
+    // Reads a whole structure into the cache in as few exchanges as the packet size allows, so that the
+    // reads of its members that follow need none. Without a cache, or if the server refuses or answers
+    // short, nothing is kept and each member is read on its own.
+    void prefetchMemory(unsigned int address, unsigned int length);
+
+    // Target memory through the GDB server, served by the cache where it holds the bytes; otherwise "m"
+    // exchanges of at most getReadPiece() bytes each, at most 1000 ms each, no retry. True only if every
+    // reply held exactly the length asked: one of another length answers another request.
     bool readMemory(const std::string& addressHex, unsigned int length, std::vector<unsigned char>& data);
     bool readMemory(unsigned int address, unsigned int length, std::vector<unsigned char>& data);
     // The 32-bit word at address; value is written only on success.
@@ -78,6 +92,15 @@ public:
 
 private:
     enum class AckReply { ACK, NAK, NONE };
+
+    // One "m" exchange.
+    bool exchangeRead(const std::string& addressHex, unsigned int length, std::vector<unsigned char>& data);
+    // The exchanges for [address, address + length), in pieces; the cache is not consulted. addressHex
+    // is address as the caller wrote it, used as it is by a read in one piece.
+    bool readFromServer(unsigned int address, const std::string& addressHex, unsigned int length,
+                        std::vector<unsigned char>& data);
+    bool readAt(unsigned int address, const std::string& addressHex, unsigned int length,
+                std::vector<unsigned char>& data);
 
     bool acknowledging() const;
     bool writeFrame(const std::string& payload, RSPpacketType type);
@@ -100,6 +123,8 @@ private:
     RspBuffer transmitBuffer;
     RspBuffer receiveBuffer;
     AckMode* ackMode = nullptr;
+    StopMemoryCache* memoryCache = nullptr;
+    unsigned int packetSize = 0;
     // A frame has been received from this peer and neither forwarded nor acknowledged.
     bool ackOwed = false;
     // A request from GDB has been forwarded to this (server) endpoint and its reply is still to come: what

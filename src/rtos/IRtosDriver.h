@@ -30,6 +30,9 @@ public:
     virtual RtosInfo* getInfo() = 0;
     // True if the state could be read; running tells whether the kernel has started.
     virtual bool checkKernelRunning(RspClient& server, bool& running) = 0;
+    // The thread the core runs, read without a walk of the kernel's lists: its id, marked active. False
+    // where the driver cannot tell so cheaply; the caller walks then.
+    virtual bool getActiveThread(RspClient& /*server*/, TargetThread& /*thread*/) { return false; }
     // A fresh snapshot of the kernel's threads.
     virtual bool getThreads(RspClient& server, ThreadList& threads) = 0;
     // Registers of a thread that is switched out.

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Report of the benchmark results (the JSON files that the registered bench tests write into bench-results/):
-Markdown tables of the figures on standard output, and the stop-cost plot as SVG. Standard library only.
+Markdown tables of the figures on standard output, and the stop-cost plots as SVG. Standard library only.
 
-Usage: bench_report.py RESULTS_DIR [--svg FILE]
+Usage: bench_report.py RESULTS_DIR [--svg FILE] [--svg-threads FILE]
 """
 
 import argparse
@@ -132,27 +132,18 @@ def callgrind_section(results):
     return text
 
 
-def svg_plot(results, path):
+def plot(path, title, panels):
+    """panels: (caption, series) pairs; series: (label, colour, points, dashed), points (tasks, ms)."""
     width, height = 960, 450
     panel_w, panel_h = 360, 300
     left, top = 80, 50
     out = ['<svg xmlns="http://www.w3.org/2000/svg" width="%d" height="%d" font-family="sans-serif" '
            'font-size="12">' % (width, height),
            '<rect width="100%" height="100%" fill="white"/>',
-           '<text x="%d" y="22" font-size="15">Stop time against tasks; dashed: reads x measured read '
-           'round trip</text>' % left]
-    for panel, delay in enumerate(DELAYS):
-        series = []
-        for kernel, label, colour in KERNELS:
-            measured = []
-            floor = []
-            for tasks in TASKS:
-                run = results.get("stops_%s_%d_%dms" % (kernel, tasks, delay))
-                if run is not None:
-                    measured.append((tasks, run["stop_time_median_us"] / 1000))
-                    floor.append((tasks, run["floor_us"] / 1000))
-            series.append((label, colour, measured, floor))
-        values = [v for s in series for points in (s[2], s[3]) for _, v in points if v > 0]
+           '<text x="%d" y="22" font-size="15">%s</text>' % (left, title)]
+    legend = []
+    for panel, (caption, series) in enumerate(panels):
+        values = [v for _, _, points, _ in series for _, v in points if v > 0]
         if not values:
             continue
         low = 10 ** math.floor(math.log10(min(values)))
@@ -167,7 +158,7 @@ def svg_plot(results, path):
 
         out.append('<rect x="%d" y="%d" width="%d" height="%d" fill="none" stroke="#888"/>' % (x0, top, panel_w,
                                                                                                panel_h))
-        out.append('<text x="%d" y="%d">read delay %d ms</text>' % (x0, top - 8, delay))
+        out.append('<text x="%d" y="%d">%s</text>' % (x0, top - 8, caption))
         decade = low
         while decade <= high * 1.0001:
             y = sy(decade)
@@ -180,38 +171,96 @@ def svg_plot(results, path):
             out.append('<text x="%.1f" y="%d" text-anchor="middle">%d</text>' % (x, top + panel_h + 16, tasks))
         out.append('<text x="%.1f" y="%d" text-anchor="middle">tasks / threads</text>' % (x0 + panel_w / 2,
                                                                                          top + panel_h + 34))
-        for label, colour, measured, floor in series:
-            for points, dash in ((measured, ""), (floor, ' stroke-dasharray="6,4"')):
-                if len(points) > 1:
-                    path_d = " ".join("%s%.1f,%.1f" % ("M" if i == 0 else "L", sx(t), sy(v))
-                                      for i, (t, v) in enumerate(points))
-                    out.append('<path d="%s" fill="none" stroke="%s" stroke-width="2"%s/>' % (path_d, colour, dash))
-            for tasks, value in measured:
-                out.append('<circle cx="%.1f" cy="%.1f" r="3.5" fill="%s"><title>%s %d tasks: %.2f ms</title>'
-                           '</circle>' % (sx(tasks), sy(value), colour, label, tasks, value))
+        for label, colour, points, dashed in series:
+            dash = ' stroke-dasharray="6,4"' if dashed else ""
+            if (label, colour, dashed) not in legend:
+                legend.append((label, colour, dashed))
+            if len(points) > 1:
+                path_d = " ".join("%s%.1f,%.1f" % ("M" if i == 0 else "L", sx(t), sy(v))
+                                  for i, (t, v) in enumerate(points))
+                out.append('<path d="%s" fill="none" stroke="%s" stroke-width="2"%s/>' % (path_d, colour, dash))
+            if not dashed:
+                for tasks, value in points:
+                    out.append('<circle cx="%.1f" cy="%.1f" r="3.5" fill="%s"><title>%s %d tasks: %.2f ms</title>'
+                               '</circle>' % (sx(tasks), sy(value), colour, label, tasks, value))
     legend_y = top + panel_h + 60
-    for index, (_, label, colour) in enumerate(KERNELS):
-        x = left + index * 330
-        out.append('<line x1="%d" y1="%d" x2="%d" y2="%d" stroke="%s" stroke-width="2"/>' % (x, legend_y, x + 30,
-                                                                                           legend_y, colour))
-        out.append('<text x="%d" y="%d">%s stop time</text>' % (x + 36, legend_y + 4, label))
-        out.append('<line x1="%d" y1="%d" x2="%d" y2="%d" stroke="%s" stroke-width="2" stroke-dasharray="6,4"/>'
-                   % (x + 150, legend_y, x + 180, legend_y, colour))
-        out.append('<text x="%d" y="%d">%s floor</text>' % (x + 186, legend_y + 4, label))
+    for index, (label, colour, dashed) in enumerate(legend):
+        x = left + (index // 2) * 330 + (index % 2) * 150
+        dash = ' stroke-dasharray="6,4"' if dashed else ""
+        out.append('<line x1="%d" y1="%d" x2="%d" y2="%d" stroke="%s" stroke-width="2"%s/>' % (
+            x, legend_y, x + 30, legend_y, colour, dash))
+        out.append('<text x="%d" y="%d">%s</text>' % (x + 36, legend_y + 4, label))
     out.append("</svg>")
     with open(path, "w") as target:
         target.write("\n".join(out) + "\n")
+
+
+def points(results, name, key, scale=1000.0):
+    found = []
+    for tasks in TASKS:
+        run = results.get(name % tasks)
+        if run is not None:
+            found.append((tasks, run[key] / scale))
+    return found
+
+
+def svg_plot(results, path):
+    panels = []
+    for delay in DELAYS:
+        series = []
+        for kernel, label, colour in KERNELS:
+            name = "stops_%s_%%d_%dms" % (kernel, delay)
+            series.append((label + " stop time", colour, points(results, name, "stop_time_median_us"), False))
+            series.append((label + " floor", colour, points(results, name, "floor_us"), True))
+        panels.append(("read delay %d ms" % delay, series))
+    plot(path, "Stop time against tasks; dashed: reads x measured read round trip", panels)
+
+
+def threads_plot(results, path):
+    panels = []
+    for delay in DELAYS:
+        series = []
+        for kernel, label, colour in KERNELS:
+            for mode, suffix, dashed in (("default", "", False), ("exact", " one read per value", True)):
+                name = "threads_%s_%%d_%dms_%s" % (kernel, delay, mode)
+                series.append((label + suffix, colour, points(results, name, "stop_c_to_T_median_us"), dashed))
+        panels.append(("read delay %d ms" % delay, series))
+    plot(path, "Stop, thread list and every thread's registers; dashed: --read_cache false --lazy_walk false",
+         panels)
+
+
+def scenarios_section(results):
+    rows = []
+    for scenario in ("threads", "stepi"):
+        for kernel, label, _ in KERNELS:
+            for delay in DELAYS:
+                for tasks in TASKS:
+                    exact = results.get("%s_%s_%d_%dms_exact" % (scenario, kernel, tasks, delay))
+                    default = results.get("%s_%s_%d_%dms_default" % (scenario, kernel, tasks, delay))
+                    if exact is None or default is None:
+                        continue
+                    rows.append([scenario, label, str(tasks), str(delay), number(exact["reads_per_stop"], 0),
+                                 number(default["reads_per_stop"], 0),
+                                 number(exact["stop_c_to_T_median_us"] / 1000, 1),
+                                 number(default["stop_c_to_T_median_us"] / 1000, 2),
+                                 number(default["stop_c_to_T_median_us"] / exact["stop_c_to_T_median_us"], 2)])
+    if not rows:
+        return "No runs.\n"
+    return table(["scenario", "kernel", "tasks", "delay ms", "reads/stop opt-out", "reads/stop default",
+                  "ms/stop opt-out", "ms/stop default", "default/opt-out"], rows)
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("results")
     parser.add_argument("--svg")
+    parser.add_argument("--svg-threads")
     args = parser.parse_args()
     results = load(args.results)
     if not results:
         sys.exit("no results in " + args.results)
     for title, section in (("Pass-through", passthrough_section(results)), ("Stop cost", stops_section(results)),
+                           ("Thread list and stepi, opt-out and default", scenarios_section(results)),
                            ("monitor rtos state, 100 FreeRTOS tasks", state_section(results)),
                            ("Memory", memory_section(results)), ("Instructions (callgrind)", callgrind_section(results))):
         print("### " + title + "\n\n" + section.rstrip() + "\n")
@@ -220,6 +269,8 @@ def main():
         print("Runs with failed checks: " + ", ".join(failed))
     if args.svg:
         svg_plot(results, args.svg)
+    if args.svg_threads:
+        threads_plot(results, args.svg_threads)
 
 
 if __name__ == "__main__":

@@ -6,7 +6,11 @@
 #include "rtos/MissingMemberLog.h"
 
 bool FreeRtosKernelObject::bind(const std::string& structure, unsigned int address) {
-    return SymbolTable::resolveDataStructure(structure, address, layout);
+    if (!SymbolTable::resolveDataStructure(structure, address, layout)) {
+        return false;
+    }
+    server.prefetchMemory(address, layout.getSize());
+    return true;
 }
 
 bool FreeRtosKernelObject::lookup(const std::string& member, MemberInfo& info) {

@@ -8,13 +8,16 @@
 class RspClient;
 
 // One kernel object in target memory, seen through the layout of its structure: members are read by
-// name, each with one read, so that a member that this kernel build lacks is an ordinary failure.
+// name, so that a member that this kernel build lacks is an ordinary failure. While the server endpoint
+// keeps a stop's memory, the whole object is fetched when bound and its members come from there; without
+// one, each member is a read of its own.
 class FreeRtosKernelObject {
 public:
     explicit FreeRtosKernelObject(RspClient& newServer) : server(newServer) {}
     virtual ~FreeRtosKernelObject() = default;
 
-    // Binds the layout of structure to the object at address; false if the layout is unknown.
+    // Binds the layout of structure to the object at address and fetches it whole; false if the layout
+    // is unknown.
     bool bind(const std::string& structure, unsigned int address);
     // True if the layout has the member; for members that differ between kernel versions, where a missing
     // one is no news.

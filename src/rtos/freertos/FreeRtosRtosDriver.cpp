@@ -16,10 +16,13 @@
 #include "target/TargetThread.h"
 #include "target/ThreadList.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <fstream>
 #include <iomanip>
 #include <sstream>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -106,6 +109,15 @@ const StateRule kStateRules[] = {
 };
 
 // The kernel fills a new task's stack with this byte.
+// The scheduler's variables a stop and a walk read; tasks.c keeps them side by side in its data.
+const char* const kSchedulerVariables[] = {"xSchedulerRunning", "pxCurrentTCB",      "uxTopReadyPriority",
+                                           "uxTopUsedPriority", "ulTotalRunTime",    "xDelayedTaskList1",
+                                           "xDelayedTaskList2", "xPendingReadyList", "xSuspendedTaskList",
+                                           "pxReadyTasksLists"};
+// Variables this close together are fetched with one read, up to this many bytes in all.
+constexpr unsigned int kNeighbourGap = 64;
+constexpr unsigned int kNeighbourhood = 1024;
+
 constexpr unsigned char kStackFill = 0xA5;
 // Bytes probed when the stack's upper end is unknown.
 constexpr unsigned int kStackProbe = 256;
@@ -240,6 +252,48 @@ RtosInfo* FreeRtosRtosDriver::getInfo() {
     return &catalogue;
 }
 
+void FreeRtosRtosDriver::prefetchNeighbours(RspClient& server, unsigned int address) {
+    SymbolTable& table = SymbolTable::getInstance();
+    StructInfo listLayout;
+    const unsigned int listSize = table.lookupStruct("xLIST", listLayout) ? listLayout.getSize() : 4;
+    std::vector<std::pair<unsigned int, unsigned int>> variables;
+    for (const char* name : kSchedulerVariables) {
+        Symbol symbol;
+        if (!table.lookupSymbol(name, symbol)) {
+            continue;
+        }
+        const std::string variable = name;
+        unsigned int size = 4;
+        if (variable == "pxReadyTasksLists") {
+            size = listSize * std::max(1u, readyListCount());
+        } else if (StringUtil::startsWith(variable, "x") && variable.find("List") != std::string::npos) {
+            size = listSize;
+        }
+        variables.emplace_back(symbol.getAddress32(), size);
+    }
+    std::sort(variables.begin(), variables.end());
+    // Runs of neighbours, in address order; the run that holds address is fetched.
+    std::uint64_t start = 0;
+    std::uint64_t end = 0;
+    bool holdsAddress = false;
+    for (std::size_t i = 0; i < variables.size(); ++i) {
+        const std::uint64_t first = variables[i].first;
+        const std::uint64_t last = first + variables[i].second;
+        if (i == 0 || first > end + kNeighbourGap || std::max(end, last) - start > kNeighbourhood) {
+            if (holdsAddress) {
+                break;
+            }
+            start = first;
+            end = last;
+        }
+        end = std::max(end, last);
+        holdsAddress = holdsAddress || (address >= first && address < last);
+    }
+    if (holdsAddress) {
+        server.prefetchMemory(static_cast<unsigned int>(start), static_cast<unsigned int>(end - start));
+    }
+}
+
 bool FreeRtosRtosDriver::checkKernelRunning(RspClient& server, bool& running) {
     Logger& logger = Logger::getInstance();
     Symbol symbol;
@@ -247,6 +301,7 @@ bool FreeRtosRtosDriver::checkKernelRunning(RspClient& server, bool& running) {
         logger.log(Logger::LOG_ERROR, "checkKernelRunning", "Symbol not found: xSchedulerRunning\n");
         return false;
     }
+    prefetchNeighbours(server, symbol.getAddress32());
     unsigned int value = 0;
     if (!server.readMemory(symbol.getAddress32(), value)) {
         logger.log(Logger::LOG_ERROR, "checkKernelRunning", "Failed reading: xSchedulerRunning\n");
@@ -289,7 +344,8 @@ bool FreeRtosRtosDriver::bindListEnd(FreeRtosKernelObject& endMarker, unsigned i
     return endMarker.bind("xMINI_LIST_ITEM", address) || endMarker.bind("xLIST_ITEM", address);
 }
 
-bool FreeRtosRtosDriver::walkList(RspClient& server, unsigned int listAddress, const ListVisitor& visit) {
+bool FreeRtosRtosDriver::walkList(RspClient& server, unsigned int listAddress, const ListVisitor& visit,
+                                  const OwnerLayout& owner) {
     unsigned int count = 0;
     unsigned int item = 0;
     if (!getListHead(server, listAddress, count, item)) {
@@ -302,13 +358,23 @@ bool FreeRtosRtosDriver::walkList(RspClient& server, unsigned int listAddress, c
         return false;
     }
     ListWalkBound bound("the list at " + StringUtil::to_string(listAddress, 16, 8), count);
+    OwnerLayout layout = owner;
     for (unsigned int index = 0; item != 0 && item != end && bound.admit(item); ++index) {
+        // The item lies inside its owner: one read brings both. Should the owner not be where the item
+        // says, that read is merely wasted, for the item is read from the same memory either way; the
+        // owner's own address then tells where the items of this list lie in theirs.
+        if (layout.size != 0 && item >= layout.itemOffset) {
+            server.prefetchMemory(item - layout.itemOffset, layout.size);
+        }
         FreeRtosKernelObject listItem(server);
-        unsigned int owner = 0;
+        unsigned int ownerAddress = 0;
         unsigned int next = 0;
-        if (!listItem.bind("xLIST_ITEM", item) || !listItem.readWord("pvOwner", owner) ||
-            !listItem.readWord("pxNext", next) || !visit(owner, index, count)) {
+        if (!listItem.bind("xLIST_ITEM", item) || !listItem.readWord("pvOwner", ownerAddress) ||
+            !listItem.readWord("pxNext", next) || !visit(ownerAddress, index, count)) {
             return false;
+        }
+        if (layout.size != 0 && ownerAddress <= item && item - ownerAddress < layout.size) {
+            layout.itemOffset = item - ownerAddress;
         }
         item = next;
     }
@@ -365,6 +431,19 @@ bool FreeRtosRtosDriver::runCommand(RspClient& server, const std::vector<std::st
 // The task walk: the kernel keeps no list of all tasks, so every list that can hold one is walked, and
 // each task becomes a "Task" node.
 
+bool FreeRtosRtosDriver::getActiveThread(RspClient& server, TargetThread& thread) {
+    Symbol symbol;
+    unsigned int current = 0;
+    // A task's id is the address of its control block.
+    if (!SymbolTable::getInstance().lookupSymbol("pxCurrentTCB", symbol) ||
+        !server.readMemory(symbol.getAddress32(), current) || current == 0) {
+        return false;
+    }
+    thread.setThreadId(current);
+    thread.setCpuActive(true);
+    return true;
+}
+
 bool FreeRtosRtosDriver::getThreads(RspClient& server, ThreadList& threads) {
     threads.clear();
     KernelInfoNode tasks;
@@ -401,6 +480,7 @@ bool FreeRtosRtosDriver::readTasks(RspClient& server, bool extended, KernelInfoN
             logMissingSymbol(tag, list.symbol);
             return false;
         }
+        prefetchNeighbours(server, symbol.getAddress32());
         if (!readTaskList(server, symbol.getAddress32(), list.type, extended, node)) {
             return false;
         }
@@ -416,6 +496,7 @@ bool FreeRtosRtosDriver::readTasks(RspClient& server, bool extended, KernelInfoN
         return false;
     }
     unsigned int topWord = 0;
+    prefetchNeighbours(server, symbol.getAddress32());
     if (!server.readMemory(symbol.getAddress32(), topWord)) {
         Logger::getInstance().log(Logger::LOG_ERROR, tag,
                                   "Failed reading: uxTopReadyPriority/uxTopUsedPriority\n");
@@ -437,6 +518,7 @@ bool FreeRtosRtosDriver::readTasks(RspClient& server, bool extended, KernelInfoN
         lastList = lists - 1;
     }
     unsigned int listAddress = symbol.getAddress32();
+    server.prefetchMemory(listAddress, static_cast<unsigned int>((lastList + 1) * listLayout.getSize()));
     for (std::uint64_t priority = 0; priority <= lastList; ++priority) {
         if (!readTaskList(server, listAddress, TASK_LIST_READY, extended, node)) {
             return false;
@@ -458,14 +540,26 @@ unsigned int FreeRtosRtosDriver::readyListCount() {
 
 bool FreeRtosRtosDriver::readTaskList(RspClient& server, unsigned int listAddress, TaskListType type,
                                       bool extended, KernelInfoNode& node) {
-    return walkList(server, listAddress, [&](unsigned int owner, unsigned int, unsigned int) {
-        KernelInfoNode task(0, "", "Task");
-        if (!readTask(server, owner, type, extended, task)) {
-            return false;
-        }
-        node.addChild(task);
-        return true;
-    });
+    OwnerLayout owner = {0, 0};
+    StructInfo task;
+    MemberInfo item;
+    // A task waits on the pending-ready list by its event item, on every other list by its state item.
+    if (SymbolTable::getInstance().lookupStruct("tskTaskControlBlock", task) &&
+        task.lookup(type == TASK_LIST_PENDING_READY ? "xEventListItem" : "xStateListItem", item)) {
+        owner.itemOffset = item.getOffset();
+        owner.size = task.getSize();
+    }
+    return walkList(
+        server, listAddress,
+        [&](unsigned int taskAddress, unsigned int, unsigned int) {
+            KernelInfoNode taskNode(0, "", "Task");
+            if (!readTask(server, taskAddress, type, extended, taskNode)) {
+                return false;
+            }
+            node.addChild(taskNode);
+            return true;
+        },
+        owner);
 }
 
 bool FreeRtosRtosDriver::readTask(RspClient& server, unsigned int taskAddress, TaskListType type,

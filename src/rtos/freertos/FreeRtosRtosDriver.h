@@ -64,6 +64,7 @@ public:
     RtosInfo* getInfo() override;
     // running is set only when xSchedulerRunning holds exactly 1.
     bool checkKernelRunning(RspClient& server, bool& running) override;
+    bool getActiveThread(RspClient& server, TargetThread& thread) override;
     bool getThreads(RspClient& server, ThreadList& threads) override;
     // False without a port driver.
     bool getRegisters(RspClient& server, TargetThread& thread, RegisterList& registers) override;
@@ -118,12 +119,22 @@ private:
     using ListVisitor = std::function<bool(unsigned int owner, unsigned int index, unsigned int count)>;
     // The walk every kernel list shares: up to the end marker, a null link, a link seen before or the count
     // read once, whichever comes first. An empty or unreadable list is a success without items.
-    bool walkList(RspClient& server, unsigned int listAddress, const ListVisitor& visit);
+    // Where a list's items lie in the structure that owns them; a size of 0 when that is not known.
+    struct OwnerLayout {
+        unsigned int itemOffset;
+        unsigned int size;
+    };
+    // With owner known, each item's owner is fetched whole before the item is read.
+    bool walkList(RspClient& server, unsigned int listAddress, const ListVisitor& visit,
+                  const OwnerLayout& owner = {0, 0});
     // Timers due after the tick count wraps; a kernel without the list has none of them.
     bool walkOverflowTimerList(RspClient& server, const ListVisitor& visit);
     // The list's end marker, a mini item or, in kernels built without those, a full one.
     bool bindListEnd(FreeRtosKernelObject& endMarker, unsigned int address);
 
+    // Fetches in one read the scheduler's variables that lie close around address, if address is one of
+    // them: a stop and a walk read most of them.
+    void prefetchNeighbours(RspClient& server, unsigned int address);
     // The number of ready lists, from the bound of pxReadyTasksLists in the debug information; 0 when it
     // does not tell. Looked up once: the dump does not change under a running proxy.
     unsigned int readyListCount();

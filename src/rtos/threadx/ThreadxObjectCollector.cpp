@@ -204,7 +204,7 @@ bool ThreadxObjectCollector::collect(ThreadxRtosDriver& driver, RspClient& serve
     unsigned int current = head;
     while (current != 0 && bound.admit(current)) {
         StructInfo object;
-        if (!SymbolTable::resolveDataStructure(list.structure, current, object)) {
+        if (!ThreadxReader::bind(server, list.structure, current, object)) {
             return false;
         }
         StructInfo internal;

@@ -13,6 +13,15 @@ constexpr unsigned int kWordSize = 4;
 
 } // namespace
 
+bool ThreadxReader::bind(RspClient& server, const std::string& structure, unsigned int address,
+                         StructInfo& object) {
+    if (!SymbolTable::resolveDataStructure(structure, address, object)) {
+        return false;
+    }
+    server.prefetchMemory(address, object.getSize());
+    return true;
+}
+
 bool ThreadxReader::readSymbol(RspClient& server, const std::string& name, unsigned int& value) {
     Symbol symbol;
     if (!SymbolTable::getInstance().lookupSymbol(name, symbol)) {

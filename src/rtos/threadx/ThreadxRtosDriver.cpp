@@ -206,6 +206,17 @@ bool ThreadxRtosDriver::findActiveThreadId(RspClient& server, unsigned int& id) 
     return ThreadxReader::readSymbol(server, kCurrentThread, id);
 }
 
+bool ThreadxRtosDriver::getActiveThread(RspClient& server, TargetThread& thread) {
+    unsigned int id = 0;
+    // No current thread: the scheduler waits for one, and the walk shows the core itself.
+    if (!findActiveThreadId(server, id) || id == 0) {
+        return false;
+    }
+    thread.setThreadId(id);
+    thread.setCpuActive(true);
+    return true;
+}
+
 bool ThreadxRtosDriver::getThreads(RspClient& server, ThreadList& threads) {
     threads.clear();
     KernelInfoNode root;
@@ -294,7 +305,7 @@ bool ThreadxRtosDriver::readThreads(RspClient& server, bool detail, KernelInfoNo
     ListWalkBound bound("the created thread list", ringLimit(counted, count));
     while (result && current != 0 && bound.admit(current)) {
         StructInfo thread;
-        if (!SymbolTable::resolveDataStructure(kThreadStruct, current, thread)) {
+        if (!ThreadxReader::bind(server, kThreadStruct, current, thread)) {
             return false;
         }
         KernelInfoNode node(0, "", "Thread");
@@ -397,7 +408,7 @@ bool ThreadxRtosDriver::resolveSuspensionList(RspClient& server, unsigned int fi
     unsigned int current = first;
     while (current != 0 && bound.admit(current)) {
         StructInfo thread;
-        if (!SymbolTable::resolveDataStructure(kThreadStruct, current, thread)) {
+        if (!ThreadxReader::bind(server, kThreadStruct, current, thread)) {
             return false;
         }
         std::string name;

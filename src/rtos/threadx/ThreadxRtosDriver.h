@@ -35,6 +35,7 @@ public:
     RtosInfo* getInfo() override;
     bool checkKernelRunning(RspClient& server, bool& running) override;
     // All or nothing: on false the list is empty.
+    bool getActiveThread(RspClient& server, TargetThread& thread) override;
     bool getThreads(RspClient& server, ThreadList& threads) override;
     // False until a port is chosen.
     bool getRegisters(RspClient& server, TargetThread& thread, RegisterList& registers) override;

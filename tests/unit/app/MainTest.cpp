@@ -33,6 +33,8 @@ const std::string kHelp =
     "--gdbserver_connect_timeout: RSP-server (GDB-server) connection timeout. Default is 15s.\n"
     "--loglevel: Logging level. Value between 0-15.\n"
     "--persist: true keeps serving one GDB connection after another, until Ctrl-C. Default is false.\n"
+    "--read_cache: false reads every value from the RSP-server each time it is used. Default is true.\n"
+    "--lazy_walk: false walks the RTOS threads at every stop. Default is true.\n"
     "\n"
     "Note. Various RTOS drivers might provide additional properties for customization. Please consult "
     "respective RTOS driver documentation for details. \n";

@@ -41,8 +41,14 @@ class KernelSession {
 public:
     static constexpr unsigned int kDefaultLogLevel = 7;
 
+    // The options that make every value one read of its own, read at every stop: for tests that place a
+    // fault on one particular read, or count them.
+    static std::vector<std::string> exactReads() { return {"--read_cache", "false", "--lazy_walk", "false"}; }
+
+    // options: name and value in turn.
     KernelSession(FaultyServer& newTarget, const std::string& driverId, const std::string& variant,
-                  const std::string& program, unsigned int logLevel = kDefaultLogLevel)
+                  const std::string& program, unsigned int logLevel = kDefaultLogLevel,
+                  const std::vector<std::string>& options = {})
         : target(newTarget), symbols(testpaths::fixturesDir() + "/" + program) {
         char pattern[] = "/tmp/tarnwick_robust_XXXXXX";
         if (mkdtemp(pattern) == nullptr) {
@@ -57,6 +63,9 @@ public:
         properties.addProperty("--file", elf);
         properties.addProperty("--debug_info_cache", scratch + "/program.proxy_cache");
         properties.addProperty("--rtos_variant", variant);
+        for (std::size_t i = 0; i + 1 < options.size(); i += 2) {
+            properties.addProperty(options[i], options[i + 1]);
+        }
         SymbolTable::getInstance().clear();
         if (!SymbolTable::getInstance().init() || !symbols.ok()) {
             ADD_FAILURE() << "cannot prepare " << elf;

@@ -25,7 +25,8 @@ namespace {
 const char* const kProgram = "freertos_snapshot.elf";
 
 // The program in front of a FaultyServer serving the FreeRTOS snapshot, with its real FreeRTOS driver and
-// a cache of its own, and a fake GDB that knows the snapshot's symbols.
+// a cache of its own, and a fake GDB that knows the snapshot's symbols. Every value is a read of its own
+// and every stop walks, so that a fault lands on the read it is meant for.
 class ProgramFaultIntegration : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -37,7 +38,8 @@ protected:
         scratch = pattern;
         proxy = std::make_unique<ProxyUnderTest>(std::vector<std::string>{
             "--file", testpaths::fixturesDir() + "/" + kProgram, "--debug_info_cache", scratch + "/cache",
-            "--rtos", "freertos", "--rtos_variant", "ARM_CM4F"});
+            "--rtos", "freertos", "--rtos_variant", "ARM_CM4F", "--read_cache", "false", "--lazy_walk",
+            "false"});
         ASSERT_TRUE(proxy->ready());
         proxy->server().serve(target.handler());
     }

@@ -99,7 +99,8 @@ const Place kThreadxWalk = {"threadx_state.elf", "threadx", "cortex_m4",
 // told of the core alone, thread 1.
 void stopWithFault(const Place& place, Fault fault) {
     FaultyServer target(place.program);
-    KernelSession session(target, place.driver, place.variant, place.program);
+    KernelSession session(target, place.driver, place.variant, place.program, KernelSession::kDefaultLogLevel,
+                          KernelSession::exactReads());
     ASSERT_TRUE(session.ready());
     session.negotiate();
     session.passFirstStop();
@@ -165,7 +166,8 @@ TEST_P(ServerFaultIntegration, InARegisterRead) {
 TEST_P(ServerFaultIntegration, InTheStateCommand) {
     Fault fault = GetParam();
     FaultyServer target("threadx_state.elf");
-    KernelSession session(target, "threadx", "cortex_m4", "threadx_state.elf");
+    KernelSession session(target, "threadx", "cortex_m4", "threadx_state.elf",
+                          KernelSession::kDefaultLogLevel, KernelSession::exactReads());
     ASSERT_TRUE(session.ready());
     session.negotiate();
     std::string whole = session.monitor("rtos -t state");
@@ -195,7 +197,8 @@ TEST(ServerFaultStateIntegration, AFailedLinkDropsThatSectionAlone) {
     for (Fault fault : faults) {
         SCOPED_TRACE(faultName(fault));
         FaultyServer target("threadx_state.elf");
-        KernelSession session(target, "threadx", "cortex_m4", "threadx_state.elf");
+        KernelSession session(target, "threadx", "cortex_m4", "threadx_state.elf",
+                              KernelSession::kDefaultLogLevel, KernelSession::exactReads());
         ASSERT_TRUE(session.ready());
         session.negotiate();
         std::string whole = session.monitor("rtos -t state");

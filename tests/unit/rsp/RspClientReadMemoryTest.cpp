@@ -2,6 +2,7 @@
 
 #include "PeeredEndpoint.h"
 #include "app/Logger.h"
+#include "rsp/StopMemoryCache.h"
 
 #include <gtest/gtest.h>
 
@@ -107,3 +108,105 @@ TEST_F(RspClientReadMemoryIntegration, AcknowledgingServerGivesThePlusAsReply) {
 }
 
 } // namespace
+
+TEST_F(RspClientReadMemoryIntegration, AReadLargerThanThePacketSizeGoesInPieces) {
+    server().serve(FakeRspPeer::replies({{"m1000,10", "00112233445566778899aabbccddeeff"},
+                                         {"m1010,10", "0102030405060708090a0b0c0d0e0f10"},
+                                         {"m1020,8", "1112131415161718"}}));
+    endpoint().setPacketSize(0x20);
+    EXPECT_EQ(16u, endpoint().getReadPiece());
+    std::vector<unsigned char> data;
+    EXPECT_TRUE(endpoint().readMemory(0x1000, 40, data));
+    ASSERT_EQ(40u, data.size());
+    EXPECT_EQ(0x00, data[0]);
+    EXPECT_EQ(0x01, data[16]);
+    EXPECT_EQ(0x18, data[39]);
+    EXPECT_EQ(std::vector<std::string>({"$m1000,10#bb", "$m1010,10#bc", "$m1020,8#94"}),
+              server().receivedLog());
+}
+
+TEST_F(RspClientReadMemoryIntegration, WithoutAPacketSizeAPieceIsFourKilobytes) {
+    EXPECT_EQ(4096u, endpoint().getReadPiece());
+    std::string half(2 * 4096, '0');
+    server().serve(FakeRspPeer::replies({{"m0,1000", half}, {"m1000,1000", half}}));
+    std::vector<unsigned char> data;
+    EXPECT_TRUE(endpoint().readMemory(0, 8192, data));
+    EXPECT_EQ(std::vector<unsigned char>(8192, 0), data);
+    EXPECT_EQ(2u, server().receivedLog().size());
+}
+
+TEST_F(RspClientReadMemoryIntegration, AFailedPieceFailsTheWholeRead) {
+    server().serve(
+        FakeRspPeer::replies({{"m1000,10", "00112233445566778899aabbccddeeff"}, {"m1010,10", "E01"}}));
+    endpoint().setPacketSize(0x20);
+    std::vector<unsigned char> data;
+    EXPECT_FALSE(endpoint().readMemory(0x1000, 32, data));
+}
+
+TEST_F(RspClientReadMemoryIntegration, WithACacheAPrefetchedStructureAnswersItsMembers) {
+    server().serve(FakeRspPeer::replies({{"m2000,c", "010000000200000003000000"}}));
+    StopMemoryCache cache;
+    endpoint().setMemoryCache(&cache);
+    endpoint().prefetchMemory(0x2000, 12);
+    unsigned int value = 0;
+    EXPECT_TRUE(endpoint().readMemory(0x2008, value));
+    EXPECT_EQ(3u, value);
+    EXPECT_TRUE(endpoint().readMemory(0x2000, value));
+    EXPECT_EQ(1u, value);
+    EXPECT_EQ(std::vector<std::string>({"$m2000,c#be"}), server().receivedLog());
+}
+
+TEST_F(RspClientReadMemoryIntegration, WithoutACacheAPrefetchReadsNothing) {
+    server().serve(FakeRspPeer::replies({{"m2000,c", "010000000200000003000000"}, {"m2008,4", "03000000"}}));
+    endpoint().prefetchMemory(0x2000, 12);
+    unsigned int value = 0;
+    EXPECT_TRUE(endpoint().readMemory(0x2008, value));
+    EXPECT_EQ(3u, value);
+    EXPECT_EQ(std::vector<std::string>({"$m2008,4#97"}), server().receivedLog());
+}
+
+// A structure that reaches into memory the server refuses: the fetch fails, and each value is read alone.
+TEST_F(RspClientReadMemoryIntegration, ARefusedPrefetchFallsBackToTheExactRead) {
+    server().serve(FakeRspPeer::replies({{"m2000,c", "E01"}, {"m2004,4", "02000000"}}));
+    StopMemoryCache cache;
+    endpoint().setMemoryCache(&cache);
+    endpoint().prefetchMemory(0x2000, 12);
+    unsigned int value = 0;
+    EXPECT_TRUE(endpoint().readMemory(0x2004, value));
+    EXPECT_EQ(2u, value);
+    EXPECT_EQ(std::vector<std::string>({"$m2000,c#be", "$m2004,4#93"}), server().receivedLog());
+}
+
+TEST_F(RspClientReadMemoryIntegration, AShortPrefetchFallsBackToTheExactRead) {
+    server().serve(FakeRspPeer::replies({{"m2000,c", "0100000002"}, {"m2004,4", "02000000"}}));
+    StopMemoryCache cache;
+    endpoint().setMemoryCache(&cache);
+    endpoint().prefetchMemory(0x2000, 12);
+    unsigned int value = 0;
+    EXPECT_TRUE(endpoint().readMemory(0x2004, value));
+    EXPECT_EQ(2u, value);
+    EXPECT_EQ(std::vector<std::string>({"$m2000,c#be", "$m2004,4#93"}), server().receivedLog());
+}
+
+TEST_F(RspClientReadMemoryIntegration, AValueReadOnceIsNotReadAgainWhileTheCacheLasts) {
+    server().serve(FakeRspPeer::replies({{"m3000,4", "07000000"}}));
+    StopMemoryCache cache;
+    endpoint().setMemoryCache(&cache);
+    unsigned int value = 0;
+    EXPECT_TRUE(endpoint().readMemory(0x3000, value));
+    std::vector<unsigned char> data;
+    EXPECT_TRUE(endpoint().readMemory("3000", 4, data));
+    EXPECT_EQ(std::vector<unsigned char>({7, 0, 0, 0}), data);
+    EXPECT_EQ(1u, server().receivedLog().size());
+    cache.clear();
+    EXPECT_TRUE(endpoint().readMemory(0x3000, value));
+    EXPECT_EQ(7u, value);
+    EXPECT_EQ(2u, server().receivedLog().size());
+}
+
+TEST_F(RspClientReadMemoryIntegration, APieceNeverOverflowsTheReceiveBuffer) {
+    endpoint().setPacketSize(0x10000);
+    EXPECT_EQ((RspBuffer::kCapacity - 4u) / 2u, endpoint().getReadPiece());
+    endpoint().setPacketSize(0x4000);
+    EXPECT_EQ(0x2000u, endpoint().getReadPiece());
+}
