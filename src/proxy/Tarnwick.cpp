@@ -120,8 +120,7 @@ bool Tarnwick::init() {
 
 void Tarnwick::forgetConnection() {
     threadList = ThreadList();
-    nextOperation.clear();
-    nextOperationThreadId = 0;
+    threadSelection.forget();
     stopCount = 0;
     targetDescription = TargetDescription();
     serverThreadIds = ServerThreadIds();
@@ -260,17 +259,16 @@ void Tarnwick::updateThreadList(RspClient& server) {
     threadList.setValid(true);
 }
 
-bool Tarnwick::getThreadFor_g(RspClient& server, TargetThread& out) {
-    const char* const tag = "getThreadFor_g";
-    if (nextOperation == "g") {
-        if (!getThreads(server).getThread(nextOperationThreadId, out)) {
-            // The selection stays, so that every g fails alike until the next H or stop.
+bool Tarnwick::getSelectedThread(RspClient& server, TargetThread& out) {
+    const char* const tag = "getSelectedThread";
+    unsigned int selected = 0;
+    if (threadSelection.get("g", selected)) {
+        if (!getThreads(server).getThread(selected, out)) {
+            // The selection stays, so that every packet fails alike until the next "Hg" or stop.
             Logger::getInstance().log(Logger::LOG_DEBUG, tag, "Failed finding thread %d.\n",
-                                      static_cast<int>(nextOperationThreadId));
+                                      static_cast<int>(selected));
             return false;
         }
-        nextOperation.clear();
-        nextOperationThreadId = 0;
         return true;
     }
     if (!getThreads(server).getActiveThread(out)) {
@@ -438,9 +436,8 @@ bool Tarnwick::intercept_H(RspClient& from, RspClient& /*to*/, bool& handled) {
         return true;
     }
     take(from, handled);
-    // Unchecked: an unknown thread shows at the next g packet. The server keeps meaning the core.
-    nextOperation = operation;
-    nextOperationThreadId = id;
+    // Unchecked: an unknown thread shows at the next register packet. The server keeps meaning the core.
+    threadSelection.select(operation, id);
     return sendReply(from, RspUtil::createReply_OK(), "intercept_H",
                      "Set next operation. Failed sending response\n");
 }
@@ -473,10 +470,8 @@ bool Tarnwick::intercept_stopReply(RspClient& from, RspClient& to, bool& handled
         logLine(Logger::LOG_ERROR, tag, "Target stopped. No active thread\n");
         return false;
     }
-    // A selection pending across the stop, such as GDB's first "Hg0", moves to the thread that stopped.
-    if (nextOperation == "g") {
-        nextOperationThreadId = active.getThreadId();
-    }
+    // GDB takes a stop to select the thread that stopped, as if it had sent "Hg" for it.
+    threadSelection.moveGeneralTo(active.getThreadId());
     return sendReply(to, RspUtil::createCommand_stopReply(active.getThreadId(), signal), tag,
                      "Target stopped. Failed forward reply\n");
 }
@@ -491,7 +486,7 @@ bool Tarnwick::intercept_g(RspClient& from, RspClient& to, bool& handled) {
     }
     std::string reply;
     TargetThread thread;
-    if (!getThreadFor_g(to, thread)) {
+    if (!getSelectedThread(to, thread)) {
         logLine(Logger::LOG_DEBUG, tag, "Read registers. No valid thread (prev g packet)\n");
         reply = RspUtil::createReply_Error(kErrorNoThread);
         handled = true;

@@ -3,6 +3,7 @@
 
 #include "proxy/RspProxy.h"
 #include "proxy/ServerThreadIds.h"
+#include "proxy/ThreadSelection.h"
 #include "rtos/RtosDriverFactory.h"
 #include "target/TargetDescription.h"
 #include "target/ThreadList.h"
@@ -56,8 +57,8 @@ public:
     // Rebuilds the snapshot; afterwards it is valid and, but for a driver's own thread 1, holds an
     // active thread, the fallback thread 1 if nothing better.
     void updateThreadList(RspClient& server);
-    // The thread a g packet is for: the one of the latest "Hg", used once, or the active thread.
-    bool getThreadFor_g(RspClient& server, TargetThread& out);
+    // The thread that register packets are for: the one of the latest "Hg" or stop, else the active thread.
+    bool getSelectedThread(RspClient& server, TargetThread& out);
 
     bool intercept_k(RspClient& from, RspClient& to, bool& handled);
     bool intercept_qSymbol(RspClient& from, RspClient& to, bool& handled);
@@ -82,8 +83,7 @@ public:
     bool intercept_refusal(RspClient& from, RspClient& to, bool& handled);
 
     unsigned int getStopCount() const { return stopCount; }
-    const std::string& getNextOperation() const { return nextOperation; }
-    unsigned int getNextOperationThreadId() const { return nextOperationThreadId; }
+    const ThreadSelection& getThreadSelection() const { return threadSelection; }
     const TargetDescription& getTargetDescription() const { return targetDescription; }
     // Length in bytes of this target's g reply; 0 until the first g has reached the server.
     static unsigned int getPayloadSize();
@@ -110,8 +110,7 @@ private:
     std::string registersOf(RspClient& server, TargetThread& thread);
 
     ThreadList threadList;
-    std::string nextOperation;
-    unsigned int nextOperationThreadId = 0;
+    ThreadSelection threadSelection;
     IRtosDriver* driver = nullptr;
     RtosDriverFactory driverFactory;
     unsigned int stopCount = 0;

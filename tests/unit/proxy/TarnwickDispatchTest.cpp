@@ -39,7 +39,8 @@ TEST(TarnwickDispatchIntegration, AnHWithoutThreadFieldGoesToTheServer) {
     ASSERT_TRUE(rig.gdb().sendPacket("Hc"));
     EXPECT_EQ("$Hc#ab", rig.server().nextRaw());
     EXPECT_TRUE(rig.finish());
-    EXPECT_EQ("", Tarnwick::getInstance().getNextOperation());
+    unsigned int selected = 0;
+    EXPECT_FALSE(Tarnwick::getInstance().getThreadSelection().get("c", selected));
 }
 
 TEST(TarnwickDispatchIntegration, GibberishBehindTheGPrefixIsForwardedWithoutTheRegisterInterceptor) {

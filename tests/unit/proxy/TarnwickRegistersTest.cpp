@@ -122,17 +122,26 @@ TEST(TarnwickRegistersIntegration, TheCoreAnswersForTheActiveThreadAndTheDriverF
     ASSERT_TRUE(rig.server().sendPacket("00000000"));
     EXPECT_EQ(expectedRegisterText(0x01000000, kMProfilePayload), rig.gdb().nextPayload());
 
-    // The selection was good for one g: this one is the core's again, and the loop forwards it.
+    // The selection lasts: a second read of the same task (GDB's flushregs) is the task's again, and an
+    // "Hc" in between leaves it alone.
+    EXPECT_EQ("OK", rig.ask("Hc20000a40"));
+    ASSERT_TRUE(rig.gdb().sendPacket("g"));
+    EXPECT_EQ("m20000700,4", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("00000000"));
+    EXPECT_EQ(expectedRegisterText(0x01000000, kMProfilePayload), rig.gdb().nextPayload());
+
+    // Selecting the running task hands g to the core again, and the loop forwards it.
+    EXPECT_EQ("OK", rig.ask("Hg20000a40"));
     ASSERT_TRUE(rig.gdb().sendPacket("g"));
     EXPECT_EQ("$g#67", rig.server().nextRaw());
     ASSERT_TRUE(rig.server().sendPacket(core));
     EXPECT_EQ(core, rig.gdb().nextPayload());
     EXPECT_TRUE(rig.finish());
 
-    EXPECT_EQ(std::vector<unsigned int>{kSwitchedOut}, driver.registerRequests());
+    EXPECT_EQ((std::vector<unsigned int>{kSwitchedOut, kSwitchedOut}), driver.registerRequests());
     std::vector<std::string> seen = rig.server().receivedLog();
-    ASSERT_EQ(6u, seen.size());
-    EXPECT_EQ((std::vector<std::string>{"$g#67", framed("m20000700,4"), "$g#67"}),
+    ASSERT_EQ(7u, seen.size());
+    EXPECT_EQ((std::vector<std::string>{"$g#67", framed("m20000700,4"), framed("m20000700,4"), "$g#67"}),
               std::vector<std::string>(seen.begin() + 3, seen.end()))
         << "H, the stop and the switched-out thread's g stay with the proxy";
     EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 5\nPayload size: 200\nLost connection to GDB Client\n",
@@ -242,28 +251,27 @@ TEST(TarnwickRegistersIntegration, AnotherHEndsTheE5OfAnUnknownSelection) {
     EXPECT_EQ(std::vector<unsigned int>{kSwitchedOut}, driver.registerRequests());
 }
 
-TEST(TarnwickRegistersIntegration, APendingHcStaysAcrossAStopAndAPendingHgMovesToTheStoppedThread) {
+TEST(TarnwickRegistersIntegration, AnHcStaysAcrossAStopAndTheGeneralSelectionMovesToTheStoppedThread) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
-    {
-        TarnwickRig rig(driver, 7);
-        ASSERT_TRUE(rig.ready());
-        EXPECT_EQ("OK", rig.ask("Hc20000810"));
-        rig.passFirstStop();
-        rig.stop("T05");
-        EXPECT_TRUE(rig.finish());
-        EXPECT_EQ("c", Tarnwick::getInstance().getNextOperation());
-        EXPECT_EQ(kSwitchedOut, Tarnwick::getInstance().getNextOperationThreadId());
-    }
     TarnwickRig rig(driver, 7);
     ASSERT_TRUE(rig.ready());
+    const ThreadSelection& selection = Tarnwick::getInstance().getThreadSelection();
+    EXPECT_EQ("OK", rig.ask("Hc20000810"));
     EXPECT_EQ("OK", rig.ask("Hg0"));
     rig.passFirstStop();
-    EXPECT_EQ(1u, Tarnwick::getInstance().getNextOperationThreadId());
+    unsigned int general = 0;
+    EXPECT_TRUE(selection.get("g", general));
+    EXPECT_EQ(1u, general);
+    rig.stop("T05");
+    EXPECT_EQ("OK", rig.ask("Hg20000810"));
     rig.stop("T05");
     EXPECT_TRUE(rig.finish());
-    EXPECT_EQ("g", Tarnwick::getInstance().getNextOperation());
-    EXPECT_EQ(0x20000a40u, Tarnwick::getInstance().getNextOperationThreadId());
+    unsigned int resume = 0;
+    EXPECT_TRUE(selection.get("c", resume));
+    EXPECT_EQ(kSwitchedOut, resume);
+    EXPECT_TRUE(selection.get("g", general));
+    EXPECT_EQ(0x20000a40u, general);
 }
 
 TEST(TarnwickRegistersIntegration, StopRepliesTheParserRefusesPassAsTheyStand) {
