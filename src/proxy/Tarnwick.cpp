@@ -1,5 +1,7 @@
 #include "proxy/Tarnwick.h"
 
+#include "proxy/TaskRegisters.h"
+
 #include "app/Logger.h"
 #include "app/Properties.h"
 #include "debuginfo/Symbol.h"
@@ -21,9 +23,9 @@ namespace {
 
 // The core is shown as this thread whenever no kernel thread can be.
 const unsigned int kFallbackThreadId = 1;
-const unsigned int kErrorNoRegisters = 1;
-const unsigned int kErrorNoThread = 5;
-const unsigned int kErrorThreadNotAlive = 23;
+// Beside TaskRegisters' codes, each documented in the README.
+const unsigned int kErrorNoThread = 0x05;
+const unsigned int kErrorThreadNotAlive = 0x17;
 
 // The first word of the monitor commands that run here rather than on the server.
 const std::string monitorKeyword = "rtos";
@@ -93,6 +95,9 @@ const std::array<Tarnwick::ClientPrefix, Tarnwick::kClientPrefixCount>& Tarnwick
         {"$T", nullptr, &Tarnwick::intercept_T, "failure T\n"},
         {"$H", nullptr, &Tarnwick::intercept_H, "failure H\n"},
         {"$g", "g", &Tarnwick::intercept_g, "failure g\n"},
+        {"$p", nullptr, &Tarnwick::intercept_p, "failure p\n"},
+        {"$P", nullptr, &Tarnwick::intercept_P, "failure P\n"},
+        {"$G", nullptr, &Tarnwick::intercept_G, "failure G\n"},
         {"$k", nullptr, &Tarnwick::intercept_k, "failure k\n"},
         {"$qRcmd", nullptr, &Tarnwick::intercept_monitor, "failure qRcmd\n"},
     }};
@@ -504,7 +509,7 @@ bool Tarnwick::intercept_g(RspClient& from, RspClient& to, bool& handled) {
         handled = true;
     } else {
         handled = true;
-        reply = registersOf(to, thread);
+        reply = TaskRegisters(*driver, targetDescription, to, thread).readAll(payloadSize);
     }
     if (!sendReply(from, reply, tag, "Read registers. Failed sending reply.\n")) {
         return false;
@@ -513,19 +518,53 @@ bool Tarnwick::intercept_g(RspClient& from, RspClient& to, bool& handled) {
     return true;
 }
 
-std::string Tarnwick::registersOf(RspClient& server, TargetThread& thread) {
-    const char* const tag = "intercept_g";
-    RegisterList registers;
-    if (!driver->getRegisters(server, thread, registers)) {
-        logLine(Logger::LOG_ERROR, tag, "Read registers. Failed reading registers from driver.\n");
-        return RspUtil::createReply_Error(kErrorNoRegisters);
+bool Tarnwick::intercept_p(RspClient& from, RspClient& to, bool& handled) {
+    unsigned int number = 0;
+    if (!RspUtil::parseCommand_p(peekPayload(from), number)) {
+        return true;
     }
-    if (!targetDescription.applyValues(registers)) {
-        logLine(Logger::LOG_ERROR, tag, "Read registers. Fail apply thread context.\n");
-        return RspUtil::createReply_Error(kErrorNoRegisters);
+    return answerForSwitchedOutTask(from, to, handled, [number](TaskRegisters& registers) {
+        return registers.readOne(number);
+    });
+}
+
+bool Tarnwick::intercept_P(RspClient& from, RspClient& to, bool& handled) {
+    unsigned int number = 0;
+    std::string valueHex;
+    if (!RspUtil::parseCommand_P(peekPayload(from), number, valueHex)) {
+        return true;
     }
-    // Registers the frame lacks are 0, so the reply is as long as GDB expects.
-    return RspUtil::createReply_g(targetDescription.getRegisters(), payloadSize);
+    return answerForSwitchedOutTask(from, to, handled, [number, &valueHex](TaskRegisters& registers) {
+        return registers.writeOne(number, valueHex);
+    });
+}
+
+bool Tarnwick::intercept_G(RspClient& from, RspClient& to, bool& handled) {
+    std::string registersHex;
+    if (!RspUtil::parseCommand_G(peekPayload(from), registersHex)) {
+        return true;
+    }
+    return answerForSwitchedOutTask(from, to, handled, [&registersHex](TaskRegisters& registers) {
+        return registers.writeAll(registersHex);
+    });
+}
+
+bool Tarnwick::answerForSwitchedOutTask(RspClient& from, RspClient& to, bool& handled,
+                                        const std::function<std::string(TaskRegisters&)>& answer) {
+    const char* const tag = "intercept_register";
+    TargetThread thread;
+    std::string reply;
+    if (!getSelectedThread(to, thread)) {
+        logLine(Logger::LOG_DEBUG, tag, "Register access. No valid thread (prev Hg packet)\n");
+        reply = RspUtil::createReply_Error(kErrorNoThread);
+    } else if (thread.getCpuActive()) {
+        return true;
+    } else {
+        TaskRegisters registers(*driver, targetDescription, to, thread);
+        reply = answer(registers);
+    }
+    take(from, handled);
+    return sendReply(from, reply, tag, "Register access. Failed sending reply.\n");
 }
 
 bool Tarnwick::intercept_qXferfeaturesreadtarget_xml(RspClient& from, RspClient& to, bool& handled) {

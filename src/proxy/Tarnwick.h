@@ -9,11 +9,13 @@
 #include "target/ThreadList.h"
 
 #include <array>
+#include <functional>
 #include <string>
 
 class IRtosDriver;
 class RspClient;
 class TargetThread;
+class TaskRegisters;
 
 // The proxy that knows kernel threads: it answers GDB's thread, register, symbol and "monitor rtos"
 // requests from the driver and the thread snapshot, rewrites stop replies, and hands all else on.
@@ -35,7 +37,7 @@ public:
         // Logged when the handler fails.
         const char* failureLine;
     };
-    static constexpr std::size_t kClientPrefixCount = 12;
+    static constexpr std::size_t kClientPrefixCount = 15;
 
     // Built at the first call; the signal handler reaches the proxy through it.
     static Tarnwick& getInstance();
@@ -72,6 +74,10 @@ public:
     // Here from is the server endpoint and to the GDB endpoint.
     bool intercept_stopReply(RspClient& from, RspClient& to, bool& handled);
     bool intercept_g(RspClient& from, RspClient& to, bool& handled);
+    // p, P and G: the running task's go to the server, a switched-out task's act on its saved frame.
+    bool intercept_p(RspClient& from, RspClient& to, bool& handled);
+    bool intercept_P(RspClient& from, RspClient& to, bool& handled);
+    bool intercept_G(RspClient& from, RspClient& to, bool& handled);
     bool intercept_qXferfeaturesreadtarget_xml(RspClient& from, RspClient& to, bool& handled);
     bool intercept_monitor(RspClient& from, RspClient& to, bool& handled);
     // Requests that go on to the server (qSupported, vCont, D), put in the server's thread ids.
@@ -106,8 +112,10 @@ private:
     // The register order from target.xml and the annexes it includes, read from the server; target.xml
     // alone if an annex cannot be read.
     void loadTargetDescription(RspClient& server);
-    // The g reply of a switched-out thread, or "E1".
-    std::string registersOf(RspClient& server, TargetThread& thread);
+    // Leaves the packet to the loop when the selected task is running; otherwise takes it and sends GDB what
+    // answer makes of the selected task's saved registers, or an error if no task is selected.
+    bool answerForSwitchedOutTask(RspClient& from, RspClient& to, bool& handled,
+                                  const std::function<std::string(TaskRegisters&)>& answer);
 
     ThreadList threadList;
     ThreadSelection threadSelection;

@@ -45,6 +45,12 @@ unsigned int scanPair(const std::string& text, std::string::size_type at, unsign
 }
 
 // A hexadecimal field that must be used whole; value is written only then.
+// Whole bytes of hexadecimal digits, at least one.
+bool isHexBytes(const std::string& text) {
+    return !text.empty() && text.size() % 2 == 0 &&
+           text.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
+}
+
 bool parseHex(const std::string& text, unsigned int& value) {
     unsigned int parsed = 0;
     if (!RspUtil::toUINT32(text, 16, parsed)) {
@@ -148,7 +154,9 @@ std::string RspUtil::createReply_Empty() {
 }
 
 std::string RspUtil::createReply_Error(unsigned int code) {
-    return "E" + toString(code, 16);
+    std::ostringstream reply;
+    reply << "E" << std::hex << std::setfill('0') << std::setw(2) << code;
+    return reply.str();
 }
 
 std::string RspUtil::createReply_qC(unsigned int thread) {
@@ -236,6 +244,11 @@ std::string RspUtil::createCommand_m(unsigned int address, unsigned int length) 
     return createCommand_m(toString(address, 16), length);
 }
 
+std::string RspUtil::createCommand_M(unsigned int address, const std::string& dataHex) {
+    return "M" + toString(address, 16) + "," + toString(static_cast<unsigned int>(dataHex.size() / 2), 16) + ":" +
+           dataHex;
+}
+
 std::string RspUtil::createCommand_stopReply(unsigned int thread, unsigned int signal) {
     std::ostringstream reply;
     reply << "T" << std::hex << std::setfill('0') << std::setw(2) << signal << "thread:" << thread << ";";
@@ -271,6 +284,36 @@ bool RspUtil::parseCommand_T(const std::string& command, unsigned int& thread) {
         return false;
     }
     return parseHex(command.substr(1), thread);
+}
+
+bool RspUtil::parseCommand_p(const std::string& command, unsigned int& number) {
+    if (command.size() <= 1 || command[0] != 'p') {
+        return false;
+    }
+    return parseHex(command.substr(1), number);
+}
+
+bool RspUtil::parseCommand_P(const std::string& command, unsigned int& number, std::string& valueHex) {
+    std::string::size_type equals = command.find('=');
+    if (command.size() <= 1 || command[0] != 'P' || equals == std::string::npos || equals == 1 ||
+        !isHexBytes(command.substr(equals + 1))) {
+        return false;
+    }
+    unsigned int parsed = 0;
+    if (!parseHex(command.substr(1, equals - 1), parsed)) {
+        return false;
+    }
+    number = parsed;
+    valueHex = command.substr(equals + 1);
+    return true;
+}
+
+bool RspUtil::parseCommand_G(const std::string& command, std::string& registersHex) {
+    if (command.size() <= 1 || command[0] != 'G' || !isHexBytes(command.substr(1))) {
+        return false;
+    }
+    registersHex = command.substr(1);
+    return true;
 }
 
 bool RspUtil::parseCommand_H(const std::string& command, std::string& operation, unsigned int& thread) {

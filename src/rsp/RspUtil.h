@@ -33,7 +33,7 @@ public:
     // Replies to GDB.
     static std::string createReply_OK();
     static std::string createReply_Empty();
-    // "E" and the code in hexadecimal, not filled to two digits.
+    // "E" and the code in two hexadecimal digits.
     static std::string createReply_Error(unsigned int code);
     static std::string createReply_qC(unsigned int thread);
     // Asks GDB for the address of name.
@@ -55,6 +55,8 @@ public:
     // Commands to the server. addressHex goes out as it stands.
     static std::string createCommand_m(const std::string& addressHex, unsigned int length);
     static std::string createCommand_m(unsigned int address, unsigned int length);
+    // "Maddress,length:data", length being the bytes that dataHex holds.
+    static std::string createCommand_M(unsigned int address, const std::string& dataHex);
     // "qXfer:features:read:annex:offset,length".
     static std::string createCommand_qXferfeaturesread(const std::string& annex, unsigned int offset,
                                                        unsigned int length);
@@ -73,6 +75,12 @@ public:
     static bool parseCommand_T(const std::string& command, unsigned int& thread);
     // "H", one operation character and a hexadecimal thread id; "-1" gives 0xFFFFFFFF.
     static bool parseCommand_H(const std::string& command, std::string& operation, unsigned int& thread);
+    // "p" and a hexadecimal register number.
+    static bool parseCommand_p(const std::string& command, unsigned int& number);
+    // "P", a hexadecimal register number, "=" and the value's bytes in hexadecimal, at least one.
+    static bool parseCommand_P(const std::string& command, unsigned int& number, std::string& valueHex);
+    // "G" and the bytes of every register in hexadecimal, at least one.
+    static bool parseCommand_G(const std::string& command, std::string& registersHex);
     static bool parseCommand_qThreadExtraInfo(const std::string& command, unsigned int& thread);
     static bool parseCommand_qXferthreadsread(const std::string& command, unsigned int& offset,
                                               unsigned int& length);

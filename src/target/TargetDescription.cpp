@@ -84,3 +84,13 @@ bool TargetDescription::applyValues(const RegisterList& values) {
     }
     return true;
 }
+
+bool TargetDescription::findRegister(unsigned int registerNumber, RegisterId& id) const {
+    for (const Register& reg : registers) {
+        if (reg.getRegNumber() == registerNumber) {
+            id = reg.getId();
+            return true;
+        }
+    }
+    return false;
+}

@@ -21,6 +21,8 @@ public:
     // In g packet order.
     std::vector<Register>& getRegisters() { return registers; }
     const std::vector<Register>& getRegisters() const { return registers; }
+    // The register GDB numbers so; false, id untouched, if the description has none.
+    bool findRegister(unsigned int registerNumber, RegisterId& id) const;
     // Copies each register's value from values, 0 where values lacks the id. Always true.
     bool applyValues(const RegisterList& values);
 

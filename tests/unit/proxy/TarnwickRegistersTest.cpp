@@ -20,19 +20,23 @@ const std::string kFeaturesRequest = "qXfer:features:read:target.xml:";
 const unsigned int kMProfilePayload = 200;
 const unsigned int kSwitchedOut = 0x20000810;
 
+// Where the saved frame of the switched-out task lies: r0..r12 in its first words, then lr, pc and the status.
+const unsigned int kFrameAddress = 0x20000700;
+
 // The words of the saved frame the driver hands back, r0..r12, sp, lr, pc and a status word of each
-// profile; an FPU register that no description carries, too.
+// profile; an FPU register that no description carries, too. All but sp, which the kernel keeps in the
+// control block, have a word in the frame.
 RegisterList frameOf(unsigned int statusRegister, RegisterId statusId) {
     RegisterList frame;
     for (unsigned int n = 0; n <= 12; ++n) {
-        frame.addRegister(static_cast<RegisterId>(static_cast<unsigned int>(RegisterId::REG_R0) + n),
-                          0xa0b0c000 + n);
+        frame.addSavedRegister(static_cast<RegisterId>(static_cast<unsigned int>(RegisterId::REG_R0) + n),
+                               0xa0b0c000 + n, kFrameAddress + 4 * n);
     }
     frame.addRegister(RegisterId::REG_SP, 0x20000740);
-    frame.addRegister(RegisterId::REG_LR, 0xfffffffd);
-    frame.addRegister(RegisterId::REG_PC, 0x00000412);
-    frame.addRegister(statusId, statusRegister);
-    frame.addRegister(RegisterId::REG_S16, 0x3f800000);
+    frame.addSavedRegister(RegisterId::REG_LR, 0xfffffffd, kFrameAddress + 0x34);
+    frame.addSavedRegister(RegisterId::REG_PC, 0x00000412, kFrameAddress + 0x38);
+    frame.addSavedRegister(statusId, statusRegister, kFrameAddress + 0x3c);
+    frame.addSavedRegister(RegisterId::REG_S16, 0x3f800000, kFrameAddress + 0x40);
     return frame;
 }
 
@@ -148,6 +152,115 @@ TEST(TarnwickRegistersIntegration, TheCoreAnswersForTheActiveThreadAndTheDriverF
               rig.log());
 }
 
+// A session stopped with the M-profile description loaded and the switched-out task selected.
+class SwitchedOutTaskSession {
+public:
+    SwitchedOutTaskSession() : rig(driver, 7) {
+        useTwoTaskSnapshot(driver);
+        driver.registers[kSwitchedOut] = frameOf(0x01000000, RegisterId::REG_XPSR);
+        readTargetXml(rig, testfiles::readSourceFile(kMProfileXml));
+        rig.passFirstStop();
+        rig.stop("T05");
+        EXPECT_EQ("OK", rig.ask("Hg20000810"));
+        setUp = rig.server().receivedLog().size();
+    }
+
+    // What reached the server after the set-up.
+    std::vector<std::string> serverPackets() {
+        std::vector<std::string> seen = rig.server().receivedLog();
+        return std::vector<std::string>(seen.begin() + static_cast<std::ptrdiff_t>(setUp), seen.end());
+    }
+
+    FakeRtosDriver driver;
+    TarnwickRig rig;
+    std::size_t setUp = 0;
+};
+
+TEST(TarnwickRegistersIntegration, APOfASwitchedOutTaskReadsItsSavedFrame) {
+    SwitchedOutTaskSession session;
+    TarnwickRig& rig = session.rig;
+    ASSERT_TRUE(rig.ready());
+    EXPECT_EQ("05c0b0a0", rig.ask("p5"));
+    EXPECT_EQ("40070020", rig.ask("pd"));
+    EXPECT_EQ("00000001", rig.ask("p19"));
+    // d0 lies beyond what the description maps: no number of the core's is sent in its place.
+    EXPECT_EQ("E04", rig.ask("p1a"));
+    EXPECT_TRUE(rig.finish());
+    EXPECT_TRUE(session.serverPackets().empty());
+}
+
+TEST(TarnwickRegistersIntegration, APOfASwitchedOutTaskWritesTheRegistersWordInItsFrame) {
+    SwitchedOutTaskSession session;
+    TarnwickRig& rig = session.rig;
+    ASSERT_TRUE(rig.ready());
+    ASSERT_TRUE(rig.gdb().sendPacket("P5=5a5a5a5a"));
+    EXPECT_EQ("M20000714,4:5a5a5a5a", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("OK"));
+    EXPECT_EQ("OK", rig.gdb().nextPayload());
+    ASSERT_TRUE(rig.gdb().sendPacket("Pf=00050000"));
+    EXPECT_EQ("M20000738,4:00050000", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("E01"));
+    EXPECT_EQ("E03", rig.gdb().nextPayload());
+    // The stack pointer lives in the control block, not in the frame: refused, and nothing is sent.
+    EXPECT_EQ("E02", rig.ask("Pd=00080020"));
+    EXPECT_EQ("E04", rig.ask("P1a=0000000000000000"));
+    EXPECT_TRUE(rig.finish());
+    EXPECT_EQ((std::vector<std::string>{framed("M20000714,4:5a5a5a5a"), framed("M20000738,4:00050000")}),
+              session.serverPackets());
+}
+
+TEST(TarnwickRegistersIntegration, AGOfASwitchedOutTaskWritesOnlyTheWordsThatChange) {
+    SwitchedOutTaskSession session;
+    TarnwickRig& rig = session.rig;
+    ASSERT_TRUE(rig.ready());
+    EXPECT_EQ("OK", rig.ask("Hg20000a40"));
+    learnPayloadSize(rig, kMProfilePayload);
+    EXPECT_EQ("OK", rig.ask("Hg20000810"));
+    std::string registers = rig.ask("g");
+    ASSERT_EQ(expectedRegisterText(0x01000000, kMProfilePayload), registers);
+    std::string changed = registers;
+    changed.replace(5 * 8, 8, "5a5a5a5a");
+    changed.replace(11 * 8, 8, "11111111");
+    ASSERT_TRUE(rig.gdb().sendPacket("G" + changed));
+    EXPECT_EQ("M20000714,4:5a5a5a5a", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("OK"));
+    EXPECT_EQ("M2000072c,4:11111111", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("OK"));
+    EXPECT_EQ("OK", rig.gdb().nextPayload());
+    std::string withStackPointer = registers;
+    withStackPointer.replace(13 * 8, 8, "00080020");
+    EXPECT_EQ("E02", rig.ask("G" + withStackPointer));
+    EXPECT_TRUE(rig.finish());
+    EXPECT_EQ(3u, session.serverPackets().size()) << "the core's g and two writes; the refused G sent nothing";
+}
+
+TEST(TarnwickRegistersIntegration, RegisterPacketsOfTheRunningTaskGoToTheServer) {
+    SwitchedOutTaskSession session;
+    TarnwickRig& rig = session.rig;
+    ASSERT_TRUE(rig.ready());
+    EXPECT_EQ("OK", rig.ask("Hg20000a40"));
+    for (const std::string packet : {"p5", "P5=5a5a5a5a", "G00000000"}) {
+        ASSERT_TRUE(rig.gdb().sendPacket(packet));
+        EXPECT_EQ(framed(packet), rig.server().nextRaw());
+        ASSERT_TRUE(rig.server().sendPacket("OK"));
+        EXPECT_EQ("OK", rig.gdb().nextPayload());
+    }
+    EXPECT_TRUE(rig.finish());
+    EXPECT_TRUE(session.driver.registerRequests().empty());
+}
+
+TEST(TarnwickRegistersIntegration, RegisterPacketsForAnUnknownSelectionAreE05) {
+    SwitchedOutTaskSession session;
+    TarnwickRig& rig = session.rig;
+    ASSERT_TRUE(rig.ready());
+    EXPECT_EQ("OK", rig.ask("Hg12345678"));
+    EXPECT_EQ("E05", rig.ask("p5"));
+    EXPECT_EQ("E05", rig.ask("P5=5a5a5a5a"));
+    EXPECT_EQ("E05", rig.ask("G00000000"));
+    EXPECT_TRUE(rig.finish());
+    EXPECT_TRUE(session.serverPackets().empty());
+}
+
 TEST(TarnwickRegistersIntegration, AnAProfileDescriptionPutsCpsrWhereTheMProfileHasXpsr) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
@@ -195,7 +308,7 @@ TEST(TarnwickRegistersIntegration, WithoutATargetDescriptionASwitchedOutThreadIs
     EXPECT_TRUE(rig.finish());
 }
 
-TEST(TarnwickRegistersIntegration, RegistersTheDriverCannotReadAreE1) {
+TEST(TarnwickRegistersIntegration, RegistersTheDriverCannotReadAreE01) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     driver.registersResult = false;
@@ -204,7 +317,7 @@ TEST(TarnwickRegistersIntegration, RegistersTheDriverCannotReadAreE1) {
     rig.passFirstStop();
     rig.stop("T05");
     EXPECT_EQ("OK", rig.ask("Hg20000810"));
-    EXPECT_EQ("E1", rig.ask("g"));
+    EXPECT_EQ("E01", rig.ask("g"));
     EXPECT_TRUE(rig.finish());
     EXPECT_EQ(
         "Reply: S Signal: 5\nReply: T Signal: 5\nRead registers. Failed reading registers from driver.\n"
@@ -212,7 +325,7 @@ TEST(TarnwickRegistersIntegration, RegistersTheDriverCannotReadAreE1) {
         rig.log());
 }
 
-TEST(TarnwickRegistersIntegration, AnUnknownSelectionGivesE5UntilAStopMovesIt) {
+TEST(TarnwickRegistersIntegration, AnUnknownSelectionGivesE05UntilAStopMovesIt) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     TarnwickRig rig(driver);
@@ -220,8 +333,8 @@ TEST(TarnwickRegistersIntegration, AnUnknownSelectionGivesE5UntilAStopMovesIt) {
     rig.passFirstStop();
     rig.stop("T05");
     EXPECT_EQ("OK", rig.ask("Hg12345678"));
-    EXPECT_EQ("E5", rig.ask("g"));
-    EXPECT_EQ("E5", rig.ask("g"));
+    EXPECT_EQ("E05", rig.ask("g"));
+    EXPECT_EQ("E05", rig.ask("g"));
     // The pending selection moves to the thread that stopped, which the core answers for.
     EXPECT_EQ("T05thread:20000a40;", rig.stop("T05"));
     ASSERT_TRUE(rig.gdb().sendPacket("g"));
@@ -236,7 +349,7 @@ TEST(TarnwickRegistersIntegration, AnUnknownSelectionGivesE5UntilAStopMovesIt) {
               rig.log());
 }
 
-TEST(TarnwickRegistersIntegration, AnotherHEndsTheE5OfAnUnknownSelection) {
+TEST(TarnwickRegistersIntegration, AnotherHEndsTheE05OfAnUnknownSelection) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     TarnwickRig rig(driver, 7);
@@ -244,7 +357,7 @@ TEST(TarnwickRegistersIntegration, AnotherHEndsTheE5OfAnUnknownSelection) {
     rig.passFirstStop();
     rig.stop("T05");
     EXPECT_EQ("OK", rig.ask("Hg1"));
-    EXPECT_EQ("E5", rig.ask("g"));
+    EXPECT_EQ("E05", rig.ask("g"));
     EXPECT_EQ("OK", rig.ask("Hg20000810"));
     EXPECT_EQ("", rig.ask("g"));
     EXPECT_TRUE(rig.finish());

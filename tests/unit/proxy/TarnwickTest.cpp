@@ -163,6 +163,10 @@ TEST_F(TarnwickTest, ClientPrefixTableIsWalkedInOrder) {
         {"$T", &T::intercept_T, "failure T\n", "T1", "Check thread alive. Failed sending response\n"},
         {"$H", &T::intercept_H, "failure H\n", "Hg1", "Set next operation. Failed sending response\n"},
         {"$g", &T::intercept_g, "failure g\n", "g", "Read registers. Failed determine pay-load size\n"},
+        // With nothing selected the register packets are the core's, left to the loop: they cannot fail here.
+        {"$p", &T::intercept_p, "failure p\n", "p5", ""},
+        {"$P", &T::intercept_P, "failure P\n", "P5=5a5a5a5a", ""},
+        {"$G", &T::intercept_G, "failure G\n", "G00000000", ""},
         // k is observed and never taken, so it cannot fail.
         {"$k", &T::intercept_k, "failure k\n", "k", ""},
         {"$qRcmd", &T::intercept_monitor, "failure qRcmd\n", "qRcmd,72746f73",

@@ -146,7 +146,7 @@ TEST(RspUtilTest, BuildersTable) {
     const Row rows[] = {
         {"OK", [] { return RspUtil::createReply_OK(); }, "OK"},
         {"empty", [] { return RspUtil::createReply_Empty(); }, ""},
-        {"E1", [] { return RspUtil::createReply_Error(1); }, "E1"},
+        {"E01", [] { return RspUtil::createReply_Error(1); }, "E01"},
         {"E17", [] { return RspUtil::createReply_Error(23); }, "E17"},
         {"qC", [] { return RspUtil::createReply_qC(0x20000a40); }, "QC20000a40"},
         {"qC fallback", [] { return RspUtil::createReply_qC(1); }, "QC1"},
@@ -185,6 +185,8 @@ TEST(RspUtilTest, BuildersTable) {
         {"m text", [] { return RspUtil::createCommand_m("20000104", 4); }, "m20000104,4"},
         {"m text as it stands", [] { return RspUtil::createCommand_m("0x10", 2); }, "m0x10,2"},
         {"m number", [] { return RspUtil::createCommand_m(0x20000104u, 0x100); }, "m20000104,100"},
+        {"M word", [] { return RspUtil::createCommand_M(0x20000714u, "5a5a5a5a"); }, "M20000714,4:5a5a5a5a"},
+        {"M double", [] { return RspUtil::createCommand_M(0x40u, "0011223344556677"); }, "M40,8:0011223344556677"},
         {"m zero", [] { return RspUtil::createCommand_m(0u, 20); }, "m0,14"},
         {"features annex",
          [] { return RspUtil::createCommand_qXferfeaturesread("arm-vfp.xml", 0x3f0, 0x400); },
@@ -245,6 +247,11 @@ TEST(RspUtilTest, ThreadIdCommandsTable) {
         {RspUtil::parseCommand_T, "T", false, untouched},
         {RspUtil::parseCommand_T, "t1", false, untouched},
         {RspUtil::parseCommand_T, "T1.2", false, untouched},
+        {RspUtil::parseCommand_p, "p5", true, 5},
+        {RspUtil::parseCommand_p, "p1a", true, 0x1a},
+        {RspUtil::parseCommand_p, "p", false, untouched},
+        {RspUtil::parseCommand_p, "P5", false, untouched},
+        {RspUtil::parseCommand_p, "p5=1", false, untouched},
         {RspUtil::parseCommand_qThreadExtraInfo, "qThreadExtraInfo,20000a40", true, 0x20000a40},
         {RspUtil::parseCommand_qThreadExtraInfo, "qThreadExtraInfo,1,2", false, untouched},
         {RspUtil::parseCommand_qThreadExtraInfo, "qThreadExtraInfo", false, untouched},
@@ -256,6 +263,43 @@ TEST(RspUtilTest, ThreadIdCommandsTable) {
         unsigned int thread = untouched;
         EXPECT_EQ(row.accepted, row.parse(row.input, thread));
         EXPECT_EQ(row.thread, thread);
+    }
+}
+
+TEST(RspUtilTest, RegisterWriteCommandsTable) {
+    struct Row {
+        const char* input;
+        bool accepted;
+        unsigned int number;
+        const char* valueHex;
+    };
+    const Row rows[] = {
+        {"P5=5a5a5a5a", true, 5, "5a5a5a5a"},
+        {"P1a=0011223344556677", true, 0x1a, "0011223344556677"},
+        {"P5=5A5A5A5A", true, 5, "5A5A5A5A"},
+        {"P=5a5a5a5a", false, 0xeeeeeeee, "-"},
+        {"P5=", false, 0xeeeeeeee, "-"},
+        {"P5=5a5", false, 0xeeeeeeee, "-"},
+        {"P5=xxxxxxxx", false, 0xeeeeeeee, "-"},
+        {"P5", false, 0xeeeeeeee, "-"},
+        {"Pz=00000000", false, 0xeeeeeeee, "-"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.input);
+        unsigned int number = 0xeeeeeeee;
+        std::string valueHex = "-";
+        EXPECT_EQ(row.accepted, RspUtil::parseCommand_P(row.input, number, valueHex));
+        EXPECT_EQ(row.number, number);
+        EXPECT_EQ(row.valueHex, valueHex);
+    }
+    std::string registers = "-";
+    EXPECT_TRUE(RspUtil::parseCommand_G("G0011aabb", registers));
+    EXPECT_EQ("0011aabb", registers);
+    for (const std::string refused : {"G", "G001", "G00zz", "g0011"}) {
+        SCOPED_TRACE(refused);
+        registers = "-";
+        EXPECT_FALSE(RspUtil::parseCommand_G(refused, registers));
+        EXPECT_EQ("-", registers);
     }
 }
 
