@@ -477,7 +477,7 @@ bool Tarnwick::intercept_stopReply(RspClient& from, RspClient& to, bool& handled
     }
     // GDB takes a stop to select the thread that stopped, as if it had sent "Hg" for it.
     threadSelection.moveGeneralTo(active.getThreadId());
-    return sendReply(to, RspUtil::createCommand_stopReply(active.getThreadId(), signal), tag,
+    return sendReply(to, RspUtil::createCommand_stopReply(text, active.getThreadId()), tag,
                      "Target stopped. Failed forward reply\n");
 }
 

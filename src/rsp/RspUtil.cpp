@@ -255,6 +255,26 @@ std::string RspUtil::createCommand_stopReply(unsigned int thread, unsigned int s
     return reply.str();
 }
 
+std::string RspUtil::createCommand_stopReply(const std::string& serverReply, unsigned int thread) {
+    const std::string threadField = "thread:" + toString(thread, 16) + ";";
+    const std::string fields = serverReply.compare(0, 1, "T") == 0 ? serverReply.substr(3) : "";
+    std::string kept;
+    bool replaced = false;
+    for (std::string::size_type position = 0; position < fields.size();) {
+        std::string::size_type end = fields.find(';', position);
+        std::string::size_type next = end == std::string::npos ? fields.size() : end + 1;
+        std::string field = fields.substr(position, next - position);
+        if (field.compare(0, 7, "thread:") != 0) {
+            kept += field;
+        } else if (!replaced) {
+            kept += threadField;
+            replaced = true;
+        }
+        position = next;
+    }
+    return "T" + serverReply.substr(1, 2) + (replaced ? kept : threadField + kept);
+}
+
 std::string RspUtil::createNotification_stopReply(unsigned int thread, unsigned int signal) {
     return "Stop:" + createCommand_stopReply(thread, signal);
 }

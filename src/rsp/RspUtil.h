@@ -62,6 +62,9 @@ public:
                                                        unsigned int length);
     // "T05thread:2000a1b8;": the signal in at least two digits.
     static std::string createCommand_stopReply(unsigned int thread, unsigned int signal);
+    // The server's S or T stop reply as a T reply naming thread: its signal and every field byte for byte and
+    // in order, the server's thread field replaced by this one, which comes first where the server gave none.
+    static std::string createCommand_stopReply(const std::string& serverReply, unsigned int thread);
     // The same behind "Stop:", for a '%' frame.
     static std::string createNotification_stopReply(unsigned int thread, unsigned int signal);
 

@@ -96,7 +96,7 @@ TEST(TarnwickRegistersIntegration, AStopIsRebuiltFromTheKernelBeforeGdbHearsOfIt
     EXPECT_EQ("m20000a40,4", rig.server().nextPayload());
     ASSERT_TRUE(rig.gdb().quietFor(20)) << "GDB hears of the stop only after the reads";
     ASSERT_TRUE(rig.server().sendPacket("00070020"));
-    EXPECT_EQ("T05thread:20000a40;", rig.gdb().nextPayload());
+    EXPECT_EQ("T05thread:20000a40;hwbreak:;", rig.gdb().nextPayload());
     EXPECT_TRUE(rig.finish());
     EXPECT_EQ(2u, Tarnwick::getInstance().getStopCount());
     EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 5\nLost connection to GDB Client\n", rig.log());
@@ -422,18 +422,21 @@ TEST(TarnwickRegistersIntegration, AnExitClearsTheListAndIsForwarded) {
     }
 }
 
-TEST(TarnwickRegistersIntegration, StopRepliesAreRewrittenToTheActiveThreadAndLoseTheServersFields) {
+TEST(TarnwickRegistersIntegration, StopRepliesNameTheActiveThreadAndKeepTheServersFields) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     TarnwickRig rig(driver);
     ASSERT_TRUE(rig.ready());
     EXPECT_EQ("T05thread:1;", rig.stop("S05"));
     EXPECT_EQ(1u, Tarnwick::getInstance().getStopCount());
-    EXPECT_EQ("T0bthread:20000a40;", rig.stop("T0bthread:2;core:0;watch:20000100;"));
+    EXPECT_EQ("T0bthread:20000a40;core:0;watch:20000100;", rig.stop("T0bthread:2;core:0;watch:20000100;"));
+    EXPECT_EQ("T05awatch:20000104;thread:20000a40;0d:00010020;0f:12040000;",
+              rig.stop("T05awatch:20000104;thread:2;0d:00010020;0f:12040000;"));
     EXPECT_EQ("T02thread:20000a40;", rig.stop("S02"));
     EXPECT_TRUE(rig.finish());
-    EXPECT_EQ(3u, Tarnwick::getInstance().getStopCount());
-    EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 11\nReply: S Signal: 2\nLost connection to GDB Client\n",
+    EXPECT_EQ(4u, Tarnwick::getInstance().getStopCount());
+    EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 11\nReply: T Signal: 5\nReply: S Signal: 2\n"
+              "Lost connection to GDB Client\n",
               rig.log());
     EXPECT_TRUE(rig.server().receivedLog().empty());
 }
