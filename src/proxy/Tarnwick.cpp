@@ -363,13 +363,8 @@ bool Tarnwick::intercept_qXferthreadsread(RspClient& from, RspClient& to, bool& 
         return true;
     }
     take(from, handled);
-    ThreadList threads = getThreads(to);
-    std::string reply = RspUtil::createReply_qXferthreadsread(threads.getXML());
-    // The whole document goes in one reply: there is no later part to ask for.
-    if (offset != 0 || reply.size() > length) {
-        logLine(Logger::LOG_ERROR, tag, "Read threads. Invalid offset\n");
-        return false;
-    }
+    // The snapshot stands for the whole stop, so the pieces GDB asks for always fit together.
+    std::string reply = RspUtil::createReply_qXferthreadsread(getThreads(to).getXML(), offset, length);
     return sendReply(from, reply, tag, "Read threads. Failed sending\n");
 }
 
@@ -523,9 +518,8 @@ bool Tarnwick::intercept_p(RspClient& from, RspClient& to, bool& handled) {
     if (!RspUtil::parseCommand_p(peekPayload(from), number)) {
         return true;
     }
-    return answerForSwitchedOutTask(from, to, handled, [number](TaskRegisters& registers) {
-        return registers.readOne(number);
-    });
+    return answerForSwitchedOutTask(from, to, handled,
+                                    [number](TaskRegisters& registers) { return registers.readOne(number); });
 }
 
 bool Tarnwick::intercept_P(RspClient& from, RspClient& to, bool& handled) {

@@ -174,8 +174,13 @@ std::string RspUtil::createReply_qRcmd(const std::string& text) {
     return encodeHex(text + "\n");
 }
 
-std::string RspUtil::createReply_qXferthreadsread(const std::string& xml) {
-    return "l" + escapeBinary(xml);
+std::string RspUtil::createReply_qXferthreadsread(const std::string& document, unsigned int offset,
+                                                  unsigned int length) {
+    if (offset >= document.size()) {
+        return "l";
+    }
+    std::string piece = document.substr(offset, length);
+    return (offset + piece.size() < document.size() ? "m" : "l") + escapeBinary(piece);
 }
 
 std::string RspUtil::escapeBinary(const std::string& data) {
@@ -245,8 +250,8 @@ std::string RspUtil::createCommand_m(unsigned int address, unsigned int length) 
 }
 
 std::string RspUtil::createCommand_M(unsigned int address, const std::string& dataHex) {
-    return "M" + toString(address, 16) + "," + toString(static_cast<unsigned int>(dataHex.size() / 2), 16) + ":" +
-           dataHex;
+    return "M" + toString(address, 16) + "," + toString(static_cast<unsigned int>(dataHex.size() / 2), 16) +
+           ":" + dataHex;
 }
 
 std::string RspUtil::createCommand_stopReply(unsigned int thread, unsigned int signal) {

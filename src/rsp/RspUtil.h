@@ -40,8 +40,10 @@ public:
     static std::string createReply_qSymbol(const std::string& name);
     // "OK" for no output, otherwise the hex of the output and a line end.
     static std::string createReply_qRcmd(const std::string& text);
-    // Always the last and only chunk, the xml written as binary data (escapeBinary).
-    static std::string createReply_qXferthreadsread(const std::string& xml);
+    // The piece of document at offset, at most length bytes before escaping, as binary data (escapeBinary):
+    // "m" and the piece when more follows, "l" and the rest at the end, "l" alone past the end.
+    static std::string createReply_qXferthreadsread(const std::string& document, unsigned int offset,
+                                                    unsigned int length);
     // data with '#', '$', '}' and '*' written as '}' and the byte XOR 0x20, as binary data must be in a
     // frame, so that no byte of it ends the frame, starts another or reads as a repeat count.
     static std::string escapeBinary(const std::string& data);

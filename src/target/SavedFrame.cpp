@@ -5,10 +5,11 @@
 #include "target/FrameLayout.h"
 #include "target/RegisterList.h"
 
-void SavedFrame::unpack(const FrameLayout& layout, unsigned int frameAddress, std::vector<unsigned char>& frame,
-                        RegisterList& registers) {
+void SavedFrame::unpack(const FrameLayout& layout, unsigned int frameAddress,
+                        std::vector<unsigned char>& frame, RegisterList& registers) {
     for (const auto& entry : layout.getOffsets()) {
-        registers.addSavedRegister(entry.first, RspUtil::toUINT32(&frame[entry.second]), frameAddress + entry.second);
+        registers.addSavedRegister(entry.first, RspUtil::toUINT32(&frame[entry.second]),
+                                   frameAddress + entry.second);
     }
 }
 

@@ -16,8 +16,8 @@ class SavedFrame {
 public:
     // Adds every register of the layout, in ascending id, from frame, the layout's bytes as read at
     // frameAddress. An id already in registers keeps its value and gets no slot.
-    static void unpack(const FrameLayout& layout, unsigned int frameAddress, std::vector<unsigned char>& frame,
-                       RegisterList& registers);
+    static void unpack(const FrameLayout& layout, unsigned int frameAddress,
+                       std::vector<unsigned char>& frame, RegisterList& registers);
     // Writes valueHex, the register's bytes in target order as GDB sends them, to the register's word. False
     // for a register without a slot (nothing is sent) or when the server does not answer "OK".
     static bool write(RspClient& server, const Register& saved, const std::string& valueHex);

@@ -20,7 +20,8 @@ const std::string kFeaturesRequest = "qXfer:features:read:target.xml:";
 const unsigned int kMProfilePayload = 200;
 const unsigned int kSwitchedOut = 0x20000810;
 
-// Where the saved frame of the switched-out task lies: r0..r12 in its first words, then lr, pc and the status.
+// Where the saved frame of the switched-out task lies: r0..r12 in its first words, then lr, pc and the
+// status.
 const unsigned int kFrameAddress = 0x20000700;
 
 // The words of the saved frame the driver hands back, r0..r12, sp, lr, pc and a status word of each
@@ -231,7 +232,8 @@ TEST(TarnwickRegistersIntegration, AGOfASwitchedOutTaskWritesOnlyTheWordsThatCha
     withStackPointer.replace(13 * 8, 8, "00080020");
     EXPECT_EQ("E02", rig.ask("G" + withStackPointer));
     EXPECT_TRUE(rig.finish());
-    EXPECT_EQ(3u, session.serverPackets().size()) << "the core's g and two writes; the refused G sent nothing";
+    EXPECT_EQ(3u, session.serverPackets().size())
+        << "the core's g and two writes; the refused G sent nothing";
 }
 
 TEST(TarnwickRegistersIntegration, RegisterPacketsOfTheRunningTaskGoToTheServer) {

@@ -149,7 +149,7 @@ TEST_F(TarnwickTest, ClientPrefixTableIsWalkedInOrder) {
         {"$qSymbol::", &T::intercept_qSymbol, "failure qSymbol::\n",
          "qSymbol::", "Symbol lookup. Failed close sequence\n"},
         {"$qXfer:threads:read::", &T::intercept_qXferthreadsread, "failure qXfer:threads:read::\n",
-         "qXfer:threads:read::0,1", "Read threads. Invalid offset\n"},
+         "qXfer:threads:read::0,1", "Read threads. Failed sending\n"},
         {"$qXfer:features:read:target.xml", &T::intercept_qXferfeaturesreadtarget_xml,
          "failure qXfer:features:read:target.xml\n", "qXfer:features:read:target.xml:0,3ff",
          "Read target.xml. Failed send/wait command\n"},

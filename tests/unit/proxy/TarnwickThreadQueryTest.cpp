@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <utility>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -68,37 +68,42 @@ TEST(TarnwickThreadQueryIntegration, AReplyExactlyAsLongAsAskedIsSent) {
     EXPECT_TRUE(rig.finish());
 }
 
-TEST(TarnwickThreadQueryIntegration, OneCharacterTooLongEndsTheWork) {
+TEST(TarnwickThreadQueryIntegration, ADocumentLongerThanAskedComesInPiecesThatFitTogether) {
     TwoTaskSession session;
     TarnwickRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
-    char length[16];
-    std::snprintf(length, sizeof(length), "%zx", kTwoTaskXml.size());
-    ASSERT_TRUE(rig.gdb().sendPacket("qXfer:threads:read::0," + std::string(length)));
-    ASSERT_TRUE(rig.ended());
-    EXPECT_FALSE(rig.finish());
-    EXPECT_TRUE(rig.gdb().quietFor(20));
-    EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 5\n"
-              "Read threads. Invalid offset\n"
-              "failure qXfer:threads:read::\n"
-              "Packet intercept failed: GDB Client to: GDB Server\n"
-              "Failed handle packet from: GDB Client to: GDB Server\n",
-              rig.log());
+    const std::size_t piece = 0x20;
+    std::string document;
+    std::string reply;
+    for (std::size_t offset = 0; reply.empty() || reply[0] == 'm'; offset += piece) {
+        char request[64];
+        std::snprintf(request, sizeof(request), "qXfer:threads:read::%zx,%zx", offset, piece);
+        reply = rig.ask(request);
+        ASSERT_FALSE(reply.empty());
+        EXPECT_EQ(offset + piece < kTwoTaskXml.size() ? 'm' : 'l', reply[0]) << request;
+        document += reply.substr(1);
+    }
+    EXPECT_EQ(kTwoTaskXml, document);
+    EXPECT_TRUE(rig.finish());
+    EXPECT_TRUE(rig.server().receivedLog().empty());
+    EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 5\nLost connection to GDB Client\n", rig.log());
 }
 
-TEST(TarnwickThreadQueryIntegration, AnOffsetInsideTheDocumentEndsTheWorkAllTheSame) {
-    FakeRtosDriver driver;
-    TarnwickRig rig(driver, 7);
+TEST(TarnwickThreadQueryIntegration, AnyOffsetIsAnsweredAndNoneEndsTheSession) {
+    TwoTaskSession session;
+    TarnwickRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
-    ASSERT_TRUE(rig.gdb().sendPacket("qXfer:threads:read::10,100"));
-    ASSERT_TRUE(rig.ended());
-    EXPECT_FALSE(rig.finish());
-    EXPECT_EQ("Read threads. Invalid offset\n"
-              "failure qXfer:threads:read::\n"
-              "Packet intercept failed: GDB Client to: GDB Server\n"
-              "Failed handle packet from: GDB Client to: GDB Server\n",
-              rig.log());
+    char request[64];
+    std::snprintf(request, sizeof(request), "qXfer:threads:read::%zx,100", kTwoTaskXml.size() - 10);
+    EXPECT_EQ("l" + kTwoTaskXml.substr(kTwoTaskXml.size() - 10), rig.ask(request));
+    std::snprintf(request, sizeof(request), "qXfer:threads:read::%zx,100", kTwoTaskXml.size());
+    EXPECT_EQ("l", rig.ask(request));
+    EXPECT_EQ("l", rig.ask("qXfer:threads:read::10000,100"));
+    EXPECT_EQ("m" + kTwoTaskXml.substr(0x10, 5), rig.ask("qXfer:threads:read::10,5"));
+    EXPECT_EQ("QC20000a40", rig.ask("qC"));
+    EXPECT_TRUE(rig.finish());
     EXPECT_TRUE(rig.server().receivedLog().empty());
+    EXPECT_TRUE(session.driver.calls().empty()) << "one snapshot for the whole stop";
 }
 
 TEST(TarnwickThreadQueryIntegration, WithoutAKernelEveryQuerySeesThreadOne) {

@@ -154,8 +154,24 @@ TEST(RspUtilTest, BuildersTable) {
          "qSymbol:707843757272656e74544342"},
         {"qRcmd no output", [] { return RspUtil::createReply_qRcmd(""); }, "OK"},
         {"qRcmd", [] { return RspUtil::createReply_qRcmd("Tasks"); }, "5461736b730a"},
-        {"qXfer threads", [] { return RspUtil::createReply_qXferthreadsread("<threads></threads>"); },
+        {"qXfer threads",
+         [] { return RspUtil::createReply_qXferthreadsread("<threads></threads>", 0, 0xfff); },
          "l<threads></threads>"},
+        {"qXfer first piece",
+         [] { return RspUtil::createReply_qXferthreadsread("<threads></threads>", 0, 9); }, "m<threads>"},
+        {"qXfer middle", [] { return RspUtil::createReply_qXferthreadsread("<threads></threads>", 9, 4); },
+         "m</th"},
+        {"qXfer rest", [] { return RspUtil::createReply_qXferthreadsread("<threads></threads>", 9, 100); },
+         "l</threads>"},
+        {"qXfer exactly to the end",
+         [] { return RspUtil::createReply_qXferthreadsread("<threads></threads>", 9, 10); }, "l</threads>"},
+        {"qXfer at the end",
+         [] { return RspUtil::createReply_qXferthreadsread("<threads></threads>", 19, 100); }, "l"},
+        {"qXfer past the end",
+         [] { return RspUtil::createReply_qXferthreadsread("<threads></threads>", 0x400, 1); }, "l"},
+        {"qXfer piece escaped", [] { return RspUtil::createReply_qXferthreadsread("a#b$c", 1, 3); },
+         std::string("m}\x03"
+                     "b}\x04")},
         {"qfThreadInfo none", [] { return RspUtil::createReply_qfThreadInfo({}); }, "l"},
         {"qfThreadInfo",
          [] {
@@ -186,7 +202,8 @@ TEST(RspUtilTest, BuildersTable) {
         {"m text as it stands", [] { return RspUtil::createCommand_m("0x10", 2); }, "m0x10,2"},
         {"m number", [] { return RspUtil::createCommand_m(0x20000104u, 0x100); }, "m20000104,100"},
         {"M word", [] { return RspUtil::createCommand_M(0x20000714u, "5a5a5a5a"); }, "M20000714,4:5a5a5a5a"},
-        {"M double", [] { return RspUtil::createCommand_M(0x40u, "0011223344556677"); }, "M40,8:0011223344556677"},
+        {"M double", [] { return RspUtil::createCommand_M(0x40u, "0011223344556677"); },
+         "M40,8:0011223344556677"},
         {"m zero", [] { return RspUtil::createCommand_m(0u, 20); }, "m0,14"},
         {"features annex",
          [] { return RspUtil::createCommand_qXferfeaturesread("arm-vfp.xml", 0x3f0, 0x400); },
@@ -194,12 +211,17 @@ TEST(RspUtilTest, BuildersTable) {
         {"stop", [] { return RspUtil::createCommand_stopReply(0x2000a1b8, 5); }, "T05thread:2000a1b8;"},
         {"S as T", [] { return RspUtil::createCommand_stopReply("S05", 0x20000a40); }, "T05thread:20000a40;"},
         {"T thread in place",
-         [] { return RspUtil::createCommand_stopReply("T0Bwatch:20000100;thread:p01.01;0d:00010020;core:0;", 0x2a); },
+         [] {
+             return RspUtil::createCommand_stopReply("T0Bwatch:20000100;thread:p01.01;0d:00010020;core:0;",
+                                                     0x2a);
+         },
          "T0Bwatch:20000100;thread:2a;0d:00010020;core:0;"},
-        {"T without thread", [] { return RspUtil::createCommand_stopReply("T05swbreak:;", 1); }, "T05thread:1;swbreak:;"},
+        {"T without thread", [] { return RspUtil::createCommand_stopReply("T05swbreak:;", 1); },
+         "T05thread:1;swbreak:;"},
         {"T last field open", [] { return RspUtil::createCommand_stopReply("T05hwbreak:;core:1", 1); },
          "T05thread:1;hwbreak:;core:1"},
-        {"T two threads", [] { return RspUtil::createCommand_stopReply("T05thread:1;thread:2;", 3); }, "T05thread:3;"},
+        {"T two threads", [] { return RspUtil::createCommand_stopReply("T05thread:1;thread:2;", 3); },
+         "T05thread:3;"},
         {"stop wide signal", [] { return RspUtil::createCommand_stopReply(1, 0x123); }, "T123thread:1;"},
         {"stop notification", [] { return RspUtil::createNotification_stopReply(0x20000a40, 2); },
          "Stop:T02thread:20000a40;"},
@@ -282,14 +304,10 @@ TEST(RspUtilTest, RegisterWriteCommandsTable) {
         const char* valueHex;
     };
     const Row rows[] = {
-        {"P5=5a5a5a5a", true, 5, "5a5a5a5a"},
-        {"P1a=0011223344556677", true, 0x1a, "0011223344556677"},
-        {"P5=5A5A5A5A", true, 5, "5A5A5A5A"},
-        {"P=5a5a5a5a", false, 0xeeeeeeee, "-"},
-        {"P5=", false, 0xeeeeeeee, "-"},
-        {"P5=5a5", false, 0xeeeeeeee, "-"},
-        {"P5=xxxxxxxx", false, 0xeeeeeeee, "-"},
-        {"P5", false, 0xeeeeeeee, "-"},
+        {"P5=5a5a5a5a", true, 5, "5a5a5a5a"},    {"P1a=0011223344556677", true, 0x1a, "0011223344556677"},
+        {"P5=5A5A5A5A", true, 5, "5A5A5A5A"},    {"P=5a5a5a5a", false, 0xeeeeeeee, "-"},
+        {"P5=", false, 0xeeeeeeee, "-"},         {"P5=5a5", false, 0xeeeeeeee, "-"},
+        {"P5=xxxxxxxx", false, 0xeeeeeeee, "-"}, {"P5", false, 0xeeeeeeee, "-"},
         {"Pz=00000000", false, 0xeeeeeeee, "-"},
     };
     for (const Row& row : rows) {
@@ -587,8 +605,8 @@ TEST(RspUtilTest, ThreadDocumentParsesBackAsTheLastChunk) {
     list.addThread(timer);
     std::string xml;
     bool last = false;
-    ASSERT_TRUE(RspUtil::parseReply_qXferobjectreadannex(RspUtil::createReply_qXferthreadsread(list.getXML()),
-                                                         xml, last));
+    ASSERT_TRUE(RspUtil::parseReply_qXferobjectreadannex(
+        RspUtil::createReply_qXferthreadsread(list.getXML(), 0, 0xfff), xml, last));
     EXPECT_TRUE(last);
     EXPECT_EQ(list.getXML(), xml);
 }
@@ -700,6 +718,6 @@ TEST(RspUtilTest, BinaryDataEscapesTheFrameBytes) {
     EXPECT_EQ(std::string("}\x03}\x04}]}\x0a"), RspUtil::escapeBinary("#$}*"));
     EXPECT_EQ(std::string("la}\x03"
                           "b"),
-              RspUtil::createReply_qXferthreadsread("a#b"));
+              RspUtil::createReply_qXferthreadsread("a#b", 0, 3));
     EXPECT_EQ("", RspUtil::escapeBinary(""));
 }
