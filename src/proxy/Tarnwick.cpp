@@ -299,6 +299,10 @@ bool Tarnwick::intercept_qSymbol(RspClient& from, RspClient& to, bool& handled) 
         return true;
     }
     take(from, handled);
+    // GDB negotiates again after "file", "add-symbol-file" or a rebuilt program: no address of the last
+    // negotiation may stay, so every name is resolved afresh.
+    SymbolTable& symbols = SymbolTable::getInstance();
+    symbols.clear();
     bool result = true;
     if (!driver->init(to)) {
         logLine(Logger::LOG_ERROR, tag, "Failed initialize rtos driver\n");
@@ -321,10 +325,12 @@ bool Tarnwick::intercept_qSymbol(RspClient& from, RspClient& to, bool& handled) 
         driver->getDataStructures(structures);
         if (!structures.empty()) {
             MissingMemberLog::getInstance().forget();
-            SymbolTable::getInstance().resolveDataStructures(structures);
+            // The dump is made again first if the ELF file changed since it was made.
+            symbols.init();
+            symbols.resolveDataStructures(structures);
         }
     }
-    threadList.setValid(false);
+    // The snapshot stands until the next stop, which walks the kernel with the new addresses.
     return result;
 }
 
