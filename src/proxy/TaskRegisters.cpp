@@ -11,7 +11,7 @@
 namespace {
 
 const char* const kTag = "intercept_g";
-// Every register the description carries is one target word.
+// A frame keeps every register in target words.
 const std::string::size_type kWordDigits = 8;
 
 std::string error(unsigned int code) {
@@ -38,64 +38,83 @@ std::string TaskRegisters::readAll(unsigned int payloadBytes) {
     if (!load()) {
         return error(kErrorNoRegisters);
     }
-    description.applyValues(saved);
-    return RspUtil::createReply_g(description.getRegisters(), payloadBytes);
+    return description.encodeAll(saved, payloadBytes);
 }
 
 std::string TaskRegisters::readOne(unsigned int number) {
-    RegisterId id = RegisterId::REG_NONE;
-    if (!description.findRegister(number, id)) {
+    TargetDescription::Entry entry;
+    if (!description.findRegister(number, entry)) {
         return error(kErrorUnknownRegister);
     }
     if (!load()) {
         return error(kErrorNoRegisters);
     }
-    unsigned int value = 0;
-    return saved.getRegisterValue(id, value) ? RspUtil::encodeRegisterValue(value)
-                                             : std::string(kWordDigits, 'x');
+    return TargetDescription::encode(entry, saved);
 }
 
 std::string TaskRegisters::writeOne(unsigned int number, const std::string& valueHex) {
-    RegisterId id = RegisterId::REG_NONE;
-    if (!description.findRegister(number, id) || valueHex.size() != kWordDigits) {
+    TargetDescription::Entry entry;
+    if (!description.findRegister(number, entry) || valueHex.size() != 2 * entry.bytes) {
         return error(kErrorUnknownRegister);
     }
     if (!load()) {
         return error(kErrorNoRegisters);
     }
-    Register target;
-    unsigned int slot = 0;
-    if (!saved.getRegister(id, target) || !target.getSlot(slot)) {
+    std::vector<Write> writes;
+    if (!collectWrites(entry, valueHex, writes)) {
         return error(kErrorNoSlot);
     }
-    return SavedFrame::write(server, target, valueHex) ? RspUtil::createReply_OK() : error(kErrorWriteFailed);
+    return commit(writes);
 }
 
 std::string TaskRegisters::writeAll(const std::string& registersHex) {
     if (!load()) {
         return error(kErrorNoRegisters);
     }
-    std::vector<std::pair<Register, std::string>> changes;
+    std::vector<Write> writes;
     std::string::size_type position = 0;
-    for (const Register& described : description.getRegisters()) {
-        if (position + kWordDigits > registersHex.size()) {
+    for (const TargetDescription::Entry& entry : description.getRegisters()) {
+        const std::string::size_type digits = 2 * entry.bytes;
+        if (position + digits > registersHex.size()) {
             break;
         }
-        std::string valueHex = registersHex.substr(position, kWordDigits);
-        position += kWordDigits;
-        Register target;
-        if (!saved.getRegister(described.getId(), target) ||
-            valueHex == RspUtil::encodeRegisterValue(target.getValue())) {
+        std::string valueHex = registersHex.substr(position, digits);
+        position += digits;
+        // GDB sends back what it was given: only a change is a write, and a register the frame lacks (sent to
+        // GDB as unavailable) is none.
+        const std::string current = TargetDescription::encode(entry, saved);
+        if (valueHex == current || current.find('x') != std::string::npos) {
             continue;
         }
-        unsigned int slot = 0;
-        if (!target.getSlot(slot)) {
+        if (!collectWrites(entry, valueHex, writes)) {
             return error(kErrorNoSlot);
         }
-        changes.emplace_back(target, valueHex);
     }
-    for (const auto& change : changes) {
-        if (!SavedFrame::write(server, change.first, change.second)) {
+    return commit(writes);
+}
+
+bool TaskRegisters::collectWrites(const TargetDescription::Entry& entry, const std::string& valueHex,
+                                  std::vector<Write>& writes) const {
+    const RegisterId words[] = {entry.low, entry.high};
+    std::string::size_type position = 0;
+    for (RegisterId id : words) {
+        if (id == RegisterId::REG_NONE) {
+            continue;
+        }
+        Register word;
+        unsigned int slot = 0;
+        if (position + kWordDigits > valueHex.size() || !saved.getRegister(id, word) || !word.getSlot(slot)) {
+            return false;
+        }
+        writes.push_back({word, valueHex.substr(position, kWordDigits)});
+        position += kWordDigits;
+    }
+    return position == valueHex.size();
+}
+
+std::string TaskRegisters::commit(const std::vector<Write>& writes) {
+    for (const Write& write : writes) {
+        if (!SavedFrame::write(server, write.word, write.valueHex)) {
             return error(kErrorWriteFailed);
         }
     }

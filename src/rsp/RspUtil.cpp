@@ -219,23 +219,6 @@ std::string RspUtil::createReply_qThreadExtraInfo(const TargetThread& thread) {
     return encodeHex(info);
 }
 
-std::string RspUtil::createReply_g(const std::vector<Register>& registers, unsigned int payloadBytes) {
-    std::string reply;
-    unsigned int counter = 0;
-    for (const Register& reg : registers) {
-        if (payloadBytes < 4 || counter > payloadBytes - 4) {
-            break;
-        }
-        reply += encodeRegisterValue(reg.getValue());
-        counter += 4;
-    }
-    // GDB expects the whole length its target description gives; the registers we do not model are 0.
-    for (; counter < payloadBytes; ++counter) {
-        reply += "00";
-    }
-    return reply;
-}
-
 std::string RspUtil::createCommand_m(const std::string& addressHex, unsigned int length) {
     return "m" + addressHex + "," + toString(length, 16);
 }

@@ -51,8 +51,6 @@ public:
     static std::string createReply_qfThreadInfo(const std::vector<unsigned int>& threads);
     // The hex of the name, and of " RUNNING" behind it for the thread on the core.
     static std::string createReply_qThreadExtraInfo(const TargetThread& thread);
-    // The registers in order while they fit in payloadBytes, then "00" up to payloadBytes.
-    static std::string createReply_g(const std::vector<Register>& registers, unsigned int payloadBytes);
 
     // Commands to the server. addressHex goes out as it stands.
     static std::string createCommand_m(const std::string& addressHex, unsigned int length);

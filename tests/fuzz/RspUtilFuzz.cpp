@@ -148,15 +148,6 @@ void buildAndReadBack(FuzzedDataProvider& input) {
                     parsedThread == thread,
                 "T with a built id reads back");
 
-    std::vector<Register> registers;
-    std::size_t count = input.ConsumeIntegralInRange<std::size_t>(0, 40);
-    for (std::size_t i = 0; i < count; ++i) {
-        registers.emplace_back(RegisterId::REG_R0, input.ConsumeIntegral<unsigned int>(), 0);
-    }
-    unsigned int payloadBytes = input.ConsumeIntegralInRange<unsigned int>(0, 4096);
-    fuzzRequire(RspUtil::createReply_g(registers, payloadBytes).size() == payloadBytes * 2u,
-                "a g reply is as long as asked");
-
     std::string text = input.ConsumeRandomLengthString(512);
     TargetThread named(thread, 0, input.ConsumeBool(), text);
     RspUtil::createReply_qThreadExtraInfo(named);

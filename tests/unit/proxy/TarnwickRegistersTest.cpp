@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -49,8 +50,9 @@ std::string expectedRegisterText(unsigned int statusRegister, unsigned int paylo
     }
     text += registerText(0x20000740) + registerText(0xfffffffd) + registerText(0x00000412) +
             registerText(statusRegister);
+    // The frame holds no floating-point pair whole: those registers are unavailable.
     for (unsigned int filled = 17 * 4; filled < payloadBytes; ++filled) {
-        text += "00";
+        text += "xx";
     }
     return text;
 }
@@ -184,8 +186,9 @@ TEST(TarnwickRegistersIntegration, APOfASwitchedOutTaskReadsItsSavedFrame) {
     EXPECT_EQ("05c0b0a0", rig.ask("p5"));
     EXPECT_EQ("40070020", rig.ask("pd"));
     EXPECT_EQ("00000001", rig.ask("p19"));
-    // d0 lies beyond what the description maps: no number of the core's is sent in its place.
-    EXPECT_EQ("E04", rig.ask("p1a"));
+    // d0 is not in this frame: unavailable, and no value of the core's is sent in its place.
+    EXPECT_EQ("xxxxxxxxxxxxxxxx", rig.ask("p1a"));
+    EXPECT_EQ("E04", rig.ask("p10"));
     EXPECT_TRUE(rig.finish());
     EXPECT_TRUE(session.serverPackets().empty());
 }
@@ -204,7 +207,9 @@ TEST(TarnwickRegistersIntegration, APOfASwitchedOutTaskWritesTheRegistersWordInI
     EXPECT_EQ("E03", rig.gdb().nextPayload());
     // The stack pointer lives in the control block, not in the frame: refused, and nothing is sent.
     EXPECT_EQ("E02", rig.ask("Pd=00080020"));
-    EXPECT_EQ("E04", rig.ask("P1a=0000000000000000"));
+    EXPECT_EQ("E02", rig.ask("P1a=0000000000000000"));
+    EXPECT_EQ("E04", rig.ask("P1a=00000000"));
+    EXPECT_EQ("E04", rig.ask("P10=00000000"));
     EXPECT_TRUE(rig.finish());
     EXPECT_EQ((std::vector<std::string>{framed("M20000714,4:5a5a5a5a"), framed("M20000738,4:00050000")}),
               session.serverPackets());
@@ -219,6 +224,8 @@ TEST(TarnwickRegistersIntegration, AGOfASwitchedOutTaskWritesOnlyTheWordsThatCha
     EXPECT_EQ("OK", rig.ask("Hg20000810"));
     std::string registers = rig.ask("g");
     ASSERT_EQ(expectedRegisterText(0x01000000, kMProfilePayload), registers);
+    // GDB sends zeros for the registers it was told are unavailable.
+    std::replace(registers.begin(), registers.end(), 'x', '0');
     std::string changed = registers;
     changed.replace(5 * 8, 8, "5a5a5a5a");
     changed.replace(11 * 8, 8, "11111111");
@@ -234,6 +241,32 @@ TEST(TarnwickRegistersIntegration, AGOfASwitchedOutTaskWritesOnlyTheWordsThatCha
     EXPECT_TRUE(rig.finish());
     EXPECT_EQ(3u, session.serverPackets().size())
         << "the core's g and two writes; the refused G sent nothing";
+}
+
+TEST(TarnwickRegistersIntegration, FloatingPointRegistersComeFromTheFrameByName) {
+    SwitchedOutTaskSession session;
+    TarnwickRig& rig = session.rig;
+    ASSERT_TRUE(rig.ready());
+    RegisterList frame = frameOf(0x01000000, RegisterId::REG_XPSR);
+    for (unsigned int n = 0; n < 16; ++n) {
+        frame.addSavedRegister(static_cast<RegisterId>(static_cast<unsigned int>(RegisterId::REG_S0) + n),
+                               0x3f800000 + n, kFrameAddress + 0x80 + 4 * n);
+    }
+    frame.addSavedRegister(RegisterId::REG_FPSCR, 0x03000000, kFrameAddress + 0xc0);
+    session.driver.registers[kSwitchedOut] = frame;
+    // d0 is s0 and s1, least significant word first; fpscr is GDB's number 42 in this description.
+    EXPECT_EQ("0000803f0100803f", rig.ask("p1a"));
+    EXPECT_EQ("0e00803f0f00803f", rig.ask("p21"));
+    EXPECT_EQ("00000003", rig.ask("p2a"));
+    // d8 would need s17 as well, which this frame lacks.
+    EXPECT_EQ("xxxxxxxxxxxxxxxx", rig.ask("p22"));
+    ASSERT_TRUE(rig.gdb().sendPacket("P1b=0000004000000840"));
+    EXPECT_EQ("M20000788,4:00000040", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("OK"));
+    EXPECT_EQ("M2000078c,4:00000840", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("OK"));
+    EXPECT_EQ("OK", rig.gdb().nextPayload());
+    EXPECT_TRUE(rig.finish());
 }
 
 TEST(TarnwickRegistersIntegration, RegisterPacketsOfTheRunningTaskGoToTheServer) {
@@ -296,7 +329,7 @@ TEST(TarnwickRegistersIntegration, ASwitchedOutThreadBeforeAnyGReachedTheServerG
     EXPECT_EQ(std::vector<unsigned int>{kSwitchedOut}, driver.registerRequests());
 }
 
-TEST(TarnwickRegistersIntegration, WithoutATargetDescriptionASwitchedOutThreadIsAllFill) {
+TEST(TarnwickRegistersIntegration, WithoutATargetDescriptionASwitchedOutThreadIsAllUnavailable) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     driver.registers[kSwitchedOut] = frameOf(0x01000000, RegisterId::REG_XPSR);
@@ -306,7 +339,7 @@ TEST(TarnwickRegistersIntegration, WithoutATargetDescriptionASwitchedOutThreadIs
     rig.stop("T05");
     learnPayloadSize(rig, 68);
     EXPECT_EQ("OK", rig.ask("Hg20000810"));
-    EXPECT_EQ(std::string(136, '0'), rig.ask("g"));
+    EXPECT_EQ(std::string(136, 'x'), rig.ask("g"));
     EXPECT_TRUE(rig.finish());
 }
 
@@ -458,9 +491,11 @@ TEST(TarnwickRegistersIntegration, TargetXmlInTwoChunksIsCollectedAndLoaded) {
     EXPECT_EQ("l" + xml.substr(1023), rig.gdb().nextPayload());
     EXPECT_TRUE(rig.finish());
     EXPECT_EQ(xml, Tarnwick::getTargetXml());
-    const std::vector<Register>& registers = Tarnwick::getInstance().getTargetDescription().getRegisters();
-    ASSERT_EQ(17u, registers.size());
-    EXPECT_EQ(RegisterId::REG_XPSR, registers[16].getId());
+    const std::vector<TargetDescription::Entry>& registers =
+        Tarnwick::getInstance().getTargetDescription().getRegisters();
+    ASSERT_EQ(34u, registers.size());
+    EXPECT_EQ(RegisterId::REG_XPSR, registers[16].low);
+    EXPECT_EQ(RegisterId::REG_FPSCR, registers[33].low);
     EXPECT_EQ("Lost connection to GDB Client\n", rig.log());
 }
 
@@ -473,7 +508,7 @@ TEST(TarnwickRegistersIntegration, ASecondReadingAppendsToTheFirst) {
     readTargetXml(rig, xml);
     EXPECT_TRUE(rig.finish());
     EXPECT_EQ(xml + xml, Tarnwick::getTargetXml());
-    EXPECT_EQ(17u, Tarnwick::getInstance().getTargetDescription().getRegisters().size());
+    EXPECT_EQ(68u, Tarnwick::getInstance().getTargetDescription().getRegisters().size());
 }
 
 TEST(TarnwickRegistersIntegration, AnErrorChunkIsLoggedAndStillForwarded) {

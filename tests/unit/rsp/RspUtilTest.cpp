@@ -1,28 +1,13 @@
 #include "rsp/RspUtil.h"
 
 #include "target/RegisterList.h"
-#include "target/TargetDescription.h"
 #include "target/ThreadList.h"
-
-#include "SourceFile.h"
 
 #include <cstdio>
 #include <cstring>
 #include <functional>
 
 #include <gtest/gtest.h>
-
-namespace {
-
-std::string readTargetXml(const std::string& name) {
-    return testfiles::readSourceFile("tests/fixtures/targetxml/" + name);
-}
-
-std::vector<Register> twoRegisters() {
-    return {Register(RegisterId::REG_R0, 0x11223344, 0), Register(RegisterId::REG_R1, 0x55667788, 1)};
-}
-
-} // namespace
 
 // ---- Primitives ----
 
@@ -191,13 +176,6 @@ TEST(RspUtilTest, BuildersTable) {
         {"qThreadExtraInfo fallback",
          [] { return RspUtil::createReply_qThreadExtraInfo(TargetThread(1, 0, true, "")); },
          "312052554e4e494e47"},
-        {"g 10 bytes", [] { return RspUtil::createReply_g(twoRegisters(), 10); }, "44332211887766550000"},
-        {"g 6 bytes", [] { return RspUtil::createReply_g(twoRegisters(), 6); }, "443322110000"},
-        {"g 8 bytes", [] { return RspUtil::createReply_g(twoRegisters(), 8); }, "4433221188776655"},
-        {"g 9 bytes", [] { return RspUtil::createReply_g(twoRegisters(), 9); }, "443322118877665500"},
-        {"g 3 bytes", [] { return RspUtil::createReply_g(twoRegisters(), 3); }, "000000"},
-        {"g 0 bytes", [] { return RspUtil::createReply_g(twoRegisters(), 0); }, ""},
-        {"g no registers", [] { return RspUtil::createReply_g({}, 4); }, "00000000"},
         {"m text", [] { return RspUtil::createCommand_m("20000104", 4); }, "m20000104,4"},
         {"m text as it stands", [] { return RspUtil::createCommand_m("0x10", 2); }, "m0x10,2"},
         {"m number", [] { return RspUtil::createCommand_m(0x20000104u, 0x100); }, "m20000104,100"},
@@ -634,83 +612,6 @@ TEST(RspUtilTest, ThreadExtraInfoDecodesToNameAndState) {
     EXPECT_EQ("IDLE RUNNING", RspUtil::decodeHex(active, static_cast<unsigned int>(active.size())));
     std::string nameless = RspUtil::createReply_qThreadExtraInfo(TargetThread(0x2000a1b8, 0));
     EXPECT_EQ("2000a1b8", RspUtil::decodeHex(nameless, static_cast<unsigned int>(nameless.size())));
-}
-
-TEST(RspUtilTest, RegisterReplyReadsBackAsTargetWords) {
-    std::vector<unsigned char> bytes;
-    ASSERT_TRUE(RspUtil::parseReply_m(RspUtil::createReply_g(twoRegisters(), 12), bytes));
-    ASSERT_EQ(12u, bytes.size());
-    EXPECT_EQ(0x11223344u, RspUtil::toUINT32(&bytes[0]));
-    EXPECT_EQ(0x55667788u, RspUtil::toUINT32(&bytes[4]));
-    EXPECT_EQ(0u, RspUtil::toUINT32(&bytes[8]));
-}
-
-// ---- Values a driver produces, through the target description ----
-
-TEST(RspUtilTest, SavedFrameOfAnMProfileTaskMakesTheGReply) {
-    TargetDescription description;
-    description.load(readTargetXml("m-profile-inline.xml"));
-    // What a Cortex-M4F port hands back for a task switched out by a context switch.
-    RegisterList saved;
-    saved.addRegister(RegisterId::REG_R0, 0x20000a40);
-    saved.addRegister(RegisterId::REG_R1, 0x00000001);
-    saved.addRegister(RegisterId::REG_R2, 0x00000002);
-    saved.addRegister(RegisterId::REG_R3, 0x00000003);
-    saved.addRegister(RegisterId::REG_R4, 0x04040404);
-    saved.addRegister(RegisterId::REG_R5, 0x05050505);
-    saved.addRegister(RegisterId::REG_R6, 0x06060606);
-    saved.addRegister(RegisterId::REG_R7, 0x200017f0);
-    saved.addRegister(RegisterId::REG_R8, 0x08080808);
-    saved.addRegister(RegisterId::REG_R9, 0x09090909);
-    saved.addRegister(RegisterId::REG_R10, 0x10101010);
-    saved.addRegister(RegisterId::REG_R11, 0x11111111);
-    saved.addRegister(RegisterId::REG_R12, 0xa5a5a5a5);
-    saved.addRegister(RegisterId::REG_SP, 0x20001808);
-    saved.addRegister(RegisterId::REG_LR, 0x08000a2d);
-    saved.addRegister(RegisterId::REG_PC, 0x08000b4e);
-    saved.addRegister(RegisterId::REG_XPSR, 0x61000000);
-    saved.addRegister(RegisterId::REG_LR_PENDSV, 0xfffffffd);
-    saved.addRegister(RegisterId::REG_S16, 0x3f800000);
-    ASSERT_TRUE(description.applyValues(saved));
-    EXPECT_EQ("400a0020"
-              "01000000"
-              "02000000"
-              "03000000"
-              "04040404"
-              "05050505"
-              "06060606"
-              "f0170020"
-              "08080808"
-              "09090909"
-              "10101010"
-              "11111111"
-              "a5a5a5a5"
-              "08180020"
-              "2d0a0008"
-              "4e0b0008"
-              "00000061" +
-                  std::string(2 * (168 - 68), '0'),
-              RspUtil::createReply_g(description.getRegisters(), 168));
-}
-
-TEST(RspUtilTest, MProfileValuesOnAnAProfileDescriptionLeaveTheStatusZero) {
-    TargetDescription description;
-    description.load(readTargetXml("a-profile-inline.xml"));
-    RegisterList saved;
-    saved.addRegister(RegisterId::REG_PC, 0x60001000);
-    saved.addRegister(RegisterId::REG_XPSR, 0x61000000);
-    description.applyValues(saved);
-    EXPECT_EQ(std::string(15 * 8, '0') + "00100060" + "00000000" + std::string(2 * 20, '0'),
-              RspUtil::createReply_g(description.getRegisters(), 88));
-}
-
-TEST(RspUtilTest, UnreadableDescriptionGivesFillOnly) {
-    TargetDescription description;
-    description.load(readTargetXml("xinclude.xml"));
-    RegisterList saved({RegisterId::REG_R0, RegisterId::REG_PC});
-    saved.getRegisters()[RegisterId::REG_PC].setValue(0x08000b4e);
-    description.applyValues(saved);
-    EXPECT_EQ(std::string(2 * 168, '0'), RspUtil::createReply_g(description.getRegisters(), 168));
 }
 
 TEST(RspUtilTest, BinaryDataEscapesTheFrameBytes) {
