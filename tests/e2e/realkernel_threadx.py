@@ -192,6 +192,40 @@ for thread in sorted(gdb.selected_inferior().threads(), key=lambda t: t.num):
 print("@views " + json.dumps(views))
 '''
 
+# On the switched-out sleeper: r5 written through GDB reads back and lands in the r5 word of its saved frame
+# (EXC_RETURN, then r4-r11, the Cortex-M0 storing r8-r11 first), the running thread's r5 stays, and flushregs
+# then bt gives the backtrace of before. The old value is put back afterwards.
+WRITE_SCRIPT = r'''
+import gdb, json
+
+def r5():
+    return int(gdb.parse_and_eval("$r5")) & 0xffffffff
+
+def thread_of(thread_id):
+    return next(t for t in gdb.selected_inferior().threads() if (t.ptid[1] or t.ptid[2]) == thread_id)
+
+saved = next(t for t in truth["threads"] if t["name"] == "sleeper")
+slot = saved["stack_ptr"] + 4 * ((17 if FPU and not saved["frame"][0] & 0x10 else 1) + (5 if LOW_FIRST else 1))
+running, sleeper = thread_of(truth["current"]), thread_of(saved["id"])
+running.switch()
+write = {"running_before": r5()}
+sleeper.switch()
+write["bt_before"] = gdb.execute("bt", to_string=True)
+write["before"] = r5()
+gdb.execute("set var $r5 = 0x5a5a5a5a")
+write["after"] = r5()
+write["word"] = int(gdb.parse_and_eval("*(unsigned int *) %d" % slot)) & 0xffffffff
+gdb.execute("flushregs", to_string=True)
+write["flushed"] = r5()
+write["bt_after"] = gdb.execute("bt", to_string=True)
+running.switch()
+write["running_after"] = r5()
+sleeper.switch()
+gdb.execute("set var $r5 = %d" % write["before"])
+running.switch()
+print("@write " + json.dumps(write))
+'''
+
 MONITOR_FORMATS = [("monitor rtos state", "state.txt"), ("monitor rtos -t state", "state_tree.txt"),
                    ("monitor rtos -m state", "state.json")]
 THREAD_STATES = ["READY", "COMPLETED", "TERMINATED", "SUSPENDED", "SLEEP", "SUSPENDED (QUEUE)",
@@ -259,7 +293,12 @@ def session_commands(session, program, elf, port):
     for command, suffix in MONITOR_FORMATS:
         commands += ["set logging file " + monitor_path(session, suffix), "set logging enabled on", command,
                      "set logging enabled off"]
-    commands += ["echo @continue\\n", "continue", "echo @threads again\\n", "info threads", "echo @kill\\n", "kill"]
+    if not program.a_profile:
+        commands += python_block(WRITE_SCRIPT.replace("FPU", str(program.fpu)).replace("LOW_FIRST",
+                                                                                        str(program.low_first)))
+    commands += ["echo @continue\\n", "continue", "echo @threads again\\n", "info threads"]
+    # A hardware watchpoint on a variable the checker writes: GDB names it and shows old and new value.
+    commands += ["delete", "watch checkpoint_count", "echo @watch\\n", "continue", "delete", "echo @kill\\n", "kill"]
     return commands
 
 
@@ -267,7 +306,7 @@ def marked(output):
     """The output after each line "@label" (up to the next), and the JSON of the lines "@truth {...}"."""
     sections, label, lines = {}, None, []
     for line in output.splitlines():
-        found = re.match(r"^@(truth|views) (.*)$", line)
+        found = re.match(r"^@(truth|views|write) (.*)$", line)
         if found:
             sections[found.group(1)] = json.loads(found.group(2))
         elif line.startswith("@"):
@@ -536,6 +575,27 @@ def expect_log(proxy, lines):
             raise AssertionError("tarnwick's log lacks %r:\n%s" % (line, proxy.describe()))
 
 
+def check_write(write):
+    wanted = {"after": 0x5a5a5a5a, "word": 0x5a5a5a5a, "flushed": 0x5a5a5a5a,
+              "running_after": write["running_before"], "bt_after": write["bt_before"]}
+    wrong = {key: (write[key], value) for key, value in wanted.items() if write[key] != value}
+    if wrong or write["before"] == 0x5a5a5a5a:
+        raise AssertionError("set var $r5 on the switched-out sleeper: (shown, expected) %s\n%s" % (wrong, write))
+
+
+WATCH_STOP = re.compile(r"^Thread \d+ hit Hardware watchpoint \d+: checkpoint_count$")
+
+
+def check_watch(lines):
+    text = "\n".join(lines)
+    old = [line for line in lines if line.startswith("Old value = ")]
+    new = [line for line in lines if line.startswith("New value = ")]
+    if not any(WATCH_STOP.match(line) for line in lines) or len(old) != 1 or len(new) != 1 or \
+            int(new[0].split()[-1]) != int(old[0].split()[-1]) + 1:
+        raise AssertionError("the watchpoint stop does not name the watchpoint with old and new value:\n%s"
+                             % harness.indent(text))
+
+
 def run_case(session, args, program):
     elf = os.path.join(args.fixtures, program.elf)
     proxy, port = connect(session, args, program)
@@ -546,7 +606,7 @@ def run_case(session, args, program):
         raise AssertionError("GDB failed (status %d):\nstdout:\n%s\nstderr:\n%s\n%s" % (
             result.returncode, harness.indent(result.stdout), harness.indent(result.stderr), proxy.describe()))
     parts = marked(result.stdout)
-    for label in ("first stop", "threads", "truth", "views", "continue", "threads again", "kill"):
+    for label in ("first stop", "threads", "truth", "views", "continue", "threads again", "watch", "kill"):
         if label not in parts:
             raise AssertionError("no output for %r:\n%s" % (label, harness.indent(result.stdout)))
         if label in ("first stop", "continue") and not any(
@@ -559,6 +619,9 @@ def run_case(session, args, program):
     check_views(program, truth, parts["views"], read_function_symbols(elf))
     check_monitor(session, expected_state(truth))
     check_thread_list(truth, parts["threads again"], "after continue")
+    if not program.a_profile:
+        check_write(parts["write"])
+    check_watch(parts["watch"])
     if parts["kill"] != ["[Inferior 1 (Remote target) killed]"]:
         raise AssertionError("kill printed %r" % parts["kill"])
     expect_log(proxy, ["ThreadX, port driver created: %s\n" % program.variant])
