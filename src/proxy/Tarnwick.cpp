@@ -1,5 +1,7 @@
 #include "proxy/Tarnwick.h"
 
+#include "proxy/TaskRegisters.h"
+
 #include "app/Logger.h"
 #include "app/Properties.h"
 #include "debuginfo/Symbol.h"
@@ -21,9 +23,9 @@ namespace {
 
 // The core is shown as this thread whenever no kernel thread can be.
 const unsigned int kFallbackThreadId = 1;
-const unsigned int kErrorNoRegisters = 1;
-const unsigned int kErrorNoThread = 5;
-const unsigned int kErrorThreadNotAlive = 23;
+// Beside TaskRegisters' codes, each documented in the README.
+const unsigned int kErrorNoThread = 0x05;
+const unsigned int kErrorThreadNotAlive = 0x17;
 
 // The first word of the monitor commands that run here rather than on the server.
 const std::string monitorKeyword = "rtos";
@@ -93,6 +95,9 @@ const std::array<Tarnwick::ClientPrefix, Tarnwick::kClientPrefixCount>& Tarnwick
         {"$T", nullptr, &Tarnwick::intercept_T, "failure T\n"},
         {"$H", nullptr, &Tarnwick::intercept_H, "failure H\n"},
         {"$g", "g", &Tarnwick::intercept_g, "failure g\n"},
+        {"$p", nullptr, &Tarnwick::intercept_p, "failure p\n"},
+        {"$P", nullptr, &Tarnwick::intercept_P, "failure P\n"},
+        {"$G", nullptr, &Tarnwick::intercept_G, "failure G\n"},
         {"$k", nullptr, &Tarnwick::intercept_k, "failure k\n"},
         {"$qRcmd", nullptr, &Tarnwick::intercept_monitor, "failure qRcmd\n"},
     }};
@@ -120,8 +125,7 @@ bool Tarnwick::init() {
 
 void Tarnwick::forgetConnection() {
     threadList = ThreadList();
-    nextOperation.clear();
-    nextOperationThreadId = 0;
+    threadSelection.forget();
     stopCount = 0;
     targetDescription = TargetDescription();
     serverThreadIds = ServerThreadIds();
@@ -292,17 +296,16 @@ bool Tarnwick::findThread(RspClient& server, unsigned int id, TargetThread& out)
     return getThreads(server).getThread(id, out);
 }
 
-bool Tarnwick::getThreadFor_g(RspClient& server, TargetThread& out) {
-    const char* const tag = "getThreadFor_g";
-    if (nextOperation == "g") {
-        if (!findThread(server, nextOperationThreadId, out)) {
-            // The selection stays, so that every g fails alike until the next H or stop.
+bool Tarnwick::getSelectedThread(RspClient& server, TargetThread& out) {
+    const char* const tag = "getSelectedThread";
+    unsigned int selected = 0;
+    if (threadSelection.get("g", selected)) {
+        if (!findThread(server, selected, out)) {
+            // The selection stays, so that every packet fails alike until the next "Hg" or stop.
             Logger::getInstance().log(Logger::LOG_DEBUG, tag, "Failed finding thread %d.\n",
-                                      static_cast<int>(nextOperationThreadId));
+                                      static_cast<int>(selected));
             return false;
         }
-        nextOperation.clear();
-        nextOperationThreadId = 0;
         return true;
     }
     if (!getActiveThread(server, out)) {
@@ -329,6 +332,10 @@ bool Tarnwick::intercept_qSymbol(RspClient& from, RspClient& to, bool& handled) 
         return true;
     }
     take(from, handled);
+    // GDB negotiates again after "file", "add-symbol-file" or a rebuilt program: no address of the last
+    // negotiation may stay, so every name is resolved afresh.
+    SymbolTable& symbols = SymbolTable::getInstance();
+    symbols.clear();
     bool result = true;
     if (!driver->init(to)) {
         logLine(Logger::LOG_ERROR, tag, "Failed initialize rtos driver\n");
@@ -351,10 +358,12 @@ bool Tarnwick::intercept_qSymbol(RspClient& from, RspClient& to, bool& handled) 
         driver->getDataStructures(structures);
         if (!structures.empty()) {
             MissingMemberLog::getInstance().forget();
-            SymbolTable::getInstance().resolveDataStructures(structures);
+            // The dump is made again first if the ELF file changed since it was made.
+            symbols.init();
+            symbols.resolveDataStructures(structures);
         }
     }
-    threadList.setValid(false);
+    // The snapshot stands until the next stop, which walks the kernel with the new addresses.
     return result;
 }
 
@@ -393,13 +402,8 @@ bool Tarnwick::intercept_qXferthreadsread(RspClient& from, RspClient& to, bool& 
         return true;
     }
     take(from, handled);
-    ThreadList threads = getThreads(to);
-    std::string reply = RspUtil::createReply_qXferthreadsread(threads.getXML());
-    // The whole document goes in one reply: there is no later part to ask for.
-    if (offset != 0 || reply.size() > length) {
-        logLine(Logger::LOG_ERROR, tag, "Read threads. Invalid offset\n");
-        return false;
-    }
+    // The snapshot stands for the whole stop, so the pieces GDB asks for always fit together.
+    std::string reply = RspUtil::createReply_qXferthreadsread(getThreads(to).getXML(), offset, length);
     return sendReply(from, reply, tag, "Read threads. Failed sending\n");
 }
 
@@ -471,9 +475,8 @@ bool Tarnwick::intercept_H(RspClient& from, RspClient& /*to*/, bool& handled) {
         return true;
     }
     take(from, handled);
-    // Unchecked: an unknown thread shows at the next g packet. The server keeps meaning the core.
-    nextOperation = operation;
-    nextOperationThreadId = id;
+    // Unchecked: an unknown thread shows at the next register packet. The server keeps meaning the core.
+    threadSelection.select(operation, id);
     return sendReply(from, RspUtil::createReply_OK(), "intercept_H",
                      "Set next operation. Failed sending response\n");
 }
@@ -507,11 +510,9 @@ bool Tarnwick::intercept_stopReply(RspClient& from, RspClient& to, bool& handled
         logLine(Logger::LOG_ERROR, tag, "Target stopped. No active thread\n");
         return false;
     }
-    // A selection pending across the stop, such as GDB's first "Hg0", moves to the thread that stopped.
-    if (nextOperation == "g") {
-        nextOperationThreadId = active.getThreadId();
-    }
-    return sendReply(to, RspUtil::createCommand_stopReply(active.getThreadId(), signal), tag,
+    // GDB takes a stop to select the thread that stopped, as if it had sent "Hg" for it.
+    threadSelection.moveGeneralTo(active.getThreadId());
+    return sendReply(to, RspUtil::createCommand_stopReply(text, active.getThreadId()), tag,
                      "Target stopped. Failed forward reply\n");
 }
 
@@ -525,7 +526,7 @@ bool Tarnwick::intercept_g(RspClient& from, RspClient& to, bool& handled) {
     }
     std::string reply;
     TargetThread thread;
-    if (!getThreadFor_g(to, thread)) {
+    if (!getSelectedThread(to, thread)) {
         logLine(Logger::LOG_DEBUG, tag, "Read registers. No valid thread (prev g packet)\n");
         reply = RspUtil::createReply_Error(kErrorNoThread);
         handled = true;
@@ -543,7 +544,7 @@ bool Tarnwick::intercept_g(RspClient& from, RspClient& to, bool& handled) {
         handled = true;
     } else {
         handled = true;
-        reply = registersOf(to, thread);
+        reply = TaskRegisters(*driver, targetDescription, to, thread).readAll(payloadSize);
     }
     if (!sendReply(from, reply, tag, "Read registers. Failed sending reply.\n")) {
         return false;
@@ -552,19 +553,52 @@ bool Tarnwick::intercept_g(RspClient& from, RspClient& to, bool& handled) {
     return true;
 }
 
-std::string Tarnwick::registersOf(RspClient& server, TargetThread& thread) {
-    const char* const tag = "intercept_g";
-    RegisterList registers;
-    if (!driver->getRegisters(server, thread, registers)) {
-        logLine(Logger::LOG_ERROR, tag, "Read registers. Failed reading registers from driver.\n");
-        return RspUtil::createReply_Error(kErrorNoRegisters);
+bool Tarnwick::intercept_p(RspClient& from, RspClient& to, bool& handled) {
+    unsigned int number = 0;
+    if (!RspUtil::parseCommand_p(peekPayload(from), number)) {
+        return true;
     }
-    if (!targetDescription.applyValues(registers)) {
-        logLine(Logger::LOG_ERROR, tag, "Read registers. Fail apply thread context.\n");
-        return RspUtil::createReply_Error(kErrorNoRegisters);
+    return answerForSwitchedOutTask(from, to, handled,
+                                    [number](TaskRegisters& registers) { return registers.readOne(number); });
+}
+
+bool Tarnwick::intercept_P(RspClient& from, RspClient& to, bool& handled) {
+    unsigned int number = 0;
+    std::string valueHex;
+    if (!RspUtil::parseCommand_P(peekPayload(from), number, valueHex)) {
+        return true;
     }
-    // Registers the frame lacks are 0, so the reply is as long as GDB expects.
-    return RspUtil::createReply_g(targetDescription.getRegisters(), payloadSize);
+    return answerForSwitchedOutTask(from, to, handled, [number, &valueHex](TaskRegisters& registers) {
+        return registers.writeOne(number, valueHex);
+    });
+}
+
+bool Tarnwick::intercept_G(RspClient& from, RspClient& to, bool& handled) {
+    std::string registersHex;
+    if (!RspUtil::parseCommand_G(peekPayload(from), registersHex)) {
+        return true;
+    }
+    return answerForSwitchedOutTask(from, to, handled, [&registersHex](TaskRegisters& registers) {
+        return registers.writeAll(registersHex);
+    });
+}
+
+bool Tarnwick::answerForSwitchedOutTask(RspClient& from, RspClient& to, bool& handled,
+                                        const std::function<std::string(TaskRegisters&)>& answer) {
+    const char* const tag = "intercept_register";
+    TargetThread thread;
+    std::string reply;
+    if (!getSelectedThread(to, thread)) {
+        logLine(Logger::LOG_DEBUG, tag, "Register access. No valid thread (prev Hg packet)\n");
+        reply = RspUtil::createReply_Error(kErrorNoThread);
+    } else if (thread.getCpuActive()) {
+        return true;
+    } else {
+        TaskRegisters registers(*driver, targetDescription, to, thread);
+        reply = answer(registers);
+    }
+    take(from, handled);
+    return sendReply(from, reply, tag, "Register access. Failed sending reply.\n");
 }
 
 bool Tarnwick::intercept_qXferfeaturesreadtarget_xml(RspClient& from, RspClient& to, bool& handled) {

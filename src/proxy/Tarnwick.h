@@ -4,16 +4,19 @@
 #include "proxy/ReadPathWatch.h"
 #include "proxy/RspProxy.h"
 #include "proxy/ServerThreadIds.h"
+#include "proxy/ThreadSelection.h"
 #include "rtos/RtosDriverFactory.h"
 #include "target/TargetDescription.h"
 #include "target/ThreadList.h"
 
 #include <array>
+#include <functional>
 #include <string>
 
 class IRtosDriver;
 class RspClient;
 class TargetThread;
+class TaskRegisters;
 
 // The proxy that knows kernel threads: it answers GDB's thread, register, symbol and "monitor rtos"
 // requests from the driver and the thread snapshot, rewrites stop replies, and hands all else on.
@@ -35,7 +38,7 @@ public:
         // Logged when the handler fails.
         const char* failureLine;
     };
-    static constexpr std::size_t kClientPrefixCount = 12;
+    static constexpr std::size_t kClientPrefixCount = 15;
 
     // Built at the first call; the signal handler reaches the proxy through it.
     static Tarnwick& getInstance();
@@ -61,8 +64,8 @@ public:
     // The thread the core runs. With the lazy walk it is read without a walk where the driver can tell;
     // anything more about the threads walks then, once per stop.
     bool getActiveThread(RspClient& server, TargetThread& out);
-    // The thread a g packet is for: the one of the latest "Hg", used once, or the active thread.
-    bool getThreadFor_g(RspClient& server, TargetThread& out);
+    // The thread that register packets are for: the one of the latest "Hg" or stop, else the active thread.
+    bool getSelectedThread(RspClient& server, TargetThread& out);
 
     bool intercept_k(RspClient& from, RspClient& to, bool& handled);
     bool intercept_qSymbol(RspClient& from, RspClient& to, bool& handled);
@@ -76,6 +79,10 @@ public:
     // Here from is the server endpoint and to the GDB endpoint.
     bool intercept_stopReply(RspClient& from, RspClient& to, bool& handled);
     bool intercept_g(RspClient& from, RspClient& to, bool& handled);
+    // p, P and G: the running task's go to the server, a switched-out task's act on its saved frame.
+    bool intercept_p(RspClient& from, RspClient& to, bool& handled);
+    bool intercept_P(RspClient& from, RspClient& to, bool& handled);
+    bool intercept_G(RspClient& from, RspClient& to, bool& handled);
     bool intercept_qXferfeaturesreadtarget_xml(RspClient& from, RspClient& to, bool& handled);
     bool intercept_monitor(RspClient& from, RspClient& to, bool& handled);
     // Requests that go on to the server (qSupported, vCont, D), put in the server's thread ids.
@@ -87,8 +94,7 @@ public:
     bool intercept_refusal(RspClient& from, RspClient& to, bool& handled);
 
     unsigned int getStopCount() const { return stopCount; }
-    const std::string& getNextOperation() const { return nextOperation; }
-    unsigned int getNextOperationThreadId() const { return nextOperationThreadId; }
+    const ThreadSelection& getThreadSelection() const { return threadSelection; }
     const TargetDescription& getTargetDescription() const { return targetDescription; }
     // Length in bytes of this target's g reply; 0 until the first g has reached the server.
     static unsigned int getPayloadSize();
@@ -113,12 +119,13 @@ private:
     void loadTargetDescription(RspClient& server);
     // A thread by id: from the snapshot, the whole one unless the active thread alone is that one.
     bool findThread(RspClient& server, unsigned int id, TargetThread& out);
-    // The g reply of a switched-out thread, or "E1".
-    std::string registersOf(RspClient& server, TargetThread& thread);
+    // Leaves the packet to the loop when the selected task is running; otherwise takes it and sends GDB what
+    // answer makes of the selected task's saved registers, or an error if no task is selected.
+    bool answerForSwitchedOutTask(RspClient& from, RspClient& to, bool& handled,
+                                  const std::function<std::string(TaskRegisters&)>& answer);
 
     ThreadList threadList;
-    std::string nextOperation;
-    unsigned int nextOperationThreadId = 0;
+    ThreadSelection threadSelection;
     IRtosDriver* driver = nullptr;
     RtosDriverFactory driverFactory;
     unsigned int stopCount = 0;

@@ -419,6 +419,15 @@ bool RspClient::readMemory(unsigned int address, unsigned int& value) {
     return true;
 }
 
+bool RspClient::writeMemory(unsigned int address, const std::string& valueHex) {
+    // Whatever the server answers, the memory may have changed: no read of this stop may be served from before.
+    if (memoryCache != nullptr) {
+        memoryCache->clear();
+    }
+    std::string reply;
+    return sendWaitCommand(RspUtil::createCommand_M(address, valueHex), reply) && reply == RspUtil::createReply_OK();
+}
+
 bool RspClient::readFeatures(const std::string& annex, std::string& text) {
     text.clear();
     for (;;) {

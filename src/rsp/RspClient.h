@@ -86,6 +86,9 @@ public:
     bool readMemory(unsigned int address, unsigned int length, std::vector<unsigned char>& data);
     // The 32-bit word at address; value is written only on success.
     bool readMemory(unsigned int address, unsigned int& value);
+    // Writes the bytes valueHex (two hexadecimal digits a byte) at address with one "M"; true on the server's
+    // "OK". The stop's cache is cleared first.
+    bool writeMemory(unsigned int address, const std::string& valueHex);
     // A whole annex of the target description, read in pieces (qXfer:features:read); false if the server
     // refuses a piece, does not answer or sends an empty 'm' piece.
     bool readFeatures(const std::string& annex, std::string& text);

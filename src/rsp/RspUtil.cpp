@@ -45,6 +45,12 @@ unsigned int scanPair(const std::string& text, std::string::size_type at, unsign
 }
 
 // A hexadecimal field that must be used whole; value is written only then.
+// Whole bytes of hexadecimal digits, at least one.
+bool isHexBytes(const std::string& text) {
+    return !text.empty() && text.size() % 2 == 0 &&
+           text.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
+}
+
 bool parseHex(const std::string& text, unsigned int& value) {
     unsigned int parsed = 0;
     if (!RspUtil::toUINT32(text, 16, parsed)) {
@@ -148,7 +154,9 @@ std::string RspUtil::createReply_Empty() {
 }
 
 std::string RspUtil::createReply_Error(unsigned int code) {
-    return "E" + toString(code, 16);
+    std::ostringstream reply;
+    reply << "E" << std::hex << std::setfill('0') << std::setw(2) << code;
+    return reply.str();
 }
 
 std::string RspUtil::createReply_qC(unsigned int thread) {
@@ -166,8 +174,13 @@ std::string RspUtil::createReply_qRcmd(const std::string& text) {
     return encodeHex(text + "\n");
 }
 
-std::string RspUtil::createReply_qXferthreadsread(const std::string& xml) {
-    return "l" + escapeBinary(xml);
+std::string RspUtil::createReply_qXferthreadsread(const std::string& document, unsigned int offset,
+                                                  unsigned int length) {
+    if (offset >= document.size()) {
+        return "l";
+    }
+    std::string piece = document.substr(offset, length);
+    return (offset + piece.size() < document.size() ? "m" : "l") + escapeBinary(piece);
 }
 
 std::string RspUtil::escapeBinary(const std::string& data) {
@@ -206,23 +219,6 @@ std::string RspUtil::createReply_qThreadExtraInfo(const TargetThread& thread) {
     return encodeHex(info);
 }
 
-std::string RspUtil::createReply_g(const std::vector<Register>& registers, unsigned int payloadBytes) {
-    std::string reply;
-    unsigned int counter = 0;
-    for (const Register& reg : registers) {
-        if (payloadBytes < 4 || counter > payloadBytes - 4) {
-            break;
-        }
-        reply += encodeRegisterValue(reg.getValue());
-        counter += 4;
-    }
-    // GDB expects the whole length its target description gives; the registers we do not model are 0.
-    for (; counter < payloadBytes; ++counter) {
-        reply += "00";
-    }
-    return reply;
-}
-
 std::string RspUtil::createCommand_m(const std::string& addressHex, unsigned int length) {
     return "m" + addressHex + "," + toString(length, 16);
 }
@@ -236,10 +232,35 @@ std::string RspUtil::createCommand_m(unsigned int address, unsigned int length) 
     return createCommand_m(toString(address, 16), length);
 }
 
+std::string RspUtil::createCommand_M(unsigned int address, const std::string& dataHex) {
+    return "M" + toString(address, 16) + "," + toString(static_cast<unsigned int>(dataHex.size() / 2), 16) +
+           ":" + dataHex;
+}
+
 std::string RspUtil::createCommand_stopReply(unsigned int thread, unsigned int signal) {
     std::ostringstream reply;
     reply << "T" << std::hex << std::setfill('0') << std::setw(2) << signal << "thread:" << thread << ";";
     return reply.str();
+}
+
+std::string RspUtil::createCommand_stopReply(const std::string& serverReply, unsigned int thread) {
+    const std::string threadField = "thread:" + toString(thread, 16) + ";";
+    const std::string fields = serverReply.compare(0, 1, "T") == 0 ? serverReply.substr(3) : "";
+    std::string kept;
+    bool replaced = false;
+    for (std::string::size_type position = 0; position < fields.size();) {
+        std::string::size_type end = fields.find(';', position);
+        std::string::size_type next = end == std::string::npos ? fields.size() : end + 1;
+        std::string field = fields.substr(position, next - position);
+        if (field.compare(0, 7, "thread:") != 0) {
+            kept += field;
+        } else if (!replaced) {
+            kept += threadField;
+            replaced = true;
+        }
+        position = next;
+    }
+    return "T" + serverReply.substr(1, 2) + (replaced ? kept : threadField + kept);
 }
 
 std::string RspUtil::createNotification_stopReply(unsigned int thread, unsigned int signal) {
@@ -271,6 +292,36 @@ bool RspUtil::parseCommand_T(const std::string& command, unsigned int& thread) {
         return false;
     }
     return parseHex(command.substr(1), thread);
+}
+
+bool RspUtil::parseCommand_p(const std::string& command, unsigned int& number) {
+    if (command.size() <= 1 || command[0] != 'p') {
+        return false;
+    }
+    return parseHex(command.substr(1), number);
+}
+
+bool RspUtil::parseCommand_P(const std::string& command, unsigned int& number, std::string& valueHex) {
+    std::string::size_type equals = command.find('=');
+    if (command.size() <= 1 || command[0] != 'P' || equals == std::string::npos || equals == 1 ||
+        !isHexBytes(command.substr(equals + 1))) {
+        return false;
+    }
+    unsigned int parsed = 0;
+    if (!parseHex(command.substr(1, equals - 1), parsed)) {
+        return false;
+    }
+    number = parsed;
+    valueHex = command.substr(equals + 1);
+    return true;
+}
+
+bool RspUtil::parseCommand_G(const std::string& command, std::string& registersHex) {
+    if (command.size() <= 1 || command[0] != 'G' || !isHexBytes(command.substr(1))) {
+        return false;
+    }
+    registersHex = command.substr(1);
+    return true;
 }
 
 bool RspUtil::parseCommand_H(const std::string& command, std::string& operation, unsigned int& thread) {

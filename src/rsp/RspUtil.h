@@ -33,15 +33,17 @@ public:
     // Replies to GDB.
     static std::string createReply_OK();
     static std::string createReply_Empty();
-    // "E" and the code in hexadecimal, not filled to two digits.
+    // "E" and the code in two hexadecimal digits.
     static std::string createReply_Error(unsigned int code);
     static std::string createReply_qC(unsigned int thread);
     // Asks GDB for the address of name.
     static std::string createReply_qSymbol(const std::string& name);
     // "OK" for no output, otherwise the hex of the output and a line end.
     static std::string createReply_qRcmd(const std::string& text);
-    // Always the last and only chunk, the xml written as binary data (escapeBinary).
-    static std::string createReply_qXferthreadsread(const std::string& xml);
+    // The piece of document at offset, at most length bytes before escaping, as binary data (escapeBinary):
+    // "m" and the piece when more follows, "l" and the rest at the end, "l" alone past the end.
+    static std::string createReply_qXferthreadsread(const std::string& document, unsigned int offset,
+                                                    unsigned int length);
     // data with '#', '$', '}' and '*' written as '}' and the byte XOR 0x20, as binary data must be in a
     // frame, so that no byte of it ends the frame, starts another or reads as a repeat count.
     static std::string escapeBinary(const std::string& data);
@@ -49,17 +51,20 @@ public:
     static std::string createReply_qfThreadInfo(const std::vector<unsigned int>& threads);
     // The hex of the name, and of " RUNNING" behind it for the thread on the core.
     static std::string createReply_qThreadExtraInfo(const TargetThread& thread);
-    // The registers in order while they fit in payloadBytes, then "00" up to payloadBytes.
-    static std::string createReply_g(const std::vector<Register>& registers, unsigned int payloadBytes);
 
     // Commands to the server. addressHex goes out as it stands.
     static std::string createCommand_m(const std::string& addressHex, unsigned int length);
     static std::string createCommand_m(unsigned int address, unsigned int length);
+    // "Maddress,length:data", length being the bytes that dataHex holds.
+    static std::string createCommand_M(unsigned int address, const std::string& dataHex);
     // "qXfer:features:read:annex:offset,length".
     static std::string createCommand_qXferfeaturesread(const std::string& annex, unsigned int offset,
                                                        unsigned int length);
     // "T05thread:2000a1b8;": the signal in at least two digits.
     static std::string createCommand_stopReply(unsigned int thread, unsigned int signal);
+    // The server's S or T stop reply as a T reply naming thread: its signal and every field byte for byte and
+    // in order, the server's thread field replaced by this one, which comes first where the server gave none.
+    static std::string createCommand_stopReply(const std::string& serverReply, unsigned int thread);
     // The same behind "Stop:", for a '%' frame.
     static std::string createNotification_stopReply(unsigned int thread, unsigned int signal);
 
@@ -73,6 +78,12 @@ public:
     static bool parseCommand_T(const std::string& command, unsigned int& thread);
     // "H", one operation character and a hexadecimal thread id; "-1" gives 0xFFFFFFFF.
     static bool parseCommand_H(const std::string& command, std::string& operation, unsigned int& thread);
+    // "p" and a hexadecimal register number.
+    static bool parseCommand_p(const std::string& command, unsigned int& number);
+    // "P", a hexadecimal register number, "=" and the value's bytes in hexadecimal, at least one.
+    static bool parseCommand_P(const std::string& command, unsigned int& number, std::string& valueHex);
+    // "G" and the bytes of every register in hexadecimal, at least one.
+    static bool parseCommand_G(const std::string& command, std::string& registersHex);
     static bool parseCommand_qThreadExtraInfo(const std::string& command, unsigned int& thread);
     static bool parseCommand_qXferthreadsread(const std::string& command, unsigned int& offset,
                                               unsigned int& length);

@@ -35,3 +35,9 @@ unsigned int RegisterList::getRegisterValue(RegisterId id, const unsigned int& d
 void RegisterList::addRegister(RegisterId id, unsigned int value) {
     registers.emplace(id, Register(id, value, 0));
 }
+
+void RegisterList::addSavedRegister(RegisterId id, unsigned int value, unsigned int slotAddress) {
+    Register saved(id, value, 0);
+    saved.setSlot(slotAddress);
+    registers.emplace(id, saved);
+}

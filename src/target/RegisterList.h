@@ -23,6 +23,8 @@ public:
     unsigned int getRegisterValue(RegisterId id, const unsigned int& defaultValue) const;
     // Insertion, not assignment: an id already present keeps its old value.
     void addRegister(RegisterId id, unsigned int value);
+    // The same for a register read from a saved frame, which remembers the address of its word.
+    void addSavedRegister(RegisterId id, unsigned int value, unsigned int slotAddress);
     std::map<RegisterId, Register>& getRegisters() { return registers; }
     const std::map<RegisterId, Register>& getRegisters() const { return registers; }
     void clear() { registers.clear(); }

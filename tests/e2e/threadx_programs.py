@@ -212,8 +212,17 @@ class Image:
         values["pc"] = self.pc(thread)
         values["sp"] = sp
         values["cpsr" if self.program.a_profile else "xpsr"] = frame.status
-        # A solicited frame has no r0-r3 and r12: the proxy sends them as 0.
+        # A solicited frame has no r0-r3 and r12: the core's values of them stand in for the running thread.
         return [(name, values.get(name, 0)) for name in self.program.registers]
+
+    def shown_registers(self, thread):
+        """info registers of the thread: a switched-out thread's registers that its frame lacks are
+        unavailable (None)."""
+        if thread == RUNNING:
+            return self.registers(thread)
+        held = set(FRAMES[self.program.frames[thread]].layout) | {"sp", "lr", "pc", self.program.frame_pointer,
+                                                                   "cpsr" if self.program.a_profile else "xpsr"}
+        return [(name, value if name in held else None) for name, value in self.registers(thread)]
 
     def instruction_size(self, address):
         """Bytes of the instruction at address, from the disassembly: its encoding's hexadecimal digits."""
@@ -328,13 +337,13 @@ def thread_rows(text):
     return rows
 
 
-REGISTER_ROW = re.compile(r"^(\w+)\s+0x([0-9a-f]+)\s")
+REGISTER_ROW = re.compile(r"^(\w+)\s+(?:0x([0-9a-f]+)\s|<unavailable>)")
 
 
 def register_values(text):
-    """The rows of info registers as (name, value)."""
-    return [(found.group(1), int(found.group(2), 16)) for found in map(REGISTER_ROW.match, text.splitlines())
-            if found]
+    """The rows of info registers as (name, value), None for an unavailable one."""
+    return [(found.group(1), int(found.group(2), 16) if found.group(2) else None)
+            for found in map(REGISTER_ROW.match, text.splitlines()) if found]
 
 
 def expected_rows(image):

@@ -125,12 +125,13 @@ def check_each_thread(parts, image, name):
         if switched[1:2] != [frame_line]:
             raise AssertionError("%s: thread %d (%s) shows %r, expected %r" % (name, number, thread, switched[1:2],
                                                                               frame_line))
-        expected = image.registers(thread)
+        expected = image.shown_registers(thread)
         actual = tx.register_values(section(parts, "registers %d" % number, name))
         if actual != expected:
+            shown = lambda rows: ["%s %s" % (register, "<unavailable>" if value is None else "0x%x" % value)
+                                  for register, value in rows]
             raise AssertionError("%s: registers of thread %d (%s) differ:\n%s" % (
-                name, number, thread, differences(["%s 0x%x" % row for row in expected],
-                                                  ["%s 0x%x" % row for row in actual])))
+                name, number, thread, differences(shown(expected), shown(actual))))
         trace = section(parts, "bt %d" % number, name).splitlines()
         expected_trace = image.backtrace(thread)
         if trace != expected_trace:

@@ -82,7 +82,12 @@ bool FakeRtosDriver::getRegisters(RspClient& server, TargetThread& thread, Regis
     auto scripted = registers.find(thread.getThreadId());
     if (scripted != registers.end()) {
         for (const auto& entry : scripted->second.getRegisters()) {
-            out.addRegister(entry.first, entry.second.getValue());
+            unsigned int slot = 0;
+            if (entry.second.getSlot(slot)) {
+                out.addSavedRegister(entry.first, entry.second.getValue(), slot);
+            } else {
+                out.addRegister(entry.first, entry.second.getValue());
+            }
         }
     }
     return true;

@@ -51,7 +51,8 @@ public:
     // Adds the scripted threads; with threadsResult false it adds them all the same, as a driver that
     // fails half-way leaves what it read.
     bool getThreads(RspClient& server, ThreadList& list) override;
-    // The scripted registers of the thread's id; an id without an entry gives an empty list.
+    // The scripted registers of the thread's id, with their frame slots; an id without an entry gives an
+    // empty list.
     bool getRegisters(RspClient& server, TargetThread& thread, RegisterList& out) override;
     bool runCommand(RspClient& server, const std::vector<std::string>& commandLine,
                     KernelInfoNode& out) override;

@@ -5,6 +5,7 @@
 #include "rsp/RspUtil.h"
 #include "target/FrameLayout.h"
 #include "target/RegisterList.h"
+#include "target/SavedFrame.h"
 
 #include <vector>
 
@@ -32,9 +33,7 @@ bool FreeRtosFrameReader::readFrame(RspClient& server, unsigned int savedStackPo
         stackPointer += 4;
     }
     registers.addRegister(RegisterId::REG_SP, stackPointer);
-    for (const auto& entry : layout.getOffsets()) {
-        registers.addRegister(entry.first, RspUtil::toUINT32(&frame[entry.second]));
-    }
+    SavedFrame::unpack(layout, savedStackPointer, frame, registers);
     return true;
 }
 

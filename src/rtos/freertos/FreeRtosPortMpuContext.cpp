@@ -7,6 +7,7 @@
 #include "rtos/freertos/FreeRtosFrameLayouts.h"
 #include "target/FrameLayout.h"
 #include "target/RegisterList.h"
+#include "target/SavedFrame.h"
 
 #include <vector>
 
@@ -61,11 +62,8 @@ bool FreeRtosPortMpuContext::read(RspClient& server, unsigned int contextEnd, Re
         logger.log(Logger::LOG_DEBUG, kTag, "Add alignment\n");
         stackPointer += 4;
     }
+    // First, so that the context's own sp word, the stack pointer before the hardware frame, stays out.
     registers.addRegister(RegisterId::REG_SP, stackPointer);
-    for (const auto& entry : layout.getOffsets()) {
-        if (entry.first != RegisterId::REG_SP) {
-            registers.addRegister(entry.first, RspUtil::toUINT32(&context[entry.second]));
-        }
-    }
+    SavedFrame::unpack(layout, contextEnd - layout.getSize(), context, registers);
     return true;
 }

@@ -4,6 +4,7 @@
 #include "rsp/RspClient.h"
 #include "rsp/RspUtil.h"
 #include "target/RegisterList.h"
+#include "target/SavedFrame.h"
 
 namespace {
 
@@ -72,9 +73,7 @@ void ThreadxPortFrame::addRegisters(const FrameLayout& layout, unsigned int sp,
         }
         registers.addRegister(RegisterId::REG_SP, next);
     }
-    for (const auto& pair : layout.getOffsets()) {
-        registers.addRegister(pair.first, word(frame, pair.second));
-    }
+    SavedFrame::unpack(layout, sp, frame, registers);
 }
 
 bool ThreadxPortFrame::unwind(RspClient& server, const FrameLayout& layout, unsigned int sp,

@@ -15,6 +15,7 @@ struct SimConfig {
     bool once = false;              // serve one connection, then stop
     bool verbose = false;           // log every packet to stderr
     bool printStats = false;        // print the counters after each connection
+    bool offerThreadsXfer = false;  // offer qXfer:threads:read in qSupported, as OpenOCD-class servers do
     unsigned packetSize = 0x4000;   // offered in qSupported
     unsigned xferChunk = 0;         // longest qXfer reply data; 0: as much as GDB asks for
     std::string stopReply = "T05thread:1;"; // payload of every stop reply

@@ -11,7 +11,7 @@ namespace targetsim {
 
 namespace {
 // Options that stand alone, and options that take a value as "--name VALUE" or "--name=VALUE".
-const char* const kFlags[] = {"--a-profile", "--once", "--ack-mode", "--stats",
+const char* const kFlags[] = {"--a-profile", "--once", "--ack-mode", "--stats", "--threads-xfer",
                               "--verbose",   "-v",     "--help",     "-h"};
 const char* const kValued[] = {"--elf",         "--ram",        "--load",        "--error-range",
                                "--reg",         "--regs-file",  "--port",        "--read-delay-ms",
@@ -90,6 +90,7 @@ std::string SimOptions::usage() {
            "  --stop-reply PAYLOAD      payload of every stop reply (default T05thread:1;)\n"
            "  --packet-size N           PacketSize offered in qSupported (default 0x4000)\n"
            "  --xfer-chunk N            at most N characters per qXfer reply\n"
+           "  --threads-xfer            offer qXfer:threads:read in qSupported (the proxy answers it)\n"
            "  --stats                   print the packet counters after each connection\n"
            "  -v, --verbose             log every packet to stderr\n"
            "Numbers are decimal or 0x-prefixed hexadecimal. Prints \"target_sim: listening on port N\" when "
@@ -146,6 +147,8 @@ bool SimOptions::parseOption(const std::string& name, const std::string& value, 
         config.once = true;
     } else if (name == "--ack-mode") {
         config.keepAckMode = true;
+    } else if (name == "--threads-xfer") {
+        config.offerThreadsXfer = true;
     } else if (name == "--stats") {
         config.printStats = true;
     } else if (name == "--verbose" || name == "-v") {

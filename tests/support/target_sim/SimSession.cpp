@@ -191,9 +191,10 @@ SimSession::Outcome SimSession::answer_stopReason(const std::string&) {
 }
 
 SimSession::Outcome SimSession::answer_qSupported(const std::string&) {
-    char reply[96];
-    std::snprintf(reply, sizeof reply, "PacketSize=%x;%sqXfer:features:read+", config.packetSize,
-                  config.keepAckMode ? "" : "QStartNoAckMode+;");
+    char reply[128];
+    std::snprintf(reply, sizeof reply, "PacketSize=%x;%sqXfer:features:read+%s", config.packetSize,
+                  config.keepAckMode ? "" : "QStartNoAckMode+;",
+                  config.offerThreadsXfer ? ";qXfer:threads:read+" : "");
     return Outcome{reply};
 }
 

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -20,19 +21,24 @@ const std::string kFeaturesRequest = "qXfer:features:read:target.xml:";
 const unsigned int kMProfilePayload = 200;
 const unsigned int kSwitchedOut = 0x20000810;
 
+// Where the saved frame of the switched-out task lies: r0..r12 in its first words, then lr, pc and the
+// status.
+const unsigned int kFrameAddress = 0x20000700;
+
 // The words of the saved frame the driver hands back, r0..r12, sp, lr, pc and a status word of each
-// profile; an FPU register that no description carries, too.
+// profile; an FPU register that no description carries, too. All but sp, which the kernel keeps in the
+// control block, have a word in the frame.
 RegisterList frameOf(unsigned int statusRegister, RegisterId statusId) {
     RegisterList frame;
     for (unsigned int n = 0; n <= 12; ++n) {
-        frame.addRegister(static_cast<RegisterId>(static_cast<unsigned int>(RegisterId::REG_R0) + n),
-                          0xa0b0c000 + n);
+        frame.addSavedRegister(static_cast<RegisterId>(static_cast<unsigned int>(RegisterId::REG_R0) + n),
+                               0xa0b0c000 + n, kFrameAddress + 4 * n);
     }
     frame.addRegister(RegisterId::REG_SP, 0x20000740);
-    frame.addRegister(RegisterId::REG_LR, 0xfffffffd);
-    frame.addRegister(RegisterId::REG_PC, 0x00000412);
-    frame.addRegister(statusId, statusRegister);
-    frame.addRegister(RegisterId::REG_S16, 0x3f800000);
+    frame.addSavedRegister(RegisterId::REG_LR, 0xfffffffd, kFrameAddress + 0x34);
+    frame.addSavedRegister(RegisterId::REG_PC, 0x00000412, kFrameAddress + 0x38);
+    frame.addSavedRegister(statusId, statusRegister, kFrameAddress + 0x3c);
+    frame.addSavedRegister(RegisterId::REG_S16, 0x3f800000, kFrameAddress + 0x40);
     return frame;
 }
 
@@ -44,8 +50,9 @@ std::string expectedRegisterText(unsigned int statusRegister, unsigned int paylo
     }
     text += registerText(0x20000740) + registerText(0xfffffffd) + registerText(0x00000412) +
             registerText(statusRegister);
+    // The frame holds no floating-point pair whole: those registers are unavailable.
     for (unsigned int filled = 17 * 4; filled < payloadBytes; ++filled) {
-        text += "00";
+        text += "xx";
     }
     return text;
 }
@@ -92,7 +99,7 @@ TEST(TarnwickRegistersIntegration, AStopIsRebuiltFromTheKernelBeforeGdbHearsOfIt
     EXPECT_EQ("m20000a40,4", rig.server().nextPayload());
     ASSERT_TRUE(rig.gdb().quietFor(20)) << "GDB hears of the stop only after the reads";
     ASSERT_TRUE(rig.server().sendPacket("00070020"));
-    EXPECT_EQ("T05thread:20000a40;", rig.gdb().nextPayload());
+    EXPECT_EQ("T05thread:20000a40;hwbreak:;", rig.gdb().nextPayload());
     EXPECT_TRUE(rig.finish());
     EXPECT_EQ(2u, Tarnwick::getInstance().getStopCount());
     EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 5\nLost connection to GDB Client\n", rig.log());
@@ -122,14 +129,21 @@ TEST(TarnwickRegistersIntegration, TheCoreAnswersForTheActiveThreadAndTheDriverF
     ASSERT_TRUE(rig.server().sendPacket("00000000"));
     EXPECT_EQ(expectedRegisterText(0x01000000, kMProfilePayload), rig.gdb().nextPayload());
 
-    // The selection was good for one g: this one is the core's again, and the loop forwards it.
+    // The selection lasts: a second read of the same task (GDB's flushregs) is the task's again, and an
+    // "Hc" in between leaves it alone. The stop's cache answers the driver's read this time.
+    EXPECT_EQ("OK", rig.ask("Hc20000a40"));
+    ASSERT_TRUE(rig.gdb().sendPacket("g"));
+    EXPECT_EQ(expectedRegisterText(0x01000000, kMProfilePayload), rig.gdb().nextPayload());
+
+    // Selecting the running task hands g to the core again, and the loop forwards it.
+    EXPECT_EQ("OK", rig.ask("Hg20000a40"));
     ASSERT_TRUE(rig.gdb().sendPacket("g"));
     EXPECT_EQ("$g#67", rig.server().nextRaw());
     ASSERT_TRUE(rig.server().sendPacket(core));
     EXPECT_EQ(core, rig.gdb().nextPayload());
     EXPECT_TRUE(rig.finish());
 
-    EXPECT_EQ(std::vector<unsigned int>{kSwitchedOut}, driver.registerRequests());
+    EXPECT_EQ((std::vector<unsigned int>{kSwitchedOut, kSwitchedOut}), driver.registerRequests());
     std::vector<std::string> seen = rig.server().receivedLog();
     ASSERT_EQ(6u, seen.size());
     EXPECT_EQ((std::vector<std::string>{"$g#67", framed("m20000700,4"), "$g#67"}),
@@ -137,6 +151,147 @@ TEST(TarnwickRegistersIntegration, TheCoreAnswersForTheActiveThreadAndTheDriverF
         << "H, the stop and the switched-out thread's g stay with the proxy";
     EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 5\nPayload size: 200\nLost connection to GDB Client\n",
               rig.log());
+}
+
+// A session stopped with the M-profile description loaded and the switched-out task selected.
+class SwitchedOutTaskSession {
+public:
+    SwitchedOutTaskSession() : rig(driver, 7) {
+        useTwoTaskSnapshot(driver);
+        driver.registers[kSwitchedOut] = frameOf(0x01000000, RegisterId::REG_XPSR);
+        readTargetXml(rig, testfiles::readSourceFile(kMProfileXml));
+        rig.passFirstStop();
+        rig.stop("T05");
+        EXPECT_EQ("OK", rig.ask("Hg20000810"));
+        setUp = rig.server().receivedLog().size();
+    }
+
+    // What reached the server after the set-up.
+    std::vector<std::string> serverPackets() {
+        std::vector<std::string> seen = rig.server().receivedLog();
+        return std::vector<std::string>(seen.begin() + static_cast<std::ptrdiff_t>(setUp), seen.end());
+    }
+
+    FakeRtosDriver driver;
+    TarnwickRig rig;
+    std::size_t setUp = 0;
+};
+
+TEST(TarnwickRegistersIntegration, APOfASwitchedOutTaskReadsItsSavedFrame) {
+    SwitchedOutTaskSession session;
+    TarnwickRig& rig = session.rig;
+    ASSERT_TRUE(rig.ready());
+    EXPECT_EQ("05c0b0a0", rig.ask("p5"));
+    EXPECT_EQ("40070020", rig.ask("pd"));
+    EXPECT_EQ("00000001", rig.ask("p19"));
+    // d0 is not in this frame: unavailable, and no value of the core's is sent in its place.
+    EXPECT_EQ("xxxxxxxxxxxxxxxx", rig.ask("p1a"));
+    EXPECT_EQ("E04", rig.ask("p10"));
+    EXPECT_TRUE(rig.finish());
+    EXPECT_TRUE(session.serverPackets().empty());
+}
+
+TEST(TarnwickRegistersIntegration, APOfASwitchedOutTaskWritesTheRegistersWordInItsFrame) {
+    SwitchedOutTaskSession session;
+    TarnwickRig& rig = session.rig;
+    ASSERT_TRUE(rig.ready());
+    ASSERT_TRUE(rig.gdb().sendPacket("P5=5a5a5a5a"));
+    EXPECT_EQ("M20000714,4:5a5a5a5a", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("OK"));
+    EXPECT_EQ("OK", rig.gdb().nextPayload());
+    ASSERT_TRUE(rig.gdb().sendPacket("Pf=00050000"));
+    EXPECT_EQ("M20000738,4:00050000", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("E01"));
+    EXPECT_EQ("E03", rig.gdb().nextPayload());
+    // The stack pointer lives in the control block, not in the frame: refused, and nothing is sent.
+    EXPECT_EQ("E02", rig.ask("Pd=00080020"));
+    EXPECT_EQ("E02", rig.ask("P1a=0000000000000000"));
+    EXPECT_EQ("E04", rig.ask("P1a=00000000"));
+    EXPECT_EQ("E04", rig.ask("P10=00000000"));
+    EXPECT_TRUE(rig.finish());
+    EXPECT_EQ((std::vector<std::string>{framed("M20000714,4:5a5a5a5a"), framed("M20000738,4:00050000")}),
+              session.serverPackets());
+}
+
+TEST(TarnwickRegistersIntegration, AGOfASwitchedOutTaskWritesOnlyTheWordsThatChange) {
+    SwitchedOutTaskSession session;
+    TarnwickRig& rig = session.rig;
+    ASSERT_TRUE(rig.ready());
+    EXPECT_EQ("OK", rig.ask("Hg20000a40"));
+    learnPayloadSize(rig, kMProfilePayload);
+    EXPECT_EQ("OK", rig.ask("Hg20000810"));
+    std::string registers = rig.ask("g");
+    ASSERT_EQ(expectedRegisterText(0x01000000, kMProfilePayload), registers);
+    // GDB sends zeros for the registers it was told are unavailable.
+    std::replace(registers.begin(), registers.end(), 'x', '0');
+    std::string changed = registers;
+    changed.replace(5 * 8, 8, "5a5a5a5a");
+    changed.replace(11 * 8, 8, "11111111");
+    ASSERT_TRUE(rig.gdb().sendPacket("G" + changed));
+    EXPECT_EQ("M20000714,4:5a5a5a5a", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("OK"));
+    EXPECT_EQ("M2000072c,4:11111111", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("OK"));
+    EXPECT_EQ("OK", rig.gdb().nextPayload());
+    std::string withStackPointer = registers;
+    withStackPointer.replace(13 * 8, 8, "00080020");
+    EXPECT_EQ("E02", rig.ask("G" + withStackPointer));
+    EXPECT_TRUE(rig.finish());
+    EXPECT_EQ(3u, session.serverPackets().size())
+        << "the core's g and two writes; the refused G sent nothing";
+}
+
+TEST(TarnwickRegistersIntegration, FloatingPointRegistersComeFromTheFrameByName) {
+    SwitchedOutTaskSession session;
+    TarnwickRig& rig = session.rig;
+    ASSERT_TRUE(rig.ready());
+    RegisterList frame = frameOf(0x01000000, RegisterId::REG_XPSR);
+    for (unsigned int n = 0; n < 16; ++n) {
+        frame.addSavedRegister(static_cast<RegisterId>(static_cast<unsigned int>(RegisterId::REG_S0) + n),
+                               0x3f800000 + n, kFrameAddress + 0x80 + 4 * n);
+    }
+    frame.addSavedRegister(RegisterId::REG_FPSCR, 0x03000000, kFrameAddress + 0xc0);
+    session.driver.registers[kSwitchedOut] = frame;
+    // d0 is s0 and s1, least significant word first; fpscr is GDB's number 42 in this description.
+    EXPECT_EQ("0000803f0100803f", rig.ask("p1a"));
+    EXPECT_EQ("0e00803f0f00803f", rig.ask("p21"));
+    EXPECT_EQ("00000003", rig.ask("p2a"));
+    // d8 would need s17 as well, which this frame lacks.
+    EXPECT_EQ("xxxxxxxxxxxxxxxx", rig.ask("p22"));
+    ASSERT_TRUE(rig.gdb().sendPacket("P1b=0000004000000840"));
+    EXPECT_EQ("M20000788,4:00000040", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("OK"));
+    EXPECT_EQ("M2000078c,4:00000840", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("OK"));
+    EXPECT_EQ("OK", rig.gdb().nextPayload());
+    EXPECT_TRUE(rig.finish());
+}
+
+TEST(TarnwickRegistersIntegration, RegisterPacketsOfTheRunningTaskGoToTheServer) {
+    SwitchedOutTaskSession session;
+    TarnwickRig& rig = session.rig;
+    ASSERT_TRUE(rig.ready());
+    EXPECT_EQ("OK", rig.ask("Hg20000a40"));
+    for (const std::string packet : {"p5", "P5=5a5a5a5a", "G00000000"}) {
+        ASSERT_TRUE(rig.gdb().sendPacket(packet));
+        EXPECT_EQ(framed(packet), rig.server().nextRaw());
+        ASSERT_TRUE(rig.server().sendPacket("OK"));
+        EXPECT_EQ("OK", rig.gdb().nextPayload());
+    }
+    EXPECT_TRUE(rig.finish());
+    EXPECT_TRUE(session.driver.registerRequests().empty());
+}
+
+TEST(TarnwickRegistersIntegration, RegisterPacketsForAnUnknownSelectionAreE05) {
+    SwitchedOutTaskSession session;
+    TarnwickRig& rig = session.rig;
+    ASSERT_TRUE(rig.ready());
+    EXPECT_EQ("OK", rig.ask("Hg12345678"));
+    EXPECT_EQ("E05", rig.ask("p5"));
+    EXPECT_EQ("E05", rig.ask("P5=5a5a5a5a"));
+    EXPECT_EQ("E05", rig.ask("G00000000"));
+    EXPECT_TRUE(rig.finish());
+    EXPECT_TRUE(session.serverPackets().empty());
 }
 
 TEST(TarnwickRegistersIntegration, AnAProfileDescriptionPutsCpsrWhereTheMProfileHasXpsr) {
@@ -172,7 +327,7 @@ TEST(TarnwickRegistersIntegration, ASwitchedOutThreadBeforeAnyGReachedTheServerG
     EXPECT_EQ(std::vector<unsigned int>{kSwitchedOut}, driver.registerRequests());
 }
 
-TEST(TarnwickRegistersIntegration, WithoutATargetDescriptionASwitchedOutThreadIsAllFill) {
+TEST(TarnwickRegistersIntegration, WithoutATargetDescriptionASwitchedOutThreadIsAllUnavailable) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     driver.registers[kSwitchedOut] = frameOf(0x01000000, RegisterId::REG_XPSR);
@@ -182,11 +337,11 @@ TEST(TarnwickRegistersIntegration, WithoutATargetDescriptionASwitchedOutThreadIs
     rig.stop("T05");
     learnPayloadSize(rig, 68);
     EXPECT_EQ("OK", rig.ask("Hg20000810"));
-    EXPECT_EQ(std::string(136, '0'), rig.ask("g"));
+    EXPECT_EQ(std::string(136, 'x'), rig.ask("g"));
     EXPECT_TRUE(rig.finish());
 }
 
-TEST(TarnwickRegistersIntegration, RegistersTheDriverCannotReadAreE1) {
+TEST(TarnwickRegistersIntegration, RegistersTheDriverCannotReadAreE01) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     driver.registersResult = false;
@@ -195,7 +350,7 @@ TEST(TarnwickRegistersIntegration, RegistersTheDriverCannotReadAreE1) {
     rig.passFirstStop();
     rig.stop("T05");
     EXPECT_EQ("OK", rig.ask("Hg20000810"));
-    EXPECT_EQ("E1", rig.ask("g"));
+    EXPECT_EQ("E01", rig.ask("g"));
     EXPECT_TRUE(rig.finish());
     EXPECT_EQ(
         "Reply: S Signal: 5\nReply: T Signal: 5\nRead registers. Failed reading registers from driver.\n"
@@ -203,7 +358,7 @@ TEST(TarnwickRegistersIntegration, RegistersTheDriverCannotReadAreE1) {
         rig.log());
 }
 
-TEST(TarnwickRegistersIntegration, AnUnknownSelectionGivesE5UntilAStopMovesIt) {
+TEST(TarnwickRegistersIntegration, AnUnknownSelectionGivesE05UntilAStopMovesIt) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     TarnwickRig rig(driver);
@@ -211,8 +366,8 @@ TEST(TarnwickRegistersIntegration, AnUnknownSelectionGivesE5UntilAStopMovesIt) {
     rig.passFirstStop();
     rig.stop("T05");
     EXPECT_EQ("OK", rig.ask("Hg12345678"));
-    EXPECT_EQ("E5", rig.ask("g"));
-    EXPECT_EQ("E5", rig.ask("g"));
+    EXPECT_EQ("E05", rig.ask("g"));
+    EXPECT_EQ("E05", rig.ask("g"));
     // The pending selection moves to the thread that stopped, which the core answers for.
     EXPECT_EQ("T05thread:20000a40;", rig.stop("T05"));
     ASSERT_TRUE(rig.gdb().sendPacket("g"));
@@ -227,7 +382,7 @@ TEST(TarnwickRegistersIntegration, AnUnknownSelectionGivesE5UntilAStopMovesIt) {
               rig.log());
 }
 
-TEST(TarnwickRegistersIntegration, AnotherHEndsTheE5OfAnUnknownSelection) {
+TEST(TarnwickRegistersIntegration, AnotherHEndsTheE05OfAnUnknownSelection) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     TarnwickRig rig(driver, 7);
@@ -235,35 +390,34 @@ TEST(TarnwickRegistersIntegration, AnotherHEndsTheE5OfAnUnknownSelection) {
     rig.passFirstStop();
     rig.stop("T05");
     EXPECT_EQ("OK", rig.ask("Hg1"));
-    EXPECT_EQ("E5", rig.ask("g"));
+    EXPECT_EQ("E05", rig.ask("g"));
     EXPECT_EQ("OK", rig.ask("Hg20000810"));
     EXPECT_EQ("", rig.ask("g"));
     EXPECT_TRUE(rig.finish());
     EXPECT_EQ(std::vector<unsigned int>{kSwitchedOut}, driver.registerRequests());
 }
 
-TEST(TarnwickRegistersIntegration, APendingHcStaysAcrossAStopAndAPendingHgMovesToTheStoppedThread) {
+TEST(TarnwickRegistersIntegration, AnHcStaysAcrossAStopAndTheGeneralSelectionMovesToTheStoppedThread) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
-    {
-        TarnwickRig rig(driver, 7);
-        ASSERT_TRUE(rig.ready());
-        EXPECT_EQ("OK", rig.ask("Hc20000810"));
-        rig.passFirstStop();
-        rig.stop("T05");
-        EXPECT_TRUE(rig.finish());
-        EXPECT_EQ("c", Tarnwick::getInstance().getNextOperation());
-        EXPECT_EQ(kSwitchedOut, Tarnwick::getInstance().getNextOperationThreadId());
-    }
     TarnwickRig rig(driver, 7);
     ASSERT_TRUE(rig.ready());
+    const ThreadSelection& selection = Tarnwick::getInstance().getThreadSelection();
+    EXPECT_EQ("OK", rig.ask("Hc20000810"));
     EXPECT_EQ("OK", rig.ask("Hg0"));
     rig.passFirstStop();
-    EXPECT_EQ(1u, Tarnwick::getInstance().getNextOperationThreadId());
+    unsigned int general = 0;
+    EXPECT_TRUE(selection.get("g", general));
+    EXPECT_EQ(1u, general);
+    rig.stop("T05");
+    EXPECT_EQ("OK", rig.ask("Hg20000810"));
     rig.stop("T05");
     EXPECT_TRUE(rig.finish());
-    EXPECT_EQ("g", Tarnwick::getInstance().getNextOperation());
-    EXPECT_EQ(0x20000a40u, Tarnwick::getInstance().getNextOperationThreadId());
+    unsigned int resume = 0;
+    EXPECT_TRUE(selection.get("c", resume));
+    EXPECT_EQ(kSwitchedOut, resume);
+    EXPECT_TRUE(selection.get("g", general));
+    EXPECT_EQ(0x20000a40u, general);
 }
 
 TEST(TarnwickRegistersIntegration, StopRepliesTheParserRefusesPassAsTheyStand) {
@@ -301,18 +455,21 @@ TEST(TarnwickRegistersIntegration, AnExitClearsTheListAndIsForwarded) {
     }
 }
 
-TEST(TarnwickRegistersIntegration, StopRepliesAreRewrittenToTheActiveThreadAndLoseTheServersFields) {
+TEST(TarnwickRegistersIntegration, StopRepliesNameTheActiveThreadAndKeepTheServersFields) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     TarnwickRig rig(driver);
     ASSERT_TRUE(rig.ready());
     EXPECT_EQ("T05thread:1;", rig.stop("S05"));
     EXPECT_EQ(1u, Tarnwick::getInstance().getStopCount());
-    EXPECT_EQ("T0bthread:20000a40;", rig.stop("T0bthread:2;core:0;watch:20000100;"));
+    EXPECT_EQ("T0bthread:20000a40;core:0;watch:20000100;", rig.stop("T0bthread:2;core:0;watch:20000100;"));
+    EXPECT_EQ("T05awatch:20000104;thread:20000a40;0d:00010020;0f:12040000;",
+              rig.stop("T05awatch:20000104;thread:2;0d:00010020;0f:12040000;"));
     EXPECT_EQ("T02thread:20000a40;", rig.stop("S02"));
     EXPECT_TRUE(rig.finish());
-    EXPECT_EQ(3u, Tarnwick::getInstance().getStopCount());
-    EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 11\nReply: S Signal: 2\nLost connection to GDB Client\n",
+    EXPECT_EQ(4u, Tarnwick::getInstance().getStopCount());
+    EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 11\nReply: T Signal: 5\nReply: S Signal: 2\n"
+              "Lost connection to GDB Client\n",
               rig.log());
     EXPECT_TRUE(rig.server().receivedLog().empty());
 }
@@ -332,9 +489,11 @@ TEST(TarnwickRegistersIntegration, TargetXmlInTwoChunksIsCollectedAndLoaded) {
     EXPECT_EQ("l" + xml.substr(1023), rig.gdb().nextPayload());
     EXPECT_TRUE(rig.finish());
     EXPECT_EQ(xml, Tarnwick::getTargetXml());
-    const std::vector<Register>& registers = Tarnwick::getInstance().getTargetDescription().getRegisters();
-    ASSERT_EQ(17u, registers.size());
-    EXPECT_EQ(RegisterId::REG_XPSR, registers[16].getId());
+    const std::vector<TargetDescription::Entry>& registers =
+        Tarnwick::getInstance().getTargetDescription().getRegisters();
+    ASSERT_EQ(34u, registers.size());
+    EXPECT_EQ(RegisterId::REG_XPSR, registers[16].low);
+    EXPECT_EQ(RegisterId::REG_FPSCR, registers[33].low);
     EXPECT_EQ("Lost connection to GDB Client\n", rig.log());
 }
 
@@ -347,7 +506,7 @@ TEST(TarnwickRegistersIntegration, ASecondReadingAppendsToTheFirst) {
     readTargetXml(rig, xml);
     EXPECT_TRUE(rig.finish());
     EXPECT_EQ(xml + xml, Tarnwick::getTargetXml());
-    EXPECT_EQ(17u, Tarnwick::getInstance().getTargetDescription().getRegisters().size());
+    EXPECT_EQ(68u, Tarnwick::getInstance().getTargetDescription().getRegisters().size());
 }
 
 TEST(TarnwickRegistersIntegration, AnErrorChunkIsLoggedAndStillForwarded) {

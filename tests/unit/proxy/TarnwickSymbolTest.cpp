@@ -1,6 +1,7 @@
 #include "proxy/Tarnwick.h"
 
 #include "TarnwickRig.h"
+#include "TestPaths.h"
 #include "debuginfo/Symbol.h"
 #include "debuginfo/SymbolTable.h"
 
@@ -81,7 +82,10 @@ TEST(TarnwickSymbolIntegration, TheWorkedExchangeAsksEachNameOnceAndAnswersOkBef
     FakeRtosDriver driver;
     driver.symbols = {kSchedulerRunning, kQueueRegistry};
     driver.structures = {"xLIST"};
-    TarnwickRig rig(driver, TarnwickRig::kAllSeverities, {"--debug_info_cache", cache.path});
+    // Only the file's time is read: older than the cache, so the cache stands and no dump is made.
+    const std::string program = testpaths::sourceDir() + "/tests/fixtures/targetxml/m-profile-inline.xml";
+    TarnwickRig rig(driver, TarnwickRig::kAllSeverities,
+                    {"--debug_info_cache", cache.path, "--file", program});
     ASSERT_TRUE(rig.ready());
 
     ASSERT_TRUE(rig.gdb().sendPacket("qSymbol::"));
@@ -98,7 +102,7 @@ TEST(TarnwickSymbolIntegration, TheWorkedExchangeAsksEachNameOnceAndAnswersOkBef
     EXPECT_EQ(static_cast<ssize_t>(dump.size()), write(writer, dump.data(), dump.size()));
     close(writer);
 
-    // The next thread query waits behind the layouts and rebuilds the list the negotiation invalidated.
+    // The next thread query waits behind the layouts.
     EXPECT_EQ("m1", rig.ask("qfThreadInfo"));
     EXPECT_TRUE(rig.finish());
 
@@ -116,6 +120,7 @@ TEST(TarnwickSymbolIntegration, TheWorkedExchangeAsksEachNameOnceAndAnswersOkBef
     EXPECT_EQ(std::vector<RspClient*>{rig.serverEndpoint()}, driver.endpoints());
     EXPECT_EQ("xSchedulerRunning:0x20000104\n"
               "xQueueRegistry:N/A\n"
+              "SymbolTable::validDebugInfo(), True\n"
               "SymbolTable::resolveDataStructures(), 0 ms\n"
               "Lost connection to GDB Client\n",
               rig.log());
@@ -215,7 +220,7 @@ TEST(TarnwickSymbolIntegration, AFailedDriverInitStillClosesWithOkAndThenStops) 
               rig.log());
 }
 
-TEST(TarnwickSymbolIntegration, EveryOfferAsksAgainAndTheFirstAddressOfANameStays) {
+TEST(TarnwickSymbolIntegration, EveryOfferAsksAgainAndTheNewAddressReplacesTheOld) {
     FakeRtosDriver driver;
     driver.symbols = {kSchedulerRunning};
     TarnwickRig rig(driver, 7);
@@ -229,14 +234,32 @@ TEST(TarnwickSymbolIntegration, EveryOfferAsksAgainAndTheFirstAddressOfANameStay
     EXPECT_TRUE(rig.finish());
     std::string address;
     EXPECT_TRUE(lookup(kSchedulerRunning, address));
-    EXPECT_EQ("20000104", address);
+    EXPECT_EQ("20000999", address);
     EXPECT_EQ((Calls{FakeRtosDriver::kCallInitServer, FakeRtosDriver::kCallGetSymbols,
                      FakeRtosDriver::kCallGetDataStructures, FakeRtosDriver::kCallInitServer,
                      FakeRtosDriver::kCallGetSymbols, FakeRtosDriver::kCallGetDataStructures}),
               driver.calls());
 }
 
-TEST(TarnwickSymbolIntegration, TheNegotiationInvalidatesTheThreadList) {
+TEST(TarnwickSymbolIntegration, ANameTheNewProgramLacksIsForgotten) {
+    FakeRtosDriver driver;
+    driver.symbols = {kSchedulerRunning};
+    TarnwickRig rig(driver, 7);
+    ASSERT_TRUE(rig.ready());
+    ASSERT_TRUE(rig.gdb().sendPacket("qSymbol::"));
+    EXPECT_EQ("qSymbol:" + kSchedulerRunningHex, rig.gdb().nextPayload());
+    ASSERT_TRUE(rig.gdb().sendPacket("qSymbol:20000104:" + kSchedulerRunningHex));
+    EXPECT_EQ("OK", rig.gdb().nextPayload());
+    ASSERT_TRUE(rig.gdb().sendPacket("qSymbol::"));
+    EXPECT_EQ("qSymbol:" + kSchedulerRunningHex, rig.gdb().nextPayload());
+    ASSERT_TRUE(rig.gdb().sendPacket("qSymbol::" + kSchedulerRunningHex));
+    EXPECT_EQ("OK", rig.gdb().nextPayload());
+    EXPECT_TRUE(rig.finish());
+    std::string address;
+    EXPECT_FALSE(lookup(kSchedulerRunning, address));
+}
+
+TEST(TarnwickSymbolIntegration, TheThreadListStandsUntilTheNextStopWalksWithTheNewAddresses) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     TarnwickRig rig(driver, 7);
@@ -246,6 +269,8 @@ TEST(TarnwickSymbolIntegration, TheNegotiationInvalidatesTheThreadList) {
     EXPECT_EQ("m20000810,20000a40", rig.ask("qfThreadInfo"));
     driver.threads = {TargetThread(0x20000c00, 0x20000b00, true, "main")};
     EXPECT_EQ("OK", rig.ask("qSymbol::"));
+    EXPECT_EQ("m20000810,20000a40", rig.ask("qfThreadInfo"));
+    EXPECT_EQ("T05thread:20000c00;", rig.stop("T05"));
     EXPECT_EQ("m20000c00", rig.ask("qfThreadInfo"));
     EXPECT_TRUE(rig.finish());
     EXPECT_EQ((Calls{FakeRtosDriver::kCallCheckKernelRunning, FakeRtosDriver::kCallGetThreads,

@@ -149,7 +149,7 @@ TEST_F(TarnwickTest, ClientPrefixTableIsWalkedInOrder) {
         {"$qSymbol::", &T::intercept_qSymbol, "failure qSymbol::\n",
          "qSymbol::", "Symbol lookup. Failed close sequence\n"},
         {"$qXfer:threads:read::", &T::intercept_qXferthreadsread, "failure qXfer:threads:read::\n",
-         "qXfer:threads:read::0,1", "Read threads. Invalid offset\n"},
+         "qXfer:threads:read::0,1", "Read threads. Failed sending\n"},
         {"$qXfer:features:read:target.xml", &T::intercept_qXferfeaturesreadtarget_xml,
          "failure qXfer:features:read:target.xml\n", "qXfer:features:read:target.xml:0,3ff",
          "Read target.xml. Failed send/wait command\n"},
@@ -163,6 +163,10 @@ TEST_F(TarnwickTest, ClientPrefixTableIsWalkedInOrder) {
         {"$T", &T::intercept_T, "failure T\n", "T1", "Check thread alive. Failed sending response\n"},
         {"$H", &T::intercept_H, "failure H\n", "Hg1", "Set next operation. Failed sending response\n"},
         {"$g", &T::intercept_g, "failure g\n", "g", "Read registers. Failed determine pay-load size\n"},
+        // With nothing selected the register packets are the core's, left to the loop: they cannot fail here.
+        {"$p", &T::intercept_p, "failure p\n", "p5", ""},
+        {"$P", &T::intercept_P, "failure P\n", "P5=5a5a5a5a", ""},
+        {"$G", &T::intercept_G, "failure G\n", "G00000000", ""},
         // k is observed and never taken, so it cannot fail.
         {"$k", &T::intercept_k, "failure k\n", "k", ""},
         {"$qRcmd", &T::intercept_monitor, "failure qRcmd\n", "qRcmd,72746f73",

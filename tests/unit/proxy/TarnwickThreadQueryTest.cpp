@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -40,8 +41,9 @@ TEST(TarnwickThreadQueryIntegration, TheWorkedExchangeIsAnsweredFromTheSnapshot)
     EXPECT_EQ("E17", rig.ask("T1"));
     EXPECT_EQ("QC20000a40", rig.ask("qC"));
     EXPECT_EQ("OK", rig.ask("Hg20000810"));
-    EXPECT_EQ("g", Tarnwick::getInstance().getNextOperation());
-    EXPECT_EQ(0x20000810u, Tarnwick::getInstance().getNextOperationThreadId());
+    unsigned int selected = 0;
+    EXPECT_TRUE(Tarnwick::getInstance().getThreadSelection().get("g", selected));
+    EXPECT_EQ(0x20000810u, selected);
     EXPECT_TRUE(rig.finish());
     EXPECT_TRUE(rig.server().receivedLog().empty());
     EXPECT_TRUE(session.driver.calls().empty());
@@ -66,37 +68,42 @@ TEST(TarnwickThreadQueryIntegration, AReplyExactlyAsLongAsAskedIsSent) {
     EXPECT_TRUE(rig.finish());
 }
 
-TEST(TarnwickThreadQueryIntegration, OneCharacterTooLongEndsTheWork) {
+TEST(TarnwickThreadQueryIntegration, ADocumentLongerThanAskedComesInPiecesThatFitTogether) {
     TwoTaskSession session;
     TarnwickRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
-    char length[16];
-    std::snprintf(length, sizeof(length), "%zx", kTwoTaskXml.size());
-    ASSERT_TRUE(rig.gdb().sendPacket("qXfer:threads:read::0," + std::string(length)));
-    ASSERT_TRUE(rig.ended());
-    EXPECT_FALSE(rig.finish());
-    EXPECT_TRUE(rig.gdb().quietFor(20));
-    EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 5\n"
-              "Read threads. Invalid offset\n"
-              "failure qXfer:threads:read::\n"
-              "Packet intercept failed: GDB Client to: GDB Server\n"
-              "Failed handle packet from: GDB Client to: GDB Server\n",
-              rig.log());
+    const std::size_t piece = 0x20;
+    std::string document;
+    std::string reply;
+    for (std::size_t offset = 0; reply.empty() || reply[0] == 'm'; offset += piece) {
+        char request[64];
+        std::snprintf(request, sizeof(request), "qXfer:threads:read::%zx,%zx", offset, piece);
+        reply = rig.ask(request);
+        ASSERT_FALSE(reply.empty());
+        EXPECT_EQ(offset + piece < kTwoTaskXml.size() ? 'm' : 'l', reply[0]) << request;
+        document += reply.substr(1);
+    }
+    EXPECT_EQ(kTwoTaskXml, document);
+    EXPECT_TRUE(rig.finish());
+    EXPECT_TRUE(rig.server().receivedLog().empty());
+    EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 5\nLost connection to GDB Client\n", rig.log());
 }
 
-TEST(TarnwickThreadQueryIntegration, AnOffsetInsideTheDocumentEndsTheWorkAllTheSame) {
-    FakeRtosDriver driver;
-    TarnwickRig rig(driver, 7);
+TEST(TarnwickThreadQueryIntegration, AnyOffsetIsAnsweredAndNoneEndsTheSession) {
+    TwoTaskSession session;
+    TarnwickRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
-    ASSERT_TRUE(rig.gdb().sendPacket("qXfer:threads:read::10,100"));
-    ASSERT_TRUE(rig.ended());
-    EXPECT_FALSE(rig.finish());
-    EXPECT_EQ("Read threads. Invalid offset\n"
-              "failure qXfer:threads:read::\n"
-              "Packet intercept failed: GDB Client to: GDB Server\n"
-              "Failed handle packet from: GDB Client to: GDB Server\n",
-              rig.log());
+    char request[64];
+    std::snprintf(request, sizeof(request), "qXfer:threads:read::%zx,100", kTwoTaskXml.size() - 10);
+    EXPECT_EQ("l" + kTwoTaskXml.substr(kTwoTaskXml.size() - 10), rig.ask(request));
+    std::snprintf(request, sizeof(request), "qXfer:threads:read::%zx,100", kTwoTaskXml.size());
+    EXPECT_EQ("l", rig.ask(request));
+    EXPECT_EQ("l", rig.ask("qXfer:threads:read::10000,100"));
+    EXPECT_EQ("m" + kTwoTaskXml.substr(0x10, 5), rig.ask("qXfer:threads:read::10,5"));
+    EXPECT_EQ("QC20000a40", rig.ask("qC"));
+    EXPECT_TRUE(rig.finish());
     EXPECT_TRUE(rig.server().receivedLog().empty());
+    EXPECT_TRUE(session.driver.calls().empty()) << "one snapshot for the whole stop";
 }
 
 TEST(TarnwickThreadQueryIntegration, WithoutAKernelEveryQuerySeesThreadOne) {
@@ -130,7 +137,8 @@ TEST(TarnwickThreadQueryIntegration, PacketsTheParsersRefuseGoToTheServer) {
     }
     EXPECT_TRUE(rig.gdb().quietFor(50));
     EXPECT_TRUE(rig.finish());
-    EXPECT_EQ("", Tarnwick::getInstance().getNextOperation());
+    unsigned int selected = 0;
+    EXPECT_FALSE(Tarnwick::getInstance().getThreadSelection().get("p", selected));
     // The conversion speaks for the empty id it cannot read.
     EXPECT_EQ("RspUtil::toUINT32(), failure: \nLost connection to GDB Client\n", rig.log());
 }
@@ -184,25 +192,29 @@ TEST(TarnwickThreadQueryIntegration, EveryHIsTakenAndStoredUnchecked) {
         EXPECT_EQ("OK", rig.ask(row.packet));
     }
     EXPECT_TRUE(rig.finish());
-    // The latest one stands.
-    EXPECT_EQ("m", Tarnwick::getInstance().getNextOperation());
-    EXPECT_EQ(5u, Tarnwick::getInstance().getNextOperationThreadId());
+    // The latest one of each operation stands, and no operation's selection touches another's.
+    const ThreadSelection& selection = Tarnwick::getInstance().getThreadSelection();
+    const std::pair<const char*, unsigned int> expected[] = {{"c", 0xFFFFFFFFu}, {"g", 0x2000dead}, {"m", 5}};
+    for (const auto& entry : expected) {
+        unsigned int selected = 0;
+        EXPECT_TRUE(selection.get(entry.first, selected)) << entry.first;
+        EXPECT_EQ(entry.second, selected) << entry.first;
+    }
     EXPECT_TRUE(rig.server().receivedLog().empty());
 }
 
-TEST(TarnwickThreadQueryIntegration, AnHcAfterAnHgCancelsTheSelectionForG) {
+TEST(TarnwickThreadQueryIntegration, AnHcAfterAnHgLeavesTheSelectionForG) {
     TwoTaskSession session;
     TarnwickRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
     EXPECT_EQ("OK", rig.ask("Hg20000810"));
-    EXPECT_EQ("OK", rig.ask("Hc20000810"));
-    // The g that follows is for the thread on the core, so it goes to the server.
+    EXPECT_EQ("OK", rig.ask("Hc20000a40"));
+    // The g that follows is still for the switched-out thread: the driver answers, not the server.
     ASSERT_TRUE(rig.gdb().sendPacket("g"));
-    EXPECT_EQ("g", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("00000000"));
-    EXPECT_EQ("00000000", rig.gdb().nextPayload());
+    EXPECT_EQ("", rig.gdb().nextPayload());
     EXPECT_TRUE(rig.finish());
-    EXPECT_TRUE(session.driver.registerRequests().empty());
+    EXPECT_EQ(std::vector<unsigned int>{0x20000810}, session.driver.registerRequests());
+    EXPECT_TRUE(rig.server().receivedLog().empty());
 }
 
 } // namespace

@@ -161,3 +161,20 @@ TEST_F(HostileStreamIntegration, GdbLeftInAcknowledgementModeLosesEverySymbol) {
     expected += "Symbol not found: xSchedulerRunning\n" + kLostGdb;
     EXPECT_EQ(expected, session.log());
 }
+
+// Stray bytes and a packet behind them in one read: the packet is answered at once, not when more bytes come.
+TEST_F(HostileStreamIntegration, APacketBehindStrayBytesInOneReadIsAnsweredAtOnce) {
+    ASSERT_TRUE(session.ready());
+    ASSERT_TRUE(session.gdb().sendRaw("xyz\xff$qC#b4"));
+    EXPECT_EQ("QC1", session.gdb().nextPayload(500));
+    ASSERT_TRUE(session.gdb().sendRaw("junk$qC#b4$qC#b4"));
+    EXPECT_EQ("QC1", session.gdb().nextPayload(500));
+    EXPECT_EQ("QC1", session.gdb().nextPayload(500));
+    // A lone acknowledgement in a session without them goes on to the server; the packet behind it is
+    // answered.
+    ASSERT_TRUE(session.gdb().sendRaw("+$qC#b4"));
+    EXPECT_EQ("QC1", session.gdb().nextPayload(500));
+    EXPECT_TRUE(session.gdb().quietFor(50));
+    EXPECT_TRUE(session.finish());
+    EXPECT_EQ(kLostGdb, session.log());
+}

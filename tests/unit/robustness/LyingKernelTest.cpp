@@ -201,8 +201,8 @@ TEST_F(LyingFreertosIntegration, NameWithFramingAndXmlBytesIsEscaped) {
 }
 
 // Saved stack pointers into unmapped memory, and at the top of the address space so that the frame
-// wraps: the frame read fails and GDB gets "E1" for that thread.
-TEST_F(LyingFreertosIntegration, StackPointerIntoUnmappedMemoryGivesE1) {
+// wraps: the frame read fails and GDB gets "E01" for that thread.
+TEST_F(LyingFreertosIntegration, StackPointerIntoUnmappedMemoryGivesE01) {
     ASSERT_TRUE(session.ready());
     session.negotiate();
     session.passFirstStop();
@@ -211,9 +211,9 @@ TEST_F(LyingFreertosIntegration, StackPointerIntoUnmappedMemoryGivesE1) {
     EXPECT_EQ(runningStop(), session.stop("T05thread:1;"));
     EXPECT_EQ(target.plainAnswer("g"), session.ask("g"));
     EXPECT_EQ("OK", session.ask("Hg" + hexId(tcb("xSleeperTCB"))));
-    EXPECT_EQ("E1", session.ask("g"));
+    EXPECT_EQ("E01", session.ask("g"));
     EXPECT_EQ("OK", session.ask("Hg" + hexId(tcb("xPausedTCB"))));
-    EXPECT_EQ("E1", session.ask("g"));
+    EXPECT_EQ("E01", session.ask("g"));
     EXPECT_TRUE(session.finish());
     EXPECT_EQ("Failed reading saved stack ptr\nRead registers. Failed reading registers from driver.\n"
               "failed reading frame\nRead registers. Failed reading registers from driver.\n" +

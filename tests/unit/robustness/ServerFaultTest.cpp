@@ -133,7 +133,7 @@ TEST_P(ServerFaultIntegration, InTheMiddleOfTheThreadxThreadWalk) {
     stopWithFault(kThreadxWalk, GetParam());
 }
 
-// A switched-out task's frame cannot be read: GDB gets "E1" for its registers, and only for them.
+// A switched-out task's frame cannot be read: GDB gets "E01" for its registers, and only for them.
 TEST_P(ServerFaultIntegration, InARegisterRead) {
     Fault fault = GetParam();
     FaultyServer target("freertos_snapshot.elf");
@@ -156,7 +156,7 @@ TEST_P(ServerFaultIntegration, InARegisterRead) {
         EXPECT_TRUE(target.waitCloseRequest());
         session.server().close();
     }
-    EXPECT_EQ("E1", session.gdb().nextPayload(FaultyServer::kLateMs + 1000));
+    EXPECT_EQ("E01", session.gdb().nextPayload(FaultyServer::kLateMs + 1000));
     expectAftermath(session, target, fault, frame, 68,
                     "failed reading frame\nRead registers. Failed reading registers from driver.\n");
 }

@@ -188,6 +188,25 @@ TEST_F(RspClientReadMemoryIntegration, AShortPrefetchFallsBackToTheExactRead) {
     EXPECT_EQ(std::vector<std::string>({"$m2000,c#be", "$m2004,4#93"}), server().receivedLog());
 }
 
+// A register written into a switched-out task's frame: the next read of that memory asks the server again.
+TEST_F(RspClientReadMemoryIntegration, AWriteClearsTheCacheBeforeItGoesOut) {
+    server().serve(FakeRspPeer::replies({{"m3000,4", "07000000"}, {"M3000,4:09000000", "OK"}}));
+    StopMemoryCache cache;
+    endpoint().setMemoryCache(&cache);
+    unsigned int value = 0;
+    EXPECT_TRUE(endpoint().readMemory(0x3000, value));
+    EXPECT_TRUE(endpoint().writeMemory(0x3000, "09000000"));
+    EXPECT_TRUE(cache.isEmpty());
+    EXPECT_TRUE(endpoint().readMemory(0x3000, value));
+    EXPECT_EQ(std::vector<std::string>({"$m3000,4#90", "$M3000,4:09000000#33", "$m3000,4#90"}),
+              server().receivedLog());
+}
+
+TEST_F(RspClientReadMemoryIntegration, AWriteTheServerRefusesFails) {
+    server().serve(FakeRspPeer::replies({{"M3000,4:09000000", "E14"}}));
+    EXPECT_FALSE(endpoint().writeMemory(0x3000, "09000000"));
+}
+
 TEST_F(RspClientReadMemoryIntegration, AValueReadOnceIsNotReadAgainWhileTheCacheLasts) {
     server().serve(FakeRspPeer::replies({{"m3000,4", "07000000"}}));
     StopMemoryCache cache;

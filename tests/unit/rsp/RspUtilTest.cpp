@@ -1,28 +1,13 @@
 #include "rsp/RspUtil.h"
 
 #include "target/RegisterList.h"
-#include "target/TargetDescription.h"
 #include "target/ThreadList.h"
-
-#include "SourceFile.h"
 
 #include <cstdio>
 #include <cstring>
 #include <functional>
 
 #include <gtest/gtest.h>
-
-namespace {
-
-std::string readTargetXml(const std::string& name) {
-    return testfiles::readSourceFile("tests/fixtures/targetxml/" + name);
-}
-
-std::vector<Register> twoRegisters() {
-    return {Register(RegisterId::REG_R0, 0x11223344, 0), Register(RegisterId::REG_R1, 0x55667788, 1)};
-}
-
-} // namespace
 
 // ---- Primitives ----
 
@@ -146,7 +131,7 @@ TEST(RspUtilTest, BuildersTable) {
     const Row rows[] = {
         {"OK", [] { return RspUtil::createReply_OK(); }, "OK"},
         {"empty", [] { return RspUtil::createReply_Empty(); }, ""},
-        {"E1", [] { return RspUtil::createReply_Error(1); }, "E1"},
+        {"E01", [] { return RspUtil::createReply_Error(1); }, "E01"},
         {"E17", [] { return RspUtil::createReply_Error(23); }, "E17"},
         {"qC", [] { return RspUtil::createReply_qC(0x20000a40); }, "QC20000a40"},
         {"qC fallback", [] { return RspUtil::createReply_qC(1); }, "QC1"},
@@ -154,8 +139,24 @@ TEST(RspUtilTest, BuildersTable) {
          "qSymbol:707843757272656e74544342"},
         {"qRcmd no output", [] { return RspUtil::createReply_qRcmd(""); }, "OK"},
         {"qRcmd", [] { return RspUtil::createReply_qRcmd("Tasks"); }, "5461736b730a"},
-        {"qXfer threads", [] { return RspUtil::createReply_qXferthreadsread("<threads></threads>"); },
+        {"qXfer threads",
+         [] { return RspUtil::createReply_qXferthreadsread("<threads></threads>", 0, 0xfff); },
          "l<threads></threads>"},
+        {"qXfer first piece",
+         [] { return RspUtil::createReply_qXferthreadsread("<threads></threads>", 0, 9); }, "m<threads>"},
+        {"qXfer middle", [] { return RspUtil::createReply_qXferthreadsread("<threads></threads>", 9, 4); },
+         "m</th"},
+        {"qXfer rest", [] { return RspUtil::createReply_qXferthreadsread("<threads></threads>", 9, 100); },
+         "l</threads>"},
+        {"qXfer exactly to the end",
+         [] { return RspUtil::createReply_qXferthreadsread("<threads></threads>", 9, 10); }, "l</threads>"},
+        {"qXfer at the end",
+         [] { return RspUtil::createReply_qXferthreadsread("<threads></threads>", 19, 100); }, "l"},
+        {"qXfer past the end",
+         [] { return RspUtil::createReply_qXferthreadsread("<threads></threads>", 0x400, 1); }, "l"},
+        {"qXfer piece escaped", [] { return RspUtil::createReply_qXferthreadsread("a#b$c", 1, 3); },
+         std::string("m}\x03"
+                     "b}\x04")},
         {"qfThreadInfo none", [] { return RspUtil::createReply_qfThreadInfo({}); }, "l"},
         {"qfThreadInfo",
          [] {
@@ -175,21 +176,30 @@ TEST(RspUtilTest, BuildersTable) {
         {"qThreadExtraInfo fallback",
          [] { return RspUtil::createReply_qThreadExtraInfo(TargetThread(1, 0, true, "")); },
          "312052554e4e494e47"},
-        {"g 10 bytes", [] { return RspUtil::createReply_g(twoRegisters(), 10); }, "44332211887766550000"},
-        {"g 6 bytes", [] { return RspUtil::createReply_g(twoRegisters(), 6); }, "443322110000"},
-        {"g 8 bytes", [] { return RspUtil::createReply_g(twoRegisters(), 8); }, "4433221188776655"},
-        {"g 9 bytes", [] { return RspUtil::createReply_g(twoRegisters(), 9); }, "443322118877665500"},
-        {"g 3 bytes", [] { return RspUtil::createReply_g(twoRegisters(), 3); }, "000000"},
-        {"g 0 bytes", [] { return RspUtil::createReply_g(twoRegisters(), 0); }, ""},
-        {"g no registers", [] { return RspUtil::createReply_g({}, 4); }, "00000000"},
         {"m text", [] { return RspUtil::createCommand_m("20000104", 4); }, "m20000104,4"},
         {"m text as it stands", [] { return RspUtil::createCommand_m("0x10", 2); }, "m0x10,2"},
         {"m number", [] { return RspUtil::createCommand_m(0x20000104u, 0x100); }, "m20000104,100"},
+        {"M word", [] { return RspUtil::createCommand_M(0x20000714u, "5a5a5a5a"); }, "M20000714,4:5a5a5a5a"},
+        {"M double", [] { return RspUtil::createCommand_M(0x40u, "0011223344556677"); },
+         "M40,8:0011223344556677"},
         {"m zero", [] { return RspUtil::createCommand_m(0u, 20); }, "m0,14"},
         {"features annex",
          [] { return RspUtil::createCommand_qXferfeaturesread("arm-vfp.xml", 0x3f0, 0x400); },
          "qXfer:features:read:arm-vfp.xml:3f0,400"},
         {"stop", [] { return RspUtil::createCommand_stopReply(0x2000a1b8, 5); }, "T05thread:2000a1b8;"},
+        {"S as T", [] { return RspUtil::createCommand_stopReply("S05", 0x20000a40); }, "T05thread:20000a40;"},
+        {"T thread in place",
+         [] {
+             return RspUtil::createCommand_stopReply("T0Bwatch:20000100;thread:p01.01;0d:00010020;core:0;",
+                                                     0x2a);
+         },
+         "T0Bwatch:20000100;thread:2a;0d:00010020;core:0;"},
+        {"T without thread", [] { return RspUtil::createCommand_stopReply("T05swbreak:;", 1); },
+         "T05thread:1;swbreak:;"},
+        {"T last field open", [] { return RspUtil::createCommand_stopReply("T05hwbreak:;core:1", 1); },
+         "T05thread:1;hwbreak:;core:1"},
+        {"T two threads", [] { return RspUtil::createCommand_stopReply("T05thread:1;thread:2;", 3); },
+         "T05thread:3;"},
         {"stop wide signal", [] { return RspUtil::createCommand_stopReply(1, 0x123); }, "T123thread:1;"},
         {"stop notification", [] { return RspUtil::createNotification_stopReply(0x20000a40, 2); },
          "Stop:T02thread:20000a40;"},
@@ -245,6 +255,11 @@ TEST(RspUtilTest, ThreadIdCommandsTable) {
         {RspUtil::parseCommand_T, "T", false, untouched},
         {RspUtil::parseCommand_T, "t1", false, untouched},
         {RspUtil::parseCommand_T, "T1.2", false, untouched},
+        {RspUtil::parseCommand_p, "p5", true, 5},
+        {RspUtil::parseCommand_p, "p1a", true, 0x1a},
+        {RspUtil::parseCommand_p, "p", false, untouched},
+        {RspUtil::parseCommand_p, "P5", false, untouched},
+        {RspUtil::parseCommand_p, "p5=1", false, untouched},
         {RspUtil::parseCommand_qThreadExtraInfo, "qThreadExtraInfo,20000a40", true, 0x20000a40},
         {RspUtil::parseCommand_qThreadExtraInfo, "qThreadExtraInfo,1,2", false, untouched},
         {RspUtil::parseCommand_qThreadExtraInfo, "qThreadExtraInfo", false, untouched},
@@ -256,6 +271,39 @@ TEST(RspUtilTest, ThreadIdCommandsTable) {
         unsigned int thread = untouched;
         EXPECT_EQ(row.accepted, row.parse(row.input, thread));
         EXPECT_EQ(row.thread, thread);
+    }
+}
+
+TEST(RspUtilTest, RegisterWriteCommandsTable) {
+    struct Row {
+        const char* input;
+        bool accepted;
+        unsigned int number;
+        const char* valueHex;
+    };
+    const Row rows[] = {
+        {"P5=5a5a5a5a", true, 5, "5a5a5a5a"},    {"P1a=0011223344556677", true, 0x1a, "0011223344556677"},
+        {"P5=5A5A5A5A", true, 5, "5A5A5A5A"},    {"P=5a5a5a5a", false, 0xeeeeeeee, "-"},
+        {"P5=", false, 0xeeeeeeee, "-"},         {"P5=5a5", false, 0xeeeeeeee, "-"},
+        {"P5=xxxxxxxx", false, 0xeeeeeeee, "-"}, {"P5", false, 0xeeeeeeee, "-"},
+        {"Pz=00000000", false, 0xeeeeeeee, "-"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.input);
+        unsigned int number = 0xeeeeeeee;
+        std::string valueHex = "-";
+        EXPECT_EQ(row.accepted, RspUtil::parseCommand_P(row.input, number, valueHex));
+        EXPECT_EQ(row.number, number);
+        EXPECT_EQ(row.valueHex, valueHex);
+    }
+    std::string registers = "-";
+    EXPECT_TRUE(RspUtil::parseCommand_G("G0011aabb", registers));
+    EXPECT_EQ("0011aabb", registers);
+    for (const std::string refused : {"G", "G001", "G00zz", "g0011"}) {
+        SCOPED_TRACE(refused);
+        registers = "-";
+        EXPECT_FALSE(RspUtil::parseCommand_G(refused, registers));
+        EXPECT_EQ("-", registers);
     }
 }
 
@@ -535,8 +583,8 @@ TEST(RspUtilTest, ThreadDocumentParsesBackAsTheLastChunk) {
     list.addThread(timer);
     std::string xml;
     bool last = false;
-    ASSERT_TRUE(RspUtil::parseReply_qXferobjectreadannex(RspUtil::createReply_qXferthreadsread(list.getXML()),
-                                                         xml, last));
+    ASSERT_TRUE(RspUtil::parseReply_qXferobjectreadannex(
+        RspUtil::createReply_qXferthreadsread(list.getXML(), 0, 0xfff), xml, last));
     EXPECT_TRUE(last);
     EXPECT_EQ(list.getXML(), xml);
 }
@@ -566,88 +614,11 @@ TEST(RspUtilTest, ThreadExtraInfoDecodesToNameAndState) {
     EXPECT_EQ("2000a1b8", RspUtil::decodeHex(nameless, static_cast<unsigned int>(nameless.size())));
 }
 
-TEST(RspUtilTest, RegisterReplyReadsBackAsTargetWords) {
-    std::vector<unsigned char> bytes;
-    ASSERT_TRUE(RspUtil::parseReply_m(RspUtil::createReply_g(twoRegisters(), 12), bytes));
-    ASSERT_EQ(12u, bytes.size());
-    EXPECT_EQ(0x11223344u, RspUtil::toUINT32(&bytes[0]));
-    EXPECT_EQ(0x55667788u, RspUtil::toUINT32(&bytes[4]));
-    EXPECT_EQ(0u, RspUtil::toUINT32(&bytes[8]));
-}
-
-// ---- Values a driver produces, through the target description ----
-
-TEST(RspUtilTest, SavedFrameOfAnMProfileTaskMakesTheGReply) {
-    TargetDescription description;
-    description.load(readTargetXml("m-profile-inline.xml"));
-    // What a Cortex-M4F port hands back for a task switched out by a context switch.
-    RegisterList saved;
-    saved.addRegister(RegisterId::REG_R0, 0x20000a40);
-    saved.addRegister(RegisterId::REG_R1, 0x00000001);
-    saved.addRegister(RegisterId::REG_R2, 0x00000002);
-    saved.addRegister(RegisterId::REG_R3, 0x00000003);
-    saved.addRegister(RegisterId::REG_R4, 0x04040404);
-    saved.addRegister(RegisterId::REG_R5, 0x05050505);
-    saved.addRegister(RegisterId::REG_R6, 0x06060606);
-    saved.addRegister(RegisterId::REG_R7, 0x200017f0);
-    saved.addRegister(RegisterId::REG_R8, 0x08080808);
-    saved.addRegister(RegisterId::REG_R9, 0x09090909);
-    saved.addRegister(RegisterId::REG_R10, 0x10101010);
-    saved.addRegister(RegisterId::REG_R11, 0x11111111);
-    saved.addRegister(RegisterId::REG_R12, 0xa5a5a5a5);
-    saved.addRegister(RegisterId::REG_SP, 0x20001808);
-    saved.addRegister(RegisterId::REG_LR, 0x08000a2d);
-    saved.addRegister(RegisterId::REG_PC, 0x08000b4e);
-    saved.addRegister(RegisterId::REG_XPSR, 0x61000000);
-    saved.addRegister(RegisterId::REG_LR_PENDSV, 0xfffffffd);
-    saved.addRegister(RegisterId::REG_S16, 0x3f800000);
-    ASSERT_TRUE(description.applyValues(saved));
-    EXPECT_EQ("400a0020"
-              "01000000"
-              "02000000"
-              "03000000"
-              "04040404"
-              "05050505"
-              "06060606"
-              "f0170020"
-              "08080808"
-              "09090909"
-              "10101010"
-              "11111111"
-              "a5a5a5a5"
-              "08180020"
-              "2d0a0008"
-              "4e0b0008"
-              "00000061" +
-                  std::string(2 * (168 - 68), '0'),
-              RspUtil::createReply_g(description.getRegisters(), 168));
-}
-
-TEST(RspUtilTest, MProfileValuesOnAnAProfileDescriptionLeaveTheStatusZero) {
-    TargetDescription description;
-    description.load(readTargetXml("a-profile-inline.xml"));
-    RegisterList saved;
-    saved.addRegister(RegisterId::REG_PC, 0x60001000);
-    saved.addRegister(RegisterId::REG_XPSR, 0x61000000);
-    description.applyValues(saved);
-    EXPECT_EQ(std::string(15 * 8, '0') + "00100060" + "00000000" + std::string(2 * 20, '0'),
-              RspUtil::createReply_g(description.getRegisters(), 88));
-}
-
-TEST(RspUtilTest, UnreadableDescriptionGivesFillOnly) {
-    TargetDescription description;
-    description.load(readTargetXml("xinclude.xml"));
-    RegisterList saved({RegisterId::REG_R0, RegisterId::REG_PC});
-    saved.getRegisters()[RegisterId::REG_PC].setValue(0x08000b4e);
-    description.applyValues(saved);
-    EXPECT_EQ(std::string(2 * 168, '0'), RspUtil::createReply_g(description.getRegisters(), 168));
-}
-
 TEST(RspUtilTest, BinaryDataEscapesTheFrameBytes) {
     EXPECT_EQ("plain text", RspUtil::escapeBinary("plain text"));
     EXPECT_EQ(std::string("}\x03}\x04}]}\x0a"), RspUtil::escapeBinary("#$}*"));
     EXPECT_EQ(std::string("la}\x03"
                           "b"),
-              RspUtil::createReply_qXferthreadsread("a#b"));
+              RspUtil::createReply_qXferthreadsread("a#b", 0, 3));
     EXPECT_EQ("", RspUtil::escapeBinary(""));
 }

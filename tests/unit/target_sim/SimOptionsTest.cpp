@@ -36,7 +36,7 @@ TEST(SimOptionsTest, WireOptionsFillTheConfig) {
     std::string error;
     ASSERT_TRUE(options.parse({"--port", "3333", "--read-delay-ms=5", "--close-after", "0x10", "--ack-mode",
                                "--once", "--stats", "-v", "--stop-reply", "S05", "--packet-size", "0x400",
-                               "--xfer-chunk", "100", "--a-profile", "app.elf"},
+                               "--xfer-chunk", "100", "--a-profile", "--threads-xfer", "app.elf"},
                               error))
         << error;
     EXPECT_EQ(3333, options.config.port);
@@ -45,6 +45,7 @@ TEST(SimOptionsTest, WireOptionsFillTheConfig) {
     EXPECT_TRUE(options.config.keepAckMode);
     EXPECT_TRUE(options.config.once);
     EXPECT_TRUE(options.config.printStats);
+    EXPECT_TRUE(options.config.offerThreadsXfer);
     EXPECT_TRUE(options.config.verbose);
     EXPECT_EQ("S05", options.config.stopReply);
     EXPECT_EQ(0x400u, options.config.packetSize);
