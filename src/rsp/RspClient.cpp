@@ -22,6 +22,9 @@ const int kChecksumDigits = 2;
 const unsigned char kInterrupt = 0x03;
 // Data bytes per "m" while the server has not named its packet size.
 const unsigned int kDefaultReadPiece = 4096;
+// No structure or stack of a target is larger. A larger length comes from corrupt kernel data (a stack size
+// of four billion), and reading it piece by piece would keep a probe busy for minutes.
+const unsigned int kLargestRead = 1024 * 1024;
 // Each data byte is two hexadecimal digits of the reply.
 const unsigned int kHexDigitsPerByte = 2;
 
@@ -356,6 +359,11 @@ bool RspClient::readFromServer(unsigned int address, const std::string& addressH
     if (length <= piece) {
         return exchangeRead(addressHex, length, data);
     }
+    if (length > kLargestRead) {
+        Logger::getInstance().log(Logger::LOG_DEBUG, "readMemory",
+                                  "%u bytes at 0x%08x: more than any target holds\n", length, address);
+        return false;
+    }
     data.clear();
     data.reserve(length);
     std::vector<unsigned char> part;
@@ -420,12 +428,13 @@ bool RspClient::readMemory(unsigned int address, unsigned int& value) {
 }
 
 bool RspClient::writeMemory(unsigned int address, const std::string& valueHex) {
-    // Whatever the server answers, the memory may have changed: no read of this stop may be served from before.
+    // Whatever the server answers, the memory may have changed: no read may be served from before.
     if (memoryCache != nullptr) {
         memoryCache->clear();
     }
     std::string reply;
-    return sendWaitCommand(RspUtil::createCommand_M(address, valueHex), reply) && reply == RspUtil::createReply_OK();
+    return sendWaitCommand(RspUtil::createCommand_M(address, valueHex), reply) &&
+           reply == RspUtil::createReply_OK();
 }
 
 bool RspClient::readFeatures(const std::string& annex, std::string& text) {

@@ -188,6 +188,14 @@ TEST_F(RspClientReadMemoryIntegration, AShortPrefetchFallsBackToTheExactRead) {
     EXPECT_EQ(std::vector<std::string>({"$m2000,c#be", "$m2004,4#93"}), server().receivedLog());
 }
 
+// A length read from corrupt kernel data: refused before any exchange, and without taking the memory.
+TEST_F(RspClientReadMemoryIntegration, ALengthNoTargetHoldsIsRefusedUnread) {
+    server().serve(FakeRspPeer::replies({}));
+    std::vector<unsigned char> data;
+    EXPECT_FALSE(endpoint().readMemory(0x20000000, 0xefe00000u, data));
+    EXPECT_TRUE(server().receivedLog().empty());
+}
+
 // A register written into a switched-out task's frame: the next read of that memory asks the server again.
 TEST_F(RspClientReadMemoryIntegration, AWriteClearsTheCacheBeforeItGoesOut) {
     server().serve(FakeRspPeer::replies({{"m3000,4", "07000000"}, {"M3000,4:09000000", "OK"}}));
