@@ -10,7 +10,7 @@ MissingMemberLog& MissingMemberLog::getInstance() {
 void MissingMemberLog::report(const std::string& structure, const std::string& member) {
     const std::string name = structure + "." + member;
     if (reported.insert(name).second) {
-        Logger::getInstance().log(Logger::LOG_INFO, "MissingMemberLog", "Member not in this kernel build: %s.\n",
-                                  name.c_str());
+        Logger::getInstance().log(Logger::LOG_INFO, "MissingMemberLog",
+                                  "Member not in this kernel build: %s.\n", name.c_str());
     }
 }

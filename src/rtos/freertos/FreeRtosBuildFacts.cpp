@@ -11,7 +11,8 @@
 
 FreeRtosBuildFacts FreeRtosBuildFacts::ofProgram() {
     std::string path;
-    bool floatingPoint = Properties::getInstance().getProperty("--file", path) && programUsesFloatingPoint(path);
+    bool floatingPoint =
+        Properties::getInstance().getProperty("--file", path) && programUsesFloatingPoint(path);
     StructInfo task;
     MemberInfo settings;
     bool mpuSettings = SymbolTable::getInstance().lookupStruct("tskTaskControlBlock", task) &&

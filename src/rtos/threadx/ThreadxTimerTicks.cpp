@@ -32,8 +32,8 @@ bool readWheel(RspClient& server, unsigned int (&wheel)[WHEEL_WORDS]) {
 
 } // namespace
 
-const char* const ThreadxTimerTicks::kWheelSymbols[4] = {"_tx_timer_list_start", "_tx_timer_list_end",
-                                                         "_tx_timer_current_ptr", "_tx_timer_expired_timer_ptr"};
+const char* const ThreadxTimerTicks::kWheelSymbols[4] = {
+    "_tx_timer_list_start", "_tx_timer_list_end", "_tx_timer_current_ptr", "_tx_timer_expired_timer_ptr"};
 
 bool ThreadxTimerTicks::ticksLeft(RspClient& server, StructInfo& internal, unsigned int& ticks) {
     MemberInfo remainingMember;
@@ -51,9 +51,9 @@ bool ThreadxTimerTicks::ticksLeft(RspClient& server, StructInfo& internal, unsig
     }
     const unsigned int entries = (wheel[LIST_END] - wheel[LIST_START]) / kSlotSize;
     if (slot >= wheel[LIST_START] && slot < wheel[LIST_END]) {
-        ticks = slot >= wheel[CURRENT]
-                    ? (slot - wheel[CURRENT]) / kSlotSize + 1
-                    : (slot - wheel[LIST_START]) / kSlotSize + (wheel[LIST_END] - wheel[CURRENT]) / kSlotSize + 1;
+        ticks = slot >= wheel[CURRENT] ? (slot - wheel[CURRENT]) / kSlotSize + 1
+                                       : (slot - wheel[LIST_START]) / kSlotSize +
+                                             (wheel[LIST_END] - wheel[CURRENT]) / kSlotSize + 1;
         if (remaining > entries) {
             ticks += remaining - entries;
         }

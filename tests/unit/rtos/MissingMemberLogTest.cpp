@@ -26,7 +26,8 @@ TEST_F(MissingMemberLogTest, NamesAMemberOnlyTheFirstTime) {
     EXPECT_EQ("Member not in this kernel build: tskTaskControlBlock.ulRunTimeCounter.\n",
               report("tskTaskControlBlock", "ulRunTimeCounter"));
     EXPECT_EQ("", report("tskTaskControlBlock", "ulRunTimeCounter"));
-    EXPECT_EQ("Member not in this kernel build: TX_THREAD.tx_thread_name.\n", report("TX_THREAD", "tx_thread_name"));
+    EXPECT_EQ("Member not in this kernel build: TX_THREAD.tx_thread_name.\n",
+              report("TX_THREAD", "tx_thread_name"));
 }
 
 TEST_F(MissingMemberLogTest, TheSameMemberOfAnotherStructureIsNews) {

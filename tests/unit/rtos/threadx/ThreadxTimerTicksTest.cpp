@@ -12,8 +12,8 @@
 namespace {
 
 const char* const kInternal = "TX_TIMER_INTERNAL_STRUCT";
-const std::vector<std::string> kWheel = {"_tx_timer_list_start", "_tx_timer_list_end", "_tx_timer_current_ptr",
-                                         "_tx_timer_expired_timer_ptr"};
+const std::vector<std::string> kWheel = {"_tx_timer_list_start", "_tx_timer_list_end",
+                                         "_tx_timer_current_ptr", "_tx_timer_expired_timer_ptr"};
 
 class ThreadxTimerTicksIntegration : public ::testing::Test {
 protected:
@@ -46,8 +46,8 @@ TEST_F(ThreadxTimerTicksIntegration, EveryPlaceATimerCanWaitCountsAsTheKernelCou
         unsigned int reads;
     };
     // Remaining ticks and slot, then the four words of the wheel for an active timer.
-    const Case cases[] = {{"ahead", "5", 6},     {"wrapped", "26", 6},  {"turns", "79", 6},
-                          {"expiring", "0", 6},  {"pending", "8", 6},   {"inactive", "9", 2}};
+    const Case cases[] = {{"ahead", "5", 6},    {"wrapped", "26", 6}, {"turns", "79", 6},
+                          {"expiring", "0", 6}, {"pending", "8", 6},  {"inactive", "9", 2}};
     for (const Case& each : cases) {
         SCOPED_TRACE(each.timer);
         unsigned int reads = 0;
