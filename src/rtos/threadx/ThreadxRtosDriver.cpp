@@ -16,6 +16,7 @@
 #include "target/TargetThread.h"
 #include "target/ThreadList.h"
 
+#include <iterator>
 #include <stdexcept>
 
 namespace {
@@ -36,9 +37,7 @@ const std::vector<std::string> kSymbols = {
     "_tx_queue_created_ptr",         "_tx_event_flags_created_ptr",  "_tx_block_pool_created_ptr",
     "_tx_byte_pool_created_ptr",     "_tx_thread_created_count",     "_tx_semaphore_created_count",
     "_tx_mutex_created_count",       "_tx_timer_created_count",      "_tx_queue_created_count",
-    "_tx_event_flags_created_count", "_tx_block_pool_created_count", "_tx_byte_pool_created_count",
-    ThreadxTimerTicks::kWheelSymbols[0], ThreadxTimerTicks::kWheelSymbols[1], ThreadxTimerTicks::kWheelSymbols[2],
-    ThreadxTimerTicks::kWheelSymbols[3]};
+    "_tx_event_flags_created_count", "_tx_block_pool_created_count", "_tx_byte_pool_created_count"};
 
 const std::vector<std::string> kStructures = {
     "TX_THREAD_STRUCT",         "TX_MUTEX_STRUCT", "TX_SEMAPHORE_STRUCT",         "TX_TIMER_STRUCT",
@@ -173,6 +172,9 @@ bool ThreadxRtosDriver::init(RspClient& server) {
 
 void ThreadxRtosDriver::getSymbols(std::vector<std::string>& symbols) {
     symbols = kSymbols;
+    // The timer wheel's, so that a timer's ticks left are the kernel's count.
+    symbols.insert(symbols.end(), std::begin(ThreadxTimerTicks::kWheelSymbols),
+                   std::end(ThreadxTimerTicks::kWheelSymbols));
 }
 
 void ThreadxRtosDriver::getDataStructures(std::vector<std::string>& structures) {
