@@ -1,5 +1,5 @@
-#include "app/Logger.h"
-#include "app/Properties.h"
+#include "base/Logger.h"
+#include "base/Properties.h"
 #include "debuginfo/SymbolTable.h"
 #include "proxy/Tarnwick.h"
 
@@ -12,6 +12,9 @@ namespace {
 
 const char* const kVersionNumber = "0.17.0";
 const char* const kVersionSuffix = "";
+
+// "--loglevel" when it is absent or not a number: all but the debug lines.
+const unsigned int kDefaultLogLevel = 7;
 
 const char* const kHelpLines[] = {
     "Usage:",
@@ -88,15 +91,20 @@ int main(int argc, char** argv) {
 
     // 3. The options file and the command line are alternatives; they are never merged.
     Properties& properties = Properties::getInstance();
-    if (args.size() == 2 && args[0] == "-f") {
-        result = properties.init(args[1]);
-    } else {
-        result = properties.init(args);
-    }
+    bool fromFile = args.size() == 2 && args[0] == "-f";
+    result = fromFile ? properties.init(args[1]) : properties.init(args);
 
     // 4.
     Logger& logger = Logger::getInstance();
-    logger.init();
+    logger.init(kDefaultLogLevel);
+    unsigned int level = kDefaultLogLevel;
+    if (!properties.getProperty("--loglevel", level)) {
+        level = kDefaultLogLevel;
+    }
+    logger.init(level);
+    if (!result && fromFile) {
+        logger.log(Logger::LOG_ERROR, "main", "PropertiesManager::init(), failed open file: %s\n", args[1].c_str());
+    }
 
     // 5. The debug-info cache must exist before a driver can be detected over it.
     if (result && !SymbolTable::getInstance().init()) {

@@ -1,7 +1,7 @@
 #include "debuginfo/DumpParser.h"
 
-#include "app/Logger.h"
-#include "app/StringUtil.h"
+#include "base/Logger.h"
+#include "base/StringUtil.h"
 
 #include <algorithm>
 #include <cctype>

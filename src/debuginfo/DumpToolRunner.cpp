@@ -1,6 +1,6 @@
 #include "debuginfo/DumpToolRunner.h"
 
-#include "app/StringUtil.h"
+#include "base/StringUtil.h"
 
 #include <cerrno>
 #include <fcntl.h>

@@ -1,6 +1,6 @@
 #include "debuginfo/MemberInfo.h"
+#include "base/NumberCodec.h"
 
-#include "rsp/RspUtil.h"
 
 #include <algorithm>
 #include <cstring>
@@ -22,15 +22,15 @@ MemberInfo::MemberInfo(const std::string& newName, unsigned int newOffset)
 
 unsigned int MemberInfo::getDataUINT32() {
     PaddedWord word(data);
-    return RspUtil::toUINT32(word.bytes);
+    return NumberCodec::toUINT32(word.bytes);
 }
 
 unsigned short MemberInfo::getDataUINT16() {
     PaddedWord word(data);
-    return RspUtil::toUINT16(word.bytes);
+    return NumberCodec::toUINT16(word.bytes);
 }
 
 unsigned char MemberInfo::getDataUINT8() {
     PaddedWord word(data);
-    return RspUtil::toUINT8(word.bytes);
+    return NumberCodec::toUINT8(word.bytes);
 }

@@ -1,12 +1,11 @@
 #include "debuginfo/SymbolTable.h"
 
-#include "app/Logger.h"
-#include "app/Properties.h"
-#include "app/ProxyUtils.h"
+#include "base/Logger.h"
+#include "base/Properties.h"
+#include "base/ProxyUtils.h"
 #include "debuginfo/DumpParser.h"
 #include "debuginfo/DumpToolRunner.h"
 
-#include <cstdio>
 #include <fstream>
 #include <sys/stat.h>
 
@@ -120,15 +119,6 @@ bool SymbolTable::lookupSymbol(const std::string& name, Symbol& out) {
     return true;
 }
 
-void SymbolTable::printSymbolTable() {
-    std::printf("*** SYMBOL TABLE ***\n");
-    for (const auto& entry : symbols) {
-        std::printf("%s, 0x%s\n", entry.first.c_str(), entry.second.getAddress().c_str());
-    }
-    std::printf("*******************\n");
-    std::fflush(stdout);
-}
-
 bool SymbolTable::lookupStruct(const std::string& name, StructInfo& out) {
     auto entry = structs.find(name);
     if (entry == structs.end()) {
@@ -166,17 +156,6 @@ bool SymbolTable::resolveDataStructure(const std::string& name, unsigned int add
     }
     out.bindTo(address);
     return true;
-}
-
-void SymbolTable::printStructInfo() {
-    for (auto& entry : structs) {
-        std::printf("%s: %u\n", entry.first.c_str(), entry.second.getSize());
-        for (auto& member : entry.second.getMembers()) {
-            std::printf("%s:%u\n", member.first.c_str(), member.second.getOffset());
-        }
-        std::printf("\n");
-    }
-    std::fflush(stdout);
 }
 
 void SymbolTable::clear() {

@@ -28,7 +28,6 @@ public:
     void addSymbol(const Symbol& symbol);
     // Exact match; out is left alone when the name is unknown.
     bool lookupSymbol(const std::string& name, Symbol& out);
-    void printSymbolTable();
 
     // Exact match; copies into out, which is left alone when the structure is unknown.
     bool lookupStruct(const std::string& name, StructInfo& out);
@@ -36,7 +35,6 @@ public:
     bool resolveDataStructures(const std::vector<std::string>& names);
     // Copies the layout into out with every member's address set for an instance at address.
     static bool resolveDataStructure(const std::string& name, unsigned int address, StructInfo& out);
-    void printStructInfo();
 
     // Empties both maps; lets tests start from a clean singleton.
     void clear();

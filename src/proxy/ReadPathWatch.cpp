@@ -1,6 +1,6 @@
 #include "proxy/ReadPathWatch.h"
 
-#include "app/StringUtil.h"
+#include "base/StringUtil.h"
 #include "rsp/RspClient.h"
 #include "rsp/RspUtil.h"
 

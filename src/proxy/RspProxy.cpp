@@ -1,7 +1,7 @@
 #include "proxy/RspProxy.h"
 
-#include "app/Logger.h"
-#include "app/Properties.h"
+#include "base/Logger.h"
+#include "base/Properties.h"
 #include "rsp/AckMode.h"
 #include "rsp/ClientSocket.h"
 #include "rsp/RspClient.h"

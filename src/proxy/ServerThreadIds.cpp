@@ -1,6 +1,6 @@
 #include "proxy/ServerThreadIds.h"
 
-#include "app/StringUtil.h"
+#include "base/StringUtil.h"
 
 #include <vector>
 

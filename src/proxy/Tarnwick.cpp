@@ -2,8 +2,8 @@
 
 #include "proxy/TaskRegisters.h"
 
-#include "app/Logger.h"
-#include "app/Properties.h"
+#include "base/Logger.h"
+#include "base/Properties.h"
 #include "debuginfo/Symbol.h"
 #include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"
@@ -434,7 +434,8 @@ bool Tarnwick::intercept_qThreadExtraInfo(RspClient& from, RspClient& to, bool& 
     }
     take(from, handled);
     TargetThread thread;
-    std::string reply = getThreads(to).getThread(id, thread) ? RspUtil::createReply_qThreadExtraInfo(thread)
+    std::string reply = getThreads(to).getThread(id, thread) ? RspUtil::createReply_qThreadExtraInfo(
+                                                                   thread.getName(), thread.getCpuActive())
                                                              : RspUtil::createReply_Empty();
     return sendReply(from, reply, "intercept_qThreadExtraInfo", "Thread info. Failed sending\n");
 }

@@ -1,6 +1,6 @@
 #include "proxy/TaskRegisters.h"
 
-#include "app/Logger.h"
+#include "base/Logger.h"
 #include "rsp/RspUtil.h"
 #include "rtos/IRtosDriver.h"
 #include "target/SavedFrame.h"

@@ -1,6 +1,6 @@
 #include "rsp/ClientSocket.h"
 
-#include "app/Logger.h"
+#include "base/Logger.h"
 
 #include <cerrno>
 #include <chrono>

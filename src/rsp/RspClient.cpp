@@ -1,6 +1,7 @@
 #include "rsp/RspClient.h"
+#include "base/NumberCodec.h"
 
-#include "app/Logger.h"
+#include "base/Logger.h"
 #include "rsp/AckMode.h"
 #include "rsp/ClientSocket.h"
 #include "rsp/RspUtil.h"
@@ -369,7 +370,7 @@ bool RspClient::readFromServer(unsigned int address, const std::string& addressH
     std::vector<unsigned char> part;
     for (unsigned int done = 0; done < length; done += part.size()) {
         const unsigned int size = std::min(piece, length - done);
-        if (!exchangeRead(RspUtil::toString(address + done, 16), size, part)) {
+        if (!exchangeRead(NumberCodec::toString(address + done, 16), size, part)) {
             return false;
         }
         data.insert(data.end(), part.begin(), part.end());
@@ -382,7 +383,7 @@ void RspClient::prefetchMemory(unsigned int address, unsigned int length) {
         return;
     }
     std::vector<unsigned char> data;
-    if (readFromServer(address, RspUtil::toString(address, 16), length, data)) {
+    if (readFromServer(address, NumberCodec::toString(address, 16), length, data)) {
         memoryCache->store(address, data);
         return;
     }
@@ -401,7 +402,7 @@ bool RspClient::readMemory(const std::string& addressHex, unsigned int length,
 }
 
 bool RspClient::readMemory(unsigned int address, unsigned int length, std::vector<unsigned char>& data) {
-    return readAt(address, RspUtil::toString(address, 16), length, data);
+    return readAt(address, NumberCodec::toString(address, 16), length, data);
 }
 
 bool RspClient::readAt(unsigned int address, const std::string& addressHex, unsigned int length,
@@ -423,7 +424,7 @@ bool RspClient::readMemory(unsigned int address, unsigned int& value) {
     if (!readMemory(address, 4, data)) {
         return false;
     }
-    value = RspUtil::toUINT32(data.data());
+    value = NumberCodec::toUINT32(data.data());
     return true;
 }
 

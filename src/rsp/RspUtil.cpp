@@ -1,6 +1,7 @@
 #include "rsp/RspUtil.h"
 
-#include "app/StringUtil.h"
+#include "base/NumberCodec.h"
+#include "base/StringUtil.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -14,36 +15,6 @@ namespace {
 
 const char kHexDigits[] = "0123456789abcdef";
 
-int hexDigitValue(char digit) {
-    if (digit >= '0' && digit <= '9') {
-        return digit - '0';
-    }
-    if (digit >= 'a' && digit <= 'f') {
-        return digit - 'a' + 10;
-    }
-    if (digit >= 'A' && digit <= 'F') {
-        return digit - 'A' + 10;
-    }
-    return -1;
-}
-
-// Scans one pair as "%2x" does. The scan writes nothing when the pair is not hexadecimal, so the
-// value of the pair before stands; that is what the caller passes in as previous. Two hexadecimal digits,
-// what a server sends, are read here; only other pairs (signs, blanks, "0x") go to sscanf itself.
-unsigned int scanPair(const std::string& text, std::string::size_type at, unsigned int previous) {
-    int high = hexDigitValue(text[at]);
-    int low = hexDigitValue(text[at + 1]);
-    if (high >= 0 && low >= 0) {
-        return static_cast<unsigned int>(high * 16 + low);
-    }
-    char pair[3] = {text[at], text[at + 1], '\0'};
-    unsigned int scanned = previous;
-    if (std::sscanf(pair, "%2x", &scanned) != 1) {
-        return previous;
-    }
-    return scanned;
-}
-
 // A hexadecimal field that must be used whole; value is written only then.
 // Whole bytes of hexadecimal digits, at least one.
 bool isHexBytes(const std::string& text) {
@@ -53,7 +24,7 @@ bool isHexBytes(const std::string& text) {
 
 bool parseHex(const std::string& text, unsigned int& value) {
     unsigned int parsed = 0;
-    if (!RspUtil::toUINT32(text, 16, parsed)) {
+    if (!NumberCodec::toUINT32(text, 16, parsed)) {
         return false;
     }
     value = parsed;
@@ -61,64 +32,6 @@ bool parseHex(const std::string& text, unsigned int& value) {
 }
 
 } // namespace
-
-bool RspUtil::toUINT32(const std::string& text, unsigned int base, unsigned int& value) {
-    std::size_t used = 0;
-    unsigned long converted = 0;
-    try {
-        converted = std::stoul(text, &used, static_cast<int>(base));
-    } catch (const std::exception&) {
-        std::cout << "RspUtil::toUINT32(), failure: " << text << std::endl;
-        return false;
-    }
-    value = static_cast<unsigned int>(converted);
-    return used == text.size();
-}
-
-unsigned int RspUtil::toUINT32(unsigned char* data) {
-    unsigned int value = 0;
-    std::memcpy(&value, data, sizeof(value));
-    return value;
-}
-
-unsigned short RspUtil::toUINT16(unsigned char* data) {
-    unsigned short value = 0;
-    std::memcpy(&value, data, sizeof(value));
-    return value;
-}
-
-unsigned char RspUtil::toUINT8(unsigned char* data) {
-    return *data;
-}
-
-std::string RspUtil::encodeHex(const std::string& text) {
-    std::string hex;
-    hex.reserve(text.size() * 2);
-    for (char character : text) {
-        // Deliberately signed: a byte above 0x7f prints eight digits. Kept so, not corrected.
-        int value = static_cast<signed char>(character);
-        if (value < 0) {
-            char digits[9];
-            std::snprintf(digits, sizeof(digits), "%08x", static_cast<unsigned int>(value));
-            hex += digits;
-            continue;
-        }
-        hex += kHexDigits[value >> 4];
-        hex += kHexDigits[value & 0xf];
-    }
-    return hex;
-}
-
-std::string RspUtil::decodeHex(const std::string& hex, unsigned int length) {
-    std::string::size_type usable = std::min<std::string::size_type>(length, hex.size());
-    std::string text;
-    unsigned int value = 0;
-    for (std::string::size_type at = 0; at + 1 < usable; at += 2) {
-        value = scanPair(hex, at, value);
-        text += static_cast<char>(value & 0xff);
-    }
-    return text;
-}
 
 std::string RspUtil::encodeRegisterValue(unsigned int value) {
     std::string digits;
@@ -128,21 +41,6 @@ std::string RspUtil::encodeRegisterValue(unsigned int value) {
         digits += kHexDigits[bits & 0xf];
     }
     return digits;
-}
-
-std::string RspUtil::toString(unsigned int value, unsigned int base) {
-    // Every target read names its address with this, so it is written out by hand: a stream, or even
-    // snprintf, costs more than the rest of building the packet.
-    if (base != 16 && base != 10) {
-        return "";
-    }
-    char digits[16];
-    char* first = digits + sizeof(digits);
-    do {
-        *--first = kHexDigits[value % base];
-        value /= base;
-    } while (value != 0);
-    return std::string(first, digits + sizeof(digits));
 }
 
 std::string RspUtil::createReply_OK() {
@@ -160,18 +58,18 @@ std::string RspUtil::createReply_Error(unsigned int code) {
 }
 
 std::string RspUtil::createReply_qC(unsigned int thread) {
-    return "QC" + toString(thread, 16);
+    return "QC" + NumberCodec::toString(thread, 16);
 }
 
 std::string RspUtil::createReply_qSymbol(const std::string& name) {
-    return "qSymbol:" + encodeHex(name);
+    return "qSymbol:" + NumberCodec::encodeHex(name);
 }
 
 std::string RspUtil::createReply_qRcmd(const std::string& text) {
     if (text.empty()) {
         return createReply_OK();
     }
-    return encodeHex(text + "\n");
+    return NumberCodec::encodeHex(text + "\n");
 }
 
 std::string RspUtil::createReply_qXferthreadsread(const std::string& document, unsigned int offset,
@@ -206,34 +104,34 @@ std::string RspUtil::createReply_qfThreadInfo(const std::vector<unsigned int>& t
         if (i > 0) {
             reply += ",";
         }
-        reply += toString(threads[i], 16);
+        reply += NumberCodec::toString(threads[i], 16);
     }
     return reply;
 }
 
-std::string RspUtil::createReply_qThreadExtraInfo(const TargetThread& thread) {
-    std::string info = thread.getName();
-    if (thread.getCpuActive()) {
+std::string RspUtil::createReply_qThreadExtraInfo(const std::string& name, bool running) {
+    std::string info = name;
+    if (running) {
         info += " RUNNING";
     }
-    return encodeHex(info);
+    return NumberCodec::encodeHex(info);
 }
 
 std::string RspUtil::createCommand_m(const std::string& addressHex, unsigned int length) {
-    return "m" + addressHex + "," + toString(length, 16);
+    return "m" + addressHex + "," + NumberCodec::toString(length, 16);
 }
 
 std::string RspUtil::createCommand_qXferfeaturesread(const std::string& annex, unsigned int offset,
                                                      unsigned int length) {
-    return "qXfer:features:read:" + annex + ":" + toString(offset, 16) + "," + toString(length, 16);
+    return "qXfer:features:read:" + annex + ":" + NumberCodec::toString(offset, 16) + "," + NumberCodec::toString(length, 16);
 }
 
 std::string RspUtil::createCommand_m(unsigned int address, unsigned int length) {
-    return createCommand_m(toString(address, 16), length);
+    return createCommand_m(NumberCodec::toString(address, 16), length);
 }
 
 std::string RspUtil::createCommand_M(unsigned int address, const std::string& dataHex) {
-    return "M" + toString(address, 16) + "," + toString(static_cast<unsigned int>(dataHex.size() / 2), 16) +
+    return "M" + NumberCodec::toString(address, 16) + "," + NumberCodec::toString(static_cast<unsigned int>(dataHex.size() / 2), 16) +
            ":" + dataHex;
 }
 
@@ -244,7 +142,7 @@ std::string RspUtil::createCommand_stopReply(unsigned int thread, unsigned int s
 }
 
 std::string RspUtil::createCommand_stopReply(const std::string& serverReply, unsigned int thread) {
-    const std::string threadField = "thread:" + toString(thread, 16) + ";";
+    const std::string threadField = "thread:" + NumberCodec::toString(thread, 16) + ";";
     const std::string fields = serverReply.compare(0, 1, "T") == 0 ? serverReply.substr(3) : "";
     std::string kept;
     bool replaced = false;
@@ -381,7 +279,7 @@ bool RspUtil::parseCommand_qRcmd(const std::string& command, std::vector<std::st
     }
     std::string hex = command.substr(prefixSize);
     std::vector<std::string> pieces =
-        StringUtil::split2(decodeHex(hex, static_cast<unsigned int>(hex.size())), ' ');
+        StringUtil::split2(NumberCodec::decodeHex(hex, static_cast<unsigned int>(hex.size())), ' ');
     arguments.insert(arguments.end(), pieces.begin(), pieces.end());
     return true;
 }
@@ -427,7 +325,7 @@ bool RspUtil::parseReply_qSymbol(const std::string& reply, std::string& value, s
         return false;
     }
     value = pieces[1];
-    name = decodeHex(pieces[2], static_cast<unsigned int>(pieces[2].size()));
+    name = NumberCodec::decodeHex(pieces[2], static_cast<unsigned int>(pieces[2].size()));
     return true;
 }
 
@@ -445,11 +343,6 @@ bool RspUtil::parseReply_m(const std::string& reply, std::vector<unsigned char>&
     if (reply.size() % 2 != 0) {
         return false;
     }
-    data.reserve(reply.size() / 2);
-    unsigned int value = 0;
-    for (std::string::size_type at = 0; at < reply.size(); at += 2) {
-        value = scanPair(reply, at, value);
-        data.push_back(static_cast<unsigned char>(value & 0xff));
-    }
+    NumberCodec::decodeHex(reply, data);
     return true;
 }

@@ -1,34 +1,16 @@
 #ifndef TARNWICK_RSP_RSPUTIL_H
 #define TARNWICK_RSP_RSPUTIL_H
 
-#include "target/Register.h"
-#include "target/TargetThread.h"
-
 #include <string>
 #include <vector>
 
-// Static encoders and parsers of RSP payloads. No I/O but the failure line of toUINT32.
+// Static encoders and parsers of RSP payloads. No I/O.
 // Numbers go out in lower-case hexadecimal without prefix or leading zeros unless said otherwise.
 // Parsers return true on a match and leave their outputs alone otherwise, unless said otherwise.
 class RspUtil {
 public:
-    // stoul in the given base, low 32 bits stored; true only if the whole text was used.
-    // Prints "RspUtil::toUINT32(), failure: <text>" when no number could be read (value untouched).
-    static bool toUINT32(const std::string& text, unsigned int base, unsigned int& value);
-    // Values at data in host order, which is taken to be the target's order.
-    static unsigned int toUINT32(unsigned char* data);
-    static unsigned short toUINT16(unsigned char* data);
-    static unsigned char toUINT8(unsigned char* data);
-
-    // Two digits per character taken as signed, so a byte of 0x80 or above gives eight ("ffffffe9").
-    static std::string encodeHex(const std::string& text);
-    // Decodes length / 2 pairs from the start of hex (never more than hex holds). A pair that does not
-    // scan as hexadecimal repeats the byte of the pair before it; as the first pair it gives 0x00.
-    static std::string decodeHex(const std::string& hex, unsigned int length);
     // Eight digits, least significant byte first: the target's byte order on the wire.
     static std::string encodeRegisterValue(unsigned int value);
-    // Base 16 or 10; any other base gives an empty text.
-    static std::string toString(unsigned int value, unsigned int base);
 
     // Replies to GDB.
     static std::string createReply_OK();
@@ -50,7 +32,7 @@ public:
     // "l" for no threads, otherwise "m" and the ids separated by ",".
     static std::string createReply_qfThreadInfo(const std::vector<unsigned int>& threads);
     // The hex of the name, and of " RUNNING" behind it for the thread on the core.
-    static std::string createReply_qThreadExtraInfo(const TargetThread& thread);
+    static std::string createReply_qThreadExtraInfo(const std::string& name, bool running);
 
     // Commands to the server. addressHex goes out as it stands.
     static std::string createCommand_m(const std::string& addressHex, unsigned int length);

@@ -1,6 +1,6 @@
 #include "rtos/MissingMemberLog.h"
 
-#include "app/Logger.h"
+#include "base/Logger.h"
 
 MissingMemberLog& MissingMemberLog::getInstance() {
     static MissingMemberLog instance;

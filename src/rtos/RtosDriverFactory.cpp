@@ -1,8 +1,8 @@
 #include "rtos/RtosDriverFactory.h"
 
-#include "app/Logger.h"
-#include "app/OsUtil.h"
-#include "app/StringUtil.h"
+#include "base/Logger.h"
+#include "base/OsUtil.h"
+#include "base/StringUtil.h"
 #include "debuginfo/SymbolTable.h"
 #include "rtos/threadx/ThreadxRtosDriver.h"
 #include "rtos/freertos/FreeRtosRtosDriver.h"

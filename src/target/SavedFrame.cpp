@@ -1,14 +1,14 @@
 #include "target/SavedFrame.h"
+#include "base/NumberCodec.h"
 
 #include "rsp/RspClient.h"
-#include "rsp/RspUtil.h"
 #include "target/FrameLayout.h"
 #include "target/RegisterList.h"
 
 void SavedFrame::unpack(const FrameLayout& layout, unsigned int frameAddress,
                         std::vector<unsigned char>& frame, RegisterList& registers) {
     for (const auto& entry : layout.getOffsets()) {
-        registers.addSavedRegister(entry.first, RspUtil::toUINT32(&frame[entry.second]),
+        registers.addSavedRegister(entry.first, NumberCodec::toUINT32(&frame[entry.second]),
                                    frameAddress + entry.second);
     }
 }

@@ -1,4 +1,5 @@
 #include "target/TargetDescription.h"
+#include "base/NumberCodec.h"
 
 #include "rsp/RspUtil.h"
 
@@ -68,7 +69,7 @@ bool attribute(const std::string& tag, const std::string& key, std::string& valu
 
 bool number(const std::string& tag, const std::string& key, unsigned int& value) {
     std::string text;
-    return attribute(tag, key, text) && RspUtil::toUINT32(text, 10, value);
+    return attribute(tag, key, text) && NumberCodec::toUINT32(text, 10, value);
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #include "target/ThreadList.h"
 
-#include "app/StringUtil.h"
+#include "base/StringUtil.h"
 
 #include <sstream>
 

@@ -4,8 +4,8 @@
 //
 // Usage: tarnwick_bench_dump <dump file> [megabytes, default 256] [rounds, default 3]
 
-#include "app/Logger.h"
-#include "app/Properties.h"
+#include "base/Logger.h"
+#include "base/Properties.h"
 #include "debuginfo/SymbolTable.h"
 
 #include <chrono>

@@ -1,8 +1,8 @@
 // The structure layouts of SymbolTable::resolveDataStructures from a random dump, as the cache file holds
 // it, then every layout found bound to addresses at the ends of the address space.
 #include "FuzzCheck.h"
-#include "app/Logger.h"
-#include "app/Properties.h"
+#include "base/Logger.h"
+#include "base/Properties.h"
 #include "debuginfo/ArrayLength.h"
 #include "debuginfo/MemberInfo.h"
 #include "debuginfo/StructInfo.h"

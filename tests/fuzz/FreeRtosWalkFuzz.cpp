@@ -2,7 +2,7 @@
 // command, the register frames of every task through every port, over real RSP exchanges with the target
 // simulator. Seeds are kernel snapshots of our own (tests/fuzz/corpus/freertos_walk).
 #include "FuzzDriverWalk.h"
-#include "app/Logger.h"
+#include "base/Logger.h"
 #include "rtos/RtosDriverInfo.h"
 #include "rtos/freertos/FreeRtosPortFactory.h"
 #include "rtos/freertos/FreeRtosRtosDriver.h"

@@ -1,6 +1,6 @@
 #include "FuzzDriverWalk.h"
 
-#include "app/Properties.h"
+#include "base/Properties.h"
 #include "target/RegisterList.h"
 #include "target/TargetThread.h"
 #include "target/ThreadList.h"

@@ -1,7 +1,7 @@
 #include "FuzzKernel.h"
 
 #include "TestPaths.h"
-#include "app/Properties.h"
+#include "base/Properties.h"
 #include "debuginfo/Symbol.h"
 #include "debuginfo/SymbolTable.h"
 #include "rsp/ClientSocket.h"

@@ -1,8 +1,8 @@
 // The options: one argument a line through Properties::init(vector), the same bytes as an options file
 // through Properties::init(path), and then every reader of an option as the program has them.
 #include "FuzzCheck.h"
-#include "app/Logger.h"
-#include "app/Properties.h"
+#include "base/Logger.h"
+#include "base/Properties.h"
 #include "proxy/RspProxy.h"
 #include "rtos/IRtosPortDriver.h"
 #include "rtos/RtosDriverInfo.h"
@@ -66,7 +66,6 @@ void readEveryOption() {
         }
         properties.getProperty(option, flag);
     }
-    Logger::getInstance().init();
     Logger::getInstance().setLogLevel(15);
     OptionsProxy proxy;
     proxy.init();

@@ -5,8 +5,8 @@
 //   two-byte length; then the length (one byte, or two little-endian); then the bytes.
 #include "FuzzCheck.h"
 #include "FuzzKernel.h"
-#include "app/Logger.h"
-#include "app/Properties.h"
+#include "base/Logger.h"
+#include "base/Properties.h"
 #include "proxy/Tarnwick.h"
 #include "rsp/ClientSocket.h"
 #include "rsp/RspBuffer.h"

@@ -1,7 +1,7 @@
 // Frame finding on random bytes in random pieces: RspBuffer alone, and RspClient::getPacket reading the
 // same pieces from a socket, with every packet found looked at, forwarded and answered as the proxy does.
 #include "FuzzCheck.h"
-#include "app/Logger.h"
+#include "base/Logger.h"
 #include "rsp/ClientSocket.h"
 #include "rsp/RspBuffer.h"
 #include "rsp/RspClient.h"

@@ -1,7 +1,8 @@
 // Every parser of RspUtil on the same text, the builders whose output a parser must read back, and the
 // escaping that keeps kernel object names from breaking a frame or the thread list document.
 #include "FuzzCheck.h"
-#include "app/StringUtil.h"
+#include "base/NumberCodec.h"
+#include "base/StringUtil.h"
 #include "rsp/RspUtil.h"
 #include "target/Register.h"
 #include "target/TargetThread.h"
@@ -59,7 +60,7 @@ void parseAll(const std::string& text) {
     if (RspUtil::parseCommand_stopReply(text, word, first)) {
         // The two characters behind the letter as toUINT32 reads them, sign and blank included.
         unsigned int signal = 0;
-        RspUtil::toUINT32(text.substr(1, 2), 16, signal);
+        NumberCodec::toUINT32(text.substr(1, 2), 16, signal);
         fuzzRequire(first == signal && word.size() == 1 && word[0] == text[0], "stop reply signal and kind");
     }
     RspUtil::parseReply_qSymbol(text, word, other);
@@ -74,11 +75,11 @@ void parseAll(const std::string& text) {
                                     static_cast<unsigned int>(text.size()) + 3, 0xffffffffu};
     for (unsigned int length : lengths) {
         std::size_t usable = length < text.size() ? length : text.size();
-        fuzzRequire(RspUtil::decodeHex(text, length).size() == usable / 2, "decodeHex size");
+        fuzzRequire(NumberCodec::decodeHex(text, length).size() == usable / 2, "decodeHex size");
     }
     const unsigned int bases[] = {0, 2, 8, 10, 16, 36};
     for (unsigned int base : bases) {
-        RspUtil::toUINT32(text, base, first);
+        NumberCodec::toUINT32(text, base, first);
     }
 }
 
@@ -144,19 +145,18 @@ void buildAndReadBack(FuzzedDataProvider& input) {
                     kind == "T" && parsedSignal == signal,
                 "a built stop reply reads back");
     unsigned int parsedThread = 0;
-    fuzzRequire(RspUtil::parseCommand_T("T" + RspUtil::toString(thread, 16), parsedThread) &&
+    fuzzRequire(RspUtil::parseCommand_T("T" + NumberCodec::toString(thread, 16), parsedThread) &&
                     parsedThread == thread,
                 "T with a built id reads back");
 
     std::string text = input.ConsumeRandomLengthString(512);
-    TargetThread named(thread, 0, input.ConsumeBool(), text);
-    RspUtil::createReply_qThreadExtraInfo(named);
+    RspUtil::createReply_qThreadExtraInfo(text, input.ConsumeBool());
     std::string reply = RspUtil::createReply_qRcmd(text);
     std::vector<std::string> words;
     if (!text.empty() && isPlainText(text)) {
         fuzzRequire(RspUtil::parseCommand_qRcmd("qRcmd," + reply, words) && join(words) == text + "\n",
                     "monitor output reads back");
-        fuzzRequire(RspUtil::decodeHex(RspUtil::encodeHex(text), 0xffffffffu) == text, "hex round trip");
+        fuzzRequire(NumberCodec::decodeHex(NumberCodec::encodeHex(text), 0xffffffffu) == text, "hex round trip");
     }
     std::vector<unsigned char> bytes;
     std::string hexWords;

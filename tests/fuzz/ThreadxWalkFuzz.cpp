@@ -3,7 +3,7 @@
 // port, over real RSP exchanges with the target simulator. Seeds are kernel snapshots of our own
 // (tests/fuzz/corpus/threadx_walk).
 #include "FuzzDriverWalk.h"
-#include "app/Logger.h"
+#include "base/Logger.h"
 #include "rtos/RtosDriverInfo.h"
 #include "rtos/threadx/ThreadxData.h"
 #include "rtos/threadx/ThreadxPortFactory.h"

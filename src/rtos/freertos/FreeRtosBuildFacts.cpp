@@ -1,6 +1,6 @@
 #include "rtos/freertos/FreeRtosBuildFacts.h"
 
-#include "app/Properties.h"
+#include "base/Properties.h"
 #include "debuginfo/ArmAttributes.h"
 #include "debuginfo/ElfFile.h"
 #include "debuginfo/SymbolTable.h"

@@ -1,8 +1,8 @@
 #include "rtos/freertos/FreeRtosFrameReader.h"
+#include "base/NumberCodec.h"
 
-#include "app/Logger.h"
+#include "base/Logger.h"
 #include "rsp/RspClient.h"
-#include "rsp/RspUtil.h"
 #include "target/FrameLayout.h"
 #include "target/RegisterList.h"
 #include "target/SavedFrame.h"
@@ -28,7 +28,7 @@ bool FreeRtosFrameReader::readFrame(RspClient& server, unsigned int savedStackPo
     unsigned int stackPointer = savedStackPointer + layout.getSize();
     unsigned int offset = 0;
     if (cortexM && layout.getOffset(RegisterId::REG_XPSR, offset) &&
-        (RspUtil::toUINT32(&frame[offset]) & kStackAlignedBit) != 0) {
+        (NumberCodec::toUINT32(&frame[offset]) & kStackAlignedBit) != 0) {
         logger.log(Logger::LOG_DEBUG, kTag, "Add alignment\n");
         stackPointer += 4;
     }

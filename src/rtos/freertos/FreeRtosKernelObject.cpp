@@ -1,6 +1,6 @@
 #include "rtos/freertos/FreeRtosKernelObject.h"
 
-#include "app/StringUtil.h"
+#include "base/StringUtil.h"
 #include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"
 #include "rtos/MissingMemberLog.h"

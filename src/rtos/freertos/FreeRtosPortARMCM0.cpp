@@ -1,6 +1,6 @@
 #include "rtos/freertos/FreeRtosPortARMCM0.h"
 
-#include "app/Logger.h"
+#include "base/Logger.h"
 #include "debuginfo/SymbolTable.h"
 #include "rtos/freertos/FreeRtosFrameLayouts.h"
 #include "rtos/freertos/FreeRtosFrameReader.h"

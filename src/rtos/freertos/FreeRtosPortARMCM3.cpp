@@ -1,6 +1,6 @@
 #include "rtos/freertos/FreeRtosPortARMCM3.h"
 
-#include "app/Logger.h"
+#include "base/Logger.h"
 #include "rtos/freertos/FreeRtosFrameLayouts.h"
 #include "rtos/freertos/FreeRtosFrameReader.h"
 #include "rtos/freertos/FreeRtosPortMpuContext.h"

@@ -1,6 +1,6 @@
 #include "rtos/freertos/FreeRtosPortARMCM33CM55CM85.h"
 
-#include "app/Logger.h"
+#include "base/Logger.h"
 #include "rsp/RspClient.h"
 #include "rtos/freertos/FreeRtosFrameLayouts.h"
 #include "rtos/freertos/FreeRtosFrameReader.h"

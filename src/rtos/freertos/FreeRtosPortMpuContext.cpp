@@ -1,9 +1,9 @@
 #include "rtos/freertos/FreeRtosPortMpuContext.h"
+#include "base/NumberCodec.h"
 
-#include "app/Logger.h"
+#include "base/Logger.h"
 #include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"
-#include "rsp/RspUtil.h"
 #include "rtos/freertos/FreeRtosFrameLayouts.h"
 #include "target/FrameLayout.h"
 #include "target/RegisterList.h"
@@ -29,7 +29,7 @@ constexpr unsigned int kExtendedHardwareFrame = 104;
 unsigned int wordAt(std::vector<unsigned char>& context, const FrameLayout& layout, RegisterId id) {
     unsigned int offset = 0;
     layout.getOffset(id, offset);
-    return RspUtil::toUINT32(&context[offset]);
+    return NumberCodec::toUINT32(&context[offset]);
 }
 
 } // namespace

@@ -1,9 +1,9 @@
 #include "rtos/freertos/FreeRtosRtosDriver.h"
 
-#include "app/Logger.h"
-#include "app/Properties.h"
-#include "app/ProxyUtils.h"
-#include "app/StringUtil.h"
+#include "base/Logger.h"
+#include "base/Properties.h"
+#include "base/ProxyUtils.h"
+#include "base/StringUtil.h"
 #include "debuginfo/ArrayLength.h"
 #include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"

@@ -1,6 +1,6 @@
 #include "rtos/threadx/ThreadxObjectCollector.h"
 
-#include "app/StringUtil.h"
+#include "base/StringUtil.h"
 #include "debuginfo/SymbolTable.h"
 #include "rtos/KernelInfoNode.h"
 #include "rtos/ListWalkBound.h"

@@ -1,6 +1,6 @@
 #include "rtos/threadx/ThreadxPortCortexA7.h"
 
-#include "app/Logger.h"
+#include "base/Logger.h"
 #include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"
 #include "rtos/threadx/ThreadxFrameLayouts.h"

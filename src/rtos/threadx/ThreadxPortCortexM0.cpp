@@ -1,6 +1,6 @@
 #include "rtos/threadx/ThreadxPortCortexM0.h"
 
-#include "app/Logger.h"
+#include "base/Logger.h"
 #include "rtos/threadx/ThreadxFrameLayouts.h"
 #include "rtos/threadx/ThreadxPortFrame.h"
 #include "target/TargetThread.h"

@@ -1,6 +1,6 @@
 #include "rtos/threadx/ThreadxPortCortexM33M55M85.h"
 
-#include "app/Logger.h"
+#include "base/Logger.h"
 #include "rsp/RspClient.h"
 #include "rtos/threadx/ThreadxData.h"
 #include "rtos/threadx/ThreadxFrameLayouts.h"

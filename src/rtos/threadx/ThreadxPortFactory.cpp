@@ -1,7 +1,7 @@
 #include "rtos/threadx/ThreadxPortFactory.h"
 
-#include "app/Logger.h"
-#include "app/Properties.h"
+#include "base/Logger.h"
+#include "base/Properties.h"
 #include "debuginfo/ArmAttributes.h"
 #include "debuginfo/ElfFile.h"
 #include "rsp/RspClient.h"

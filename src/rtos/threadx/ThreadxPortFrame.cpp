@@ -1,8 +1,8 @@
 #include "rtos/threadx/ThreadxPortFrame.h"
+#include "base/NumberCodec.h"
 
-#include "app/Logger.h"
+#include "base/Logger.h"
 #include "rsp/RspClient.h"
-#include "rsp/RspUtil.h"
 #include "target/RegisterList.h"
 #include "target/SavedFrame.h"
 
@@ -87,5 +87,5 @@ bool ThreadxPortFrame::unwind(RspClient& server, const FrameLayout& layout, unsi
 }
 
 unsigned int ThreadxPortFrame::word(std::vector<unsigned char>& frame, unsigned int offset) {
-    return RspUtil::toUINT32(frame.data() + offset);
+    return NumberCodec::toUINT32(frame.data() + offset);
 }

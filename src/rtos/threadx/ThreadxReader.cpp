@@ -1,8 +1,8 @@
 #include "rtos/threadx/ThreadxReader.h"
+#include "base/NumberCodec.h"
 
 #include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"
-#include "rsp/RspUtil.h"
 #include "rtos/MissingMemberLog.h"
 
 #include <vector>
@@ -31,7 +31,7 @@ bool ThreadxReader::readSymbol(RspClient& server, const std::string& name, unsig
     if (!server.readMemory(symbol.getAddress(), kWordSize, data)) {
         return false;
     }
-    value = RspUtil::toUINT32(data.data());
+    value = NumberCodec::toUINT32(data.data());
     return true;
 }
 

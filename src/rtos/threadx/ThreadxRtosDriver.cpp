@@ -1,11 +1,11 @@
 #include "rtos/threadx/ThreadxRtosDriver.h"
+#include "base/NumberCodec.h"
 
-#include "app/Logger.h"
-#include "app/Properties.h"
-#include "app/StringUtil.h"
+#include "base/Logger.h"
+#include "base/Properties.h"
+#include "base/StringUtil.h"
 #include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"
-#include "rsp/RspUtil.h"
 #include "rtos/KernelInfoNode.h"
 #include "rtos/ListWalkBound.h"
 #include "rtos/RtosInfo.h"
@@ -197,7 +197,7 @@ bool ThreadxRtosDriver::checkKernelRunning(RspClient& server, bool& running) {
         return false;
     }
     // Any other value, an interrupt nesting count or 0, means the scheduler has taken over.
-    unsigned int state = RspUtil::toUINT32(data.data());
+    unsigned int state = NumberCodec::toUINT32(data.data());
     running = state != kInitializing && state != kInitialized;
     logger().log(Logger::LOG_DEBUG, "checkKernelRunning", "Kernel is running: %s\n",
                  running ? "true" : "false");

@@ -1,18 +1,20 @@
 #ifndef TARNWICK_TESTS_UNIT_DEBUGINFO_DEBUGINFOTESTSUPPORT_H
 #define TARNWICK_TESTS_UNIT_DEBUGINFO_DEBUGINFOTESTSUPPORT_H
 
-#include "app/Logger.h"
-#include "app/Properties.h"
+#include "base/Logger.h"
+#include "base/Properties.h"
 #include "debuginfo/SymbolTable.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <sys/stat.h>
+#include <vector>
 #include <sys/time.h>
 
 // Every debug-information test starts from empty singletons, all log severities on, and a private
@@ -36,6 +38,26 @@ protected:
     }
 
     std::string path(const std::string& name) const { return scratch + "/" + name; }
+
+    // Every named structure the table resolved, in name order: "name: size", then "member:offset" lines in
+    // name order, and an empty line.
+    static std::string layoutText(std::vector<std::string> names) {
+        std::sort(names.begin(), names.end());
+        names.erase(std::unique(names.begin(), names.end()), names.end());
+        std::string text;
+        for (const std::string& name : names) {
+            StructInfo layout;
+            if (!SymbolTable::getInstance().lookupStruct(name, layout)) {
+                continue;
+            }
+            text += name + ": " + std::to_string(layout.getSize()) + "\n";
+            for (auto& member : layout.getMembers()) {
+                text += member.first + ":" + std::to_string(member.second.getOffset()) + "\n";
+            }
+            text += "\n";
+        }
+        return text;
+    }
 
     static void writeFile(const std::string& file, const std::string& text) {
         std::ofstream out(file, std::ios::binary);

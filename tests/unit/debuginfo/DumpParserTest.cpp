@@ -370,12 +370,12 @@ protected:
         std::string layouts;
     };
 
-    // Resolves names from the cache; the layouts are printStructInfo's text of the resulting map.
+    // Resolves names from the cache, and the layouts of those that resolved.
     static Outcome resolve(const std::vector<std::string>& names) {
         SymbolTable& table = SymbolTable::getInstance();
         Outcome outcome;
         outcome.log = stdoutOf([&] { outcome.result = table.resolveDataStructures(names); });
-        outcome.layouts = stdoutOf([&] { table.printStructInfo(); });
+        outcome.layouts = layoutText(names);
         return outcome;
     }
 };

@@ -56,22 +56,6 @@ TEST_F(SymbolTableTest, LookupOfAnUnknownNameLeavesOutAsItWas) {
     EXPECT_EQ(0x12u, out.getAddress32());
 }
 
-TEST_F(SymbolTableTest, PrintsSymbolsInNameOrder) {
-    SymbolTable& table = SymbolTable::getInstance();
-    table.addSymbol(Symbol("xSchedulerRunning", "20000100"));
-    table.addSymbol(Symbol("pxCurrentTCB", "20000a40"));
-    EXPECT_EQ("*** SYMBOL TABLE ***\n"
-              "pxCurrentTCB, 0x20000a40\n"
-              "xSchedulerRunning, 0x20000100\n"
-              "*******************\n",
-              stdoutOf([&] { table.printSymbolTable(); }));
-}
-
-TEST_F(SymbolTableTest, PrintsAnEmptyTable) {
-    EXPECT_EQ("*** SYMBOL TABLE ***\n*******************\n",
-              stdoutOf([] { SymbolTable::getInstance().printSymbolTable(); }));
-}
-
 TEST_F(SymbolTableTest, LookupStructHandsOutACopy) {
     useCache(kListDump);
     SymbolTable& table = SymbolTable::getInstance();
@@ -129,7 +113,7 @@ TEST_F(SymbolTableTest, EachResolveReplacesTheWholeMap) {
     EXPECT_FALSE(table.lookupStruct("xLIST", out));
 }
 
-TEST_F(SymbolTableTest, PrintsStructuresAndMembersInNameOrder) {
+TEST_F(SymbolTableTest, ResolvesEveryNamedStructureWithItsMembers) {
     useCache(std::string(kListDump) +
              " <1><60>: Abbrev Number: 3 (DW_TAG_structure_type)\n"
              "    <61>   DW_AT_name        : (indirect string, offset: 0x10): "
@@ -141,14 +125,17 @@ TEST_F(SymbolTableTest, PrintsStructuresAndMembersInNameOrder) {
              " <2><6c>: Abbrev Number: 0\n");
     SymbolTable& table = SymbolTable::getInstance();
     ASSERT_TRUE(table.resolveDataStructures({"xMINI_LIST_ITEM", "xLIST"}));
-    EXPECT_EQ("xLIST: 20\n"
-              "uxNumberOfItems:0\n"
-              "xListEnd:8\n"
-              "\n"
-              "xMINI_LIST_ITEM: 12\n"
-              "pxNext:4\n"
-              "\n",
-              stdoutOf([&] { table.printStructInfo(); }));
+    StructInfo list;
+    ASSERT_TRUE(table.lookupStruct("xLIST", list));
+    EXPECT_EQ(20u, list.getSize());
+    ASSERT_EQ(2u, list.getMembers().size());
+    EXPECT_EQ(0u, list.getMembers().at("uxNumberOfItems").getOffset());
+    EXPECT_EQ(8u, list.getMembers().at("xListEnd").getOffset());
+    StructInfo item;
+    ASSERT_TRUE(table.lookupStruct("xMINI_LIST_ITEM", item));
+    EXPECT_EQ(12u, item.getSize());
+    ASSERT_EQ(1u, item.getMembers().size());
+    EXPECT_EQ(4u, item.getMembers().at("pxNext").getOffset());
 }
 
 TEST_F(SymbolTableTest, InitWithoutFileFailsAndSetsNothing) {

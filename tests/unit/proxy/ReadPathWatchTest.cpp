@@ -1,8 +1,8 @@
 #include "proxy/ReadPathWatch.h"
+#include "base/NumberCodec.h"
 
 #include "PeeredEndpoint.h"
 #include "rsp/RspClient.h"
-#include "rsp/RspUtil.h"
 
 #include <gtest/gtest.h>
 
@@ -53,7 +53,7 @@ TEST_F(ReadPathWatchIntegration, RequestsThatMayChangeTheTargetEndTheStopsMemory
                                              "vCont;c",    "M1000,4:00000000",
                                              "X1000,0:",   "P1=00000000",
                                              "G00",        "vFlashWrite:0:ab",
-                                             "vFlashDone", "qRcmd," + RspUtil::encodeHex("reset halt")};
+                                             "vFlashDone", "qRcmd," + NumberCodec::encodeHex("reset halt")};
     for (const std::string& request : enders) {
         EXPECT_TRUE(readAgainAfter(gdb, request)) << request;
     }
@@ -63,7 +63,7 @@ TEST_F(ReadPathWatchIntegration, QueriesAndTheProxysOwnMonitorCommandsKeepIt) {
     server.peer->serve(FakeRspPeer::replies({{"m1000,4", "01020304"}}));
     arrive(gdb, "qC");
     const std::vector<std::string> keepers = {
-        "qfThreadInfo", "Hg0", "g", "m1000,4", "vCont?", "qC", "qRcmd," + RspUtil::encodeHex("rtos state")};
+        "qfThreadInfo", "Hg0", "g", "m1000,4", "vCont?", "qC", "qRcmd," + NumberCodec::encodeHex("rtos state")};
     for (const std::string& request : keepers) {
         EXPECT_FALSE(readAgainAfter(gdb, request)) << request;
     }

@@ -1,9 +1,10 @@
 #include "proxy/RspProxy.h"
+#include "base/NumberCodec.h"
 
 #include "FakeRspPeer.h"
 #include "PeeredEndpoint.h"
-#include "app/Logger.h"
-#include "app/Properties.h"
+#include "base/Logger.h"
+#include "base/Properties.h"
 #include "rsp/ClientSocket.h"
 #include "rsp/RspClient.h"
 

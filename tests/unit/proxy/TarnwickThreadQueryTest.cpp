@@ -1,4 +1,5 @@
 #include "proxy/Tarnwick.h"
+#include "base/NumberCodec.h"
 
 #include "TarnwickRig.h"
 

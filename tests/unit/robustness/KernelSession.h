@@ -2,15 +2,15 @@
 #define TARNWICK_TESTS_UNIT_ROBUSTNESS_KERNELSESSION_H
 
 #include "FakeRspPeer.h"
+#include "base/NumberCodec.h"
 #include "FaultyServer.h"
 #include "PeeredEndpoint.h"
 #include "ProgramSymbols.h"
 #include "TestPaths.h"
-#include "app/Logger.h"
-#include "app/Properties.h"
+#include "base/Logger.h"
+#include "base/Properties.h"
 #include "debuginfo/SymbolTable.h"
 #include "proxy/Tarnwick.h"
-#include "rsp/RspUtil.h"
 #include "rtos/IRtosDriver.h"
 #include "rtos/RtosDriverFactory.h"
 #include "rtos/RtosDriverInfo.h"
@@ -151,8 +151,8 @@ public:
     }
     // "monitor" followed by the words, as GDB sends it; the decoded reply.
     std::string monitor(const std::string& words) {
-        std::string reply = ask("qRcmd," + RspUtil::encodeHex(words));
-        return RspUtil::decodeHex(reply, static_cast<unsigned int>(reply.size()));
+        std::string reply = ask("qRcmd," + NumberCodec::encodeHex(words));
+        return NumberCodec::decodeHex(reply, static_cast<unsigned int>(reply.size()));
     }
 
     // Ends the session the way GDB leaving does, unless the loop has ended already, and returns the loop's

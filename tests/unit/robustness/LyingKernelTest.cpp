@@ -4,10 +4,11 @@
 // count; a ThreadX ring at its head, at a link seen before or past the kernel's count and a margin; and
 // either after 10,000 links whatever the count says.
 #include "FaultyServer.h"
+#include "base/NumberCodec.h"
 #include "KernelSession.h"
 #include "RobustnessSteps.h"
 #include "RspFrame.h"
-#include "app/StringUtil.h"
+#include "base/StringUtil.h"
 
 #include <gtest/gtest.h>
 
@@ -171,7 +172,7 @@ TEST_F(LyingFreertosIntegration, NameWithoutATerminatorIsCut) {
     session.passFirstStop();
     target.writeBytes(taskMember("xSleeperTCB", "pcTaskName"), std::string(32, 'N'));
     EXPECT_EQ(runningStop(), session.stop("T05thread:1;"));
-    EXPECT_EQ(RspUtil::encodeHex(std::string(19, 'N')),
+    EXPECT_EQ(NumberCodec::encodeHex(std::string(19, 'N')),
               session.ask("qThreadExtraInfo," + hexId(tcb("xSleeperTCB"))));
     EXPECT_TRUE(session.finish());
     EXPECT_EQ(kLostGdb, session.log());

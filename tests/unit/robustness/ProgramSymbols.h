@@ -2,7 +2,7 @@
 #define TARNWICK_TESTS_UNIT_ROBUSTNESS_PROGRAMSYMBOLS_H
 
 #include "FakeRspPeer.h"
-#include "rsp/RspUtil.h"
+#include "base/NumberCodec.h"
 
 #include <gtest/gtest.h>
 
@@ -47,12 +47,12 @@ public:
     // GDB's answer to one "qSymbol:" request of the proxy.
     std::string reply(const std::string& request) const {
         std::string hexName = request.substr(std::string("qSymbol:").size());
-        std::string name = RspUtil::decodeHex(hexName, static_cast<unsigned int>(hexName.size()));
+        std::string name = NumberCodec::decodeHex(hexName, static_cast<unsigned int>(hexName.size()));
         auto found = symbols.find(name);
         if (found == symbols.end()) {
             return "qSymbol::" + hexName;
         }
-        return "qSymbol:" + RspUtil::toString(found->second, 16) + ":" + hexName;
+        return "qSymbol:" + NumberCodec::toString(found->second, 16) + ":" + hexName;
     }
 
     // GDB offers "qSymbol::" and answers each request until the proxy closes with "OK", or, with a limit,

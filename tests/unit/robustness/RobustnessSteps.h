@@ -2,6 +2,7 @@
 #define TARNWICK_TESTS_UNIT_ROBUSTNESS_ROBUSTNESSSTEPS_H
 
 #include "FaultyServer.h"
+#include "base/NumberCodec.h"
 #include "RspFrame.h"
 #include "rsp/RspUtil.h"
 
@@ -40,12 +41,12 @@ inline std::string wordRead(std::uint32_t address) {
 inline std::uint32_t wordAt(FaultyServer& target, std::uint32_t address) {
     std::vector<unsigned char> bytes;
     EXPECT_TRUE(RspUtil::parseReply_m(target.plainAnswer(wordRead(address)), bytes) && bytes.size() == 4);
-    return bytes.size() == 4 ? RspUtil::toUINT32(bytes.data()) : 0;
+    return bytes.size() == 4 ? NumberCodec::toUINT32(bytes.data()) : 0;
 }
 
 // A thread id as the proxy writes it.
 inline std::string hexId(std::uint32_t id) {
-    return RspUtil::toString(id, 16);
+    return NumberCodec::toString(id, 16);
 }
 
 // The tree form of a "state" output without one of its sections (a line " label:" and the deeper lines

@@ -4,6 +4,7 @@
 // the "state" command. Every case ends as the failure handling of the proxy and the drivers says, and the
 // session goes on (or ends in order, when the server is gone).
 #include "FaultyServer.h"
+#include "base/NumberCodec.h"
 #include "KernelSession.h"
 #include "RobustnessSteps.h"
 #include "RspFrame.h"
@@ -174,14 +175,14 @@ TEST_P(ServerFaultIntegration, InTheStateCommand) {
     ASSERT_NE(std::string::npos, whole.find(" Memory Byte Pools:\n"));
     std::uint32_t head = session.address("_tx_byte_pool_created_ptr");
     target.inject({head, 4, fault, 1});
-    session.gdb().sendPacket("qRcmd," + RspUtil::encodeHex("rtos -t state"));
+    session.gdb().sendPacket("qRcmd," + NumberCodec::encodeHex("rtos -t state"));
     if (fault == Fault::Close) {
         EXPECT_TRUE(target.waitCloseRequest());
         session.server().close();
     }
     std::string reply = session.gdb().nextPayload(FaultyServer::kLateMs + 1000);
     EXPECT_EQ(withoutSection(whole, "Memory Byte Pools"),
-              RspUtil::decodeHex(reply, static_cast<unsigned int>(reply.size())));
+              NumberCodec::decodeHex(reply, static_cast<unsigned int>(reply.size())));
     expectAftermath(session, target, fault, head, 4, "");
 }
 

@@ -3,7 +3,7 @@
 #include "BlackHolePort.h"
 #include "FakeRspPeer.h"
 #include "FreePort.h"
-#include "app/Logger.h"
+#include "base/Logger.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 
 #include "PeeredEndpoint.h"
 #include "RspFrame.h"
-#include "app/Logger.h"
+#include "base/Logger.h"
 #include "rsp/AckMode.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 #include "rsp/RspClient.h"
 
 #include "PeeredEndpoint.h"
-#include "app/Logger.h"
+#include "base/Logger.h"
 #include "rsp/StopMemoryCache.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #include "rtos/ListWalkBound.h"
 
-#include "app/Logger.h"
+#include "base/Logger.h"
 
 #include <gtest/gtest.h>
 

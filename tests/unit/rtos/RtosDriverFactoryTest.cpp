@@ -1,7 +1,7 @@
 #include "rtos/RtosDriverFactory.h"
 
-#include "app/Logger.h"
-#include "app/Properties.h"
+#include "base/Logger.h"
+#include "base/Properties.h"
 #include "debuginfo/SymbolTable.h"
 #include "rtos/freertos/FreeRtosRtosDriver.h"
 #include "rtos/threadx/ThreadxRtosDriver.h"

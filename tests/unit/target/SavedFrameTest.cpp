@@ -1,7 +1,7 @@
 #include "target/SavedFrame.h"
 
 #include "PeeredEndpoint.h"
-#include "app/Logger.h"
+#include "base/Logger.h"
 #include "target/FrameLayout.h"
 #include "target/RegisterList.h"
 

@@ -1,7 +1,7 @@
 #include "rtos/freertos/FreeRtosBuildFacts.h"
 
 #include "KernelTarget.h"
-#include "app/Properties.h"
+#include "base/Properties.h"
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,8 @@
 #define TARNWICK_TESTS_UNIT_RTOS_FREERTOS_FREERTOSDRIVERTESTSUPPORT_H
 
 #include "KernelTarget.h"
-#include "app/Logger.h"
-#include "app/Properties.h"
+#include "base/Logger.h"
+#include "base/Properties.h"
 #include "debuginfo/SymbolTable.h"
 #include "rtos/KernelInfoNode.h"
 #include "rtos/MissingMemberLog.h"

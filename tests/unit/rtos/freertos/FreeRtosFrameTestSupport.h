@@ -2,7 +2,7 @@
 #define TARNWICK_TESTS_UNIT_RTOS_FREERTOS_FREERTOSFRAMETESTSUPPORT_H
 
 #include "KernelTarget.h"
-#include "app/Logger.h"
+#include "base/Logger.h"
 #include "rtos/freertos/FreeRtosFrameLayouts.h"
 #include "target/RegisterId.h"
 #include "target/RegisterList.h"

@@ -2,7 +2,7 @@
 
 #include "KernelTarget.h"
 #include "ThreadxTestLog.h"
-#include "app/Properties.h"
+#include "base/Properties.h"
 #include "rtos/threadx/ThreadxPortCortexA7.h"
 #include "rtos/threadx/ThreadxPortCortexM0.h"
 #include "rtos/threadx/ThreadxPortCortexM33M55M85.h"

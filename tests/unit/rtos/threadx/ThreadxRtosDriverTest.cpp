@@ -2,7 +2,7 @@
 
 #include "ThreadxTestKernel.h"
 #include "ThreadxTestLog.h"
-#include "app/Properties.h"
+#include "base/Properties.h"
 #include "debuginfo/SymbolTable.h"
 #include "rtos/RtosInfo.h"
 #include "rtos/threadx/ThreadxPortCortexM0.h"

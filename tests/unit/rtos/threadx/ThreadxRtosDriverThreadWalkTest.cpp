@@ -3,7 +3,7 @@
 #include "TestPaths.h"
 #include "ThreadxTestKernel.h"
 #include "ThreadxTestLog.h"
-#include "app/StringUtil.h"
+#include "base/StringUtil.h"
 #include "rtos/KernelInfoNode.h"
 #include "target/ThreadList.h"
 

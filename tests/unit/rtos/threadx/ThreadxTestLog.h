@@ -1,7 +1,7 @@
 #ifndef TARNWICK_TESTS_UNIT_RTOS_THREADX_THREADXTESTLOG_H
 #define TARNWICK_TESTS_UNIT_RTOS_THREADX_THREADXTESTLOG_H
 
-#include "app/Logger.h"
+#include "base/Logger.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-#ifndef TARNWICK_APP_PROPERTIES_H
-#define TARNWICK_APP_PROPERTIES_H
+#ifndef TARNWICK_BASE_PROPERTIES_H
+#define TARNWICK_BASE_PROPERTIES_H
 
 #include <map>
 #include <string>
@@ -33,7 +33,6 @@ public:
     static bool parsePort(const std::string& text, unsigned short& port);
     // "HOST:PORT", "[IPV6 ADDRESS]:PORT" or ":PORT" (host empty); false for another shape or no port.
     static bool parseHostPort(const std::string& text, std::string& host, unsigned short& port);
-    void print();
 
     // Empties the store; lets tests start from a clean process state.
     void clear();

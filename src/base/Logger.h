@@ -1,5 +1,5 @@
-#ifndef TARNWICK_APP_LOGGER_H
-#define TARNWICK_APP_LOGGER_H
+#ifndef TARNWICK_BASE_LOGGER_H
+#define TARNWICK_BASE_LOGGER_H
 
 // Bare text on standard output, filtered by a bit mask of severities.
 class Logger {
@@ -9,8 +9,8 @@ public:
     static Logger& getInstance();
     virtual ~Logger() = default;
 
-    // Reads "--loglevel" (7 when absent or invalid); always true.
-    bool init();
+    // Shows the severities in level from now on; always true.
+    bool init(unsigned int level);
     void setLogLevel(unsigned int level) { logLevel = level; }
     void setLogSink(unsigned int sink) { logSink = sink; }
     // The tag names the caller and is not printed; the format carries its own line end.

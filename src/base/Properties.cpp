@@ -1,11 +1,10 @@
-#include "app/Properties.h"
+#include "base/Properties.h"
+#include "base/NumberCodec.h"
 
-#include "app/StringUtil.h"
-#include "rsp/RspUtil.h"
+#include "base/StringUtil.h"
 
 #include <cstdio>
 #include <fstream>
-#include <iostream>
 
 namespace {
 
@@ -40,7 +39,6 @@ Properties& Properties::getInstance() {
 bool Properties::init(std::string& path) {
     std::ifstream file(path);
     if (!file.is_open()) {
-        std::cout << "PropertiesManager::init(), failed open file: " << path << std::endl;
         return false;
     }
     std::vector<std::string> args;
@@ -144,7 +142,7 @@ bool Properties::getProperty(const std::string& key, unsigned int& value) {
     if (!getProperty(key, text)) {
         return false;
     }
-    return RspUtil::toUINT32(text, 10, value);
+    return NumberCodec::toUINT32(text, 10, value);
 }
 
 bool Properties::getPort(const std::string& key, unsigned short& port) {
@@ -190,12 +188,6 @@ bool Properties::getProperty(const std::string& key, bool& value) {
     }
     value = text == "true";
     return true;
-}
-
-void Properties::print() {
-    for (const auto& entry : properties) {
-        std::cout << entry.first << ": " << entry.second << std::endl;
-    }
 }
 
 void Properties::clear() {

@@ -1,6 +1,4 @@
-#include "app/Logger.h"
-
-#include "app/Properties.h"
+#include "base/Logger.h"
 
 #include <cstdarg>
 #include <cstdio>
@@ -10,10 +8,8 @@ Logger& Logger::getInstance() {
     return instance;
 }
 
-bool Logger::init() {
-    if (!Properties::getInstance().getProperty("--loglevel", logLevel)) {
-        logLevel = 7;
-    }
+bool Logger::init(unsigned int level) {
+    logLevel = level;
     logSink = 0;
     return true;
 }

@@ -1,5 +1,5 @@
-#ifndef TARNWICK_APP_OSUTIL_H
-#define TARNWICK_APP_OSUTIL_H
+#ifndef TARNWICK_BASE_OSUTIL_H
+#define TARNWICK_BASE_OSUTIL_H
 
 #include <cstdint>
 #include <string>

@@ -1,6 +1,6 @@
-#include "app/OsUtil.h"
+#include "base/OsUtil.h"
 
-#include "app/Logger.h"
+#include "base/Logger.h"
 
 #include <cstring>
 #include <unistd.h>

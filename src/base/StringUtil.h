@@ -1,5 +1,5 @@
-#ifndef TARNWICK_APP_STRINGUTIL_H
-#define TARNWICK_APP_STRINGUTIL_H
+#ifndef TARNWICK_BASE_STRINGUTIL_H
+#define TARNWICK_BASE_STRINGUTIL_H
 
 #include <string>
 #include <vector>

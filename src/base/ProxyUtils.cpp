@@ -1,4 +1,4 @@
-#include "app/ProxyUtils.h"
+#include "base/ProxyUtils.h"
 
 unsigned int ProxyUtils::getTimeStamp() {
     return 0;
