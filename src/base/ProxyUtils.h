@@ -4,7 +4,8 @@
 class ProxyUtils {
 public:
     virtual ~ProxyUtils() = default;
-    // Always 0: the timing lines of the log print 0 ms, and are kept that way.
+    // Milliseconds of a monotonic clock from an arbitrary start: only the difference of two readings means
+    // anything. Unsigned, so that the difference stays right across a wrap.
     static unsigned int getTimeStamp();
 };
 

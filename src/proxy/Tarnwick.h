@@ -1,32 +1,34 @@
 #ifndef TARNWICK_PROXY_TARNWICK_H
 #define TARNWICK_PROXY_TARNWICK_H
 
+#include "proxy/MonitorCommand.h"
 #include "proxy/ReadPathWatch.h"
+#include "proxy/RegisterRequests.h"
 #include "proxy/RspProxy.h"
+#include "proxy/ServerRequests.h"
 #include "proxy/ServerThreadIds.h"
+#include "proxy/StopReplies.h"
+#include "proxy/SymbolNegotiation.h"
+#include "proxy/TargetDescriptionWatch.h"
+#include "proxy/ThreadQueries.h"
 #include "proxy/ThreadSelection.h"
+#include "proxy/ThreadSnapshot.h"
 #include "rtos/RtosDriverFactory.h"
 #include "target/TargetDescription.h"
-#include "target/ThreadList.h"
 
 #include <array>
-#include <functional>
-#include <string>
+#include <cstddef>
 
 class IRtosDriver;
 class RspClient;
-class TargetThread;
-class TaskRegisters;
 
-// The proxy that knows kernel threads: it answers GDB's thread, register, symbol and "monitor rtos"
-// requests from the driver and the thread snapshot, rewrites stop replies, and hands all else on.
-//
-// Every intercept_ operation takes (from, to, handled): from holds the packet in its receive buffer, to is
-// the other endpoint. True with handled false: not its packet, the loop forwards it. True with handled
-// true: answered and consumed. False: a fault that ends the proxy's work.
+// The proxy that knows kernel threads: it loads the driver and hands each packet it inspects to the
+// interceptor of its concern (thread queries, registers, stop replies, symbols, "monitor rtos", the
+// server's thread ids); all else goes on unchanged. The interceptors' contract is Interception's.
 class Tarnwick : public RspProxy {
 public:
-    using Interceptor = bool (Tarnwick::*)(RspClient& from, RspClient& to, bool& handled);
+    // One interceptor of one concern, reached through the proxy that owns the concern.
+    using Interceptor = bool (*)(Tarnwick& proxy, RspClient& from, RspClient& to, bool& handled);
 
     // A packet from GDB that the proxy inspects.
     struct ClientPrefix {
@@ -55,51 +57,10 @@ public:
     // The client packets inspected, tested in this order; the first match decides.
     static const std::array<ClientPrefix, kClientPrefixCount>& getClientPrefixes();
 
-    // The whole snapshot, rebuilt first if it is not valid or holds the active thread alone.
-    ThreadList& getThreads(RspClient& server);
-    // Rebuilds the snapshot; afterwards it is valid and, but for a driver's own thread 1, holds an
-    // active thread, the fallback thread 1 if nothing better. Unless whole, a driver that can tell the
-    // active thread without a walk gives that one alone.
-    void updateThreadList(RspClient& server, bool whole = true);
-    // The thread the core runs. With the lazy walk it is read without a walk where the driver can tell;
-    // anything more about the threads walks then, once per stop.
-    bool getActiveThread(RspClient& server, TargetThread& out);
-    // The thread that register packets are for: the one of the latest "Hg" or stop, else the active thread.
-    bool getSelectedThread(RspClient& server, TargetThread& out);
-
-    bool intercept_k(RspClient& from, RspClient& to, bool& handled);
-    bool intercept_qSymbol(RspClient& from, RspClient& to, bool& handled);
-    bool intercept_qXferthreadsread(RspClient& from, RspClient& to, bool& handled);
-    bool intercept_qfThreadInfo(RspClient& from, RspClient& to, bool& handled);
-    bool intercept_qsThreadInfo(RspClient& from, RspClient& to, bool& handled);
-    bool intercept_qThreadExtraInfo(RspClient& from, RspClient& to, bool& handled);
-    bool intercept_qC(RspClient& from, RspClient& to, bool& handled);
-    bool intercept_T(RspClient& from, RspClient& to, bool& handled);
-    bool intercept_H(RspClient& from, RspClient& to, bool& handled);
-    // Here from is the server endpoint and to the GDB endpoint.
-    bool intercept_stopReply(RspClient& from, RspClient& to, bool& handled);
-    bool intercept_g(RspClient& from, RspClient& to, bool& handled);
-    // p, P and G: the running task's go to the server, a switched-out task's act on its saved frame.
-    bool intercept_p(RspClient& from, RspClient& to, bool& handled);
-    bool intercept_P(RspClient& from, RspClient& to, bool& handled);
-    bool intercept_G(RspClient& from, RspClient& to, bool& handled);
-    bool intercept_qXferfeaturesreadtarget_xml(RspClient& from, RspClient& to, bool& handled);
-    bool intercept_monitor(RspClient& from, RspClient& to, bool& handled);
-    // Requests that go on to the server (qSupported, vCont, D), put in the server's thread ids.
-    bool intercept_serverRequest(RspClient& from, RspClient& to, bool& handled);
-    // Here from is the server endpoint: its answer to GDB's qSupported.
-    bool intercept_features(RspClient& from, RspClient& to, bool& handled);
-    // Here from is the server endpoint: its answer to a request that named kernel tasks, sent again in the
-    // server's own ids if the server refused it.
-    bool intercept_refusal(RspClient& from, RspClient& to, bool& handled);
-
-    unsigned int getStopCount() const { return stopCount; }
+    ThreadSnapshot& getSnapshot() { return snapshot; }
     const ThreadSelection& getThreadSelection() const { return threadSelection; }
-    const TargetDescription& getTargetDescription() const { return targetDescription; }
-    // Length in bytes of this target's g reply; 0 until the first g has reached the server.
-    static unsigned int getPayloadSize();
-    // target.xml as collected from the server so far.
-    static const std::string& getTargetXml();
+    const RegisterRequests& getRegisterRequests() const { return registers; }
+    const TargetDescriptionWatch& getDescriptionWatch() const { return descriptionWatch; }
 
 protected:
     void forgetSession() override;
@@ -107,35 +68,29 @@ protected:
 private:
     Tarnwick() = default;
 
+    // Calls handler on the concern of this proxy that part names: the table's rows are made of these.
+    template <auto part, auto handler>
+    static bool route(Tarnwick& proxy, RspClient& from, RspClient& to, bool& handled);
+
     // What one GDB connection taught: the snapshot, the selections, the stops, the target's description.
     void forgetConnection();
-
     bool dispatchServerPacket(RspClient& from, RspClient& to, bool& handled);
     bool dispatchClientPacket(RspClient& from, RspClient& to, bool& handled);
-    // One question of the symbol negotiation; false only if GDB did not answer.
-    bool lookupSymbol(RspClient& gdb, const std::string& name);
-    // The register order from target.xml and the annexes it includes, read from the server; target.xml
-    // alone if an annex cannot be read.
-    void loadTargetDescription(RspClient& server);
-    // A thread by id: from the snapshot, the whole one unless the active thread alone is that one.
-    bool findThread(RspClient& server, unsigned int id, TargetThread& out);
-    // Leaves the packet to the loop when the selected task is running; otherwise takes it and sends GDB what
-    // answer makes of the selected task's saved registers, or an error if no task is selected.
-    bool answerForSwitchedOutTask(RspClient& from, RspClient& to, bool& handled,
-                                  const std::function<std::string(TaskRegisters&)>& answer);
 
-    ThreadList threadList;
-    ThreadSelection threadSelection;
     IRtosDriver* driver = nullptr;
     RtosDriverFactory driverFactory;
-    unsigned int stopCount = 0;
-    TargetDescription targetDescription;
+    ThreadSelection threadSelection;
     ServerThreadIds serverThreadIds;
     ReadPathWatch readPath;
-    // "--lazy_walk false" walks the kernel at every stop.
-    bool lazyWalk = true;
-    // The snapshot holds the active thread alone.
-    bool partialList = false;
+    TargetDescription targetDescription;
+    ThreadSnapshot snapshot{driver};
+    ThreadQueries threadQueries{snapshot, threadSelection};
+    StopReplies stopReplies{snapshot, threadSelection, serverThreadIds};
+    RegisterRequests registers{driver, snapshot, threadSelection, targetDescription};
+    TargetDescriptionWatch descriptionWatch{targetDescription};
+    SymbolNegotiation symbols{driver};
+    MonitorCommand monitor{driver};
+    ServerRequests serverRequests{serverThreadIds};
 };
 
 #endif

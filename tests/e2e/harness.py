@@ -119,6 +119,14 @@ def indent(text):
     return "\n".join("    | " + line for line in text.splitlines()) or "    | (empty)"
 
 
+TIMING_FIGURE = re.compile(r", [0-9]+ ms\n")
+
+
+def timings_masked(log):
+    """The log with the figure of each line that times work ("..., <digits> ms") written as "<n>"."""
+    return TIMING_FIGURE.sub(", <n> ms\n", log)
+
+
 class GdbResult:
     def __init__(self, returncode, stdout, stderr, commands):
         self.returncode = returncode

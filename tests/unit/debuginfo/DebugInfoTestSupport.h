@@ -1,6 +1,7 @@
 #ifndef TARNWICK_TESTS_UNIT_DEBUGINFO_DEBUGINFOTESTSUPPORT_H
 #define TARNWICK_TESTS_UNIT_DEBUGINFO_DEBUGINFOTESTSUPPORT_H
 
+#include "TimingFigures.h"
 #include "base/Logger.h"
 #include "base/Properties.h"
 #include "debuginfo/SymbolTable.h"
@@ -95,11 +96,11 @@ protected:
     std::string scratch;
 };
 
-// Runs action and returns what it wrote to standard output.
+// Runs action and returns what it wrote to standard output, its timing figures masked.
 template <typename Action> std::string stdoutOf(Action action) {
     testing::internal::CaptureStdout();
     action();
-    return testing::internal::GetCapturedStdout();
+    return timingfigures::masked(testing::internal::GetCapturedStdout());
 }
 
 #endif

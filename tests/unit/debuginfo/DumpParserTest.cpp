@@ -15,7 +15,7 @@
 // cache file. Dumps are written in the dump tool's text shape; positions are made up.
 namespace {
 
-const std::string kTimeLine = "SymbolTable::resolveDataStructures(), 0 ms\n";
+const std::string kTimeLine = "SymbolTable::resolveDataStructures(), <n> ms\n";
 const std::string kEndOfChildren = " <2><4e>: Abbrev Number: 0\n";
 
 std::string structureHead() {

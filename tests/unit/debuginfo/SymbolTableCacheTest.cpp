@@ -12,7 +12,7 @@
 // real one or a small script that records its runs and its arguments, is run without a shell.
 namespace {
 
-const std::string kToolTimes = "SymbolTable::generateDebugInfo(), 0 ms\n";
+const std::string kToolTimes = "SymbolTable::generateDebugInfo(), <n> ms\n";
 
 class SymbolTableCacheIntegration : public DebugInfoTest {
 protected:
@@ -154,7 +154,7 @@ TEST_F(SymbolTableCacheIntegration, MissingToolLeavesAnEmptyCacheThatIsValidAtTh
         complete = SymbolTable::getInstance().resolveDataStructures({"xLIST", "xLIST_ITEM"});
     });
     EXPECT_FALSE(complete);
-    EXPECT_EQ("SymbolTable::resolveDataStructures(), 0 ms\n", log);
+    EXPECT_EQ("SymbolTable::resolveDataStructures(), <n> ms\n", log);
     StructInfo out;
     EXPECT_FALSE(SymbolTable::getInstance().lookupStruct("xLIST", out));
 }

@@ -126,7 +126,7 @@ protected:
         bool result = false;
         std::string log = stdoutOf([&] { result = SymbolTable::getInstance().generateDebugInfo(); });
         ASSERT_TRUE(result);
-        ASSERT_EQ("SymbolTable::generateDebugInfo(), 0 ms\n"
+        ASSERT_EQ("SymbolTable::generateDebugInfo(), <n> ms\n"
                   "SymbolTable::generateDebugInfo(), Cache: " +
                       path(program + ".proxy_cache") + "\n",
                   log);
@@ -174,7 +174,7 @@ TEST_F(SymbolTableDumpIntegration, FreeRtosFullConfiguration) {
     generate("shapes_freertos_full");
     std::string log;
     ASSERT_TRUE(resolve(kFreeRtosStructures, log));
-    EXPECT_EQ("SymbolTable::resolveDataStructures(), 0 ms\n", log);
+    EXPECT_EQ("SymbolTable::resolveDataStructures(), <n> ms\n", log);
     expectSameLayouts(kFreeRtosStructures);
     EXPECT_TRUE(hasMember("tskTaskControlBlock", "pxEndOfStack"));
     EXPECT_TRUE(hasMember("tskTaskControlBlock", "ulRunTimeCounter"));
@@ -215,7 +215,7 @@ TEST_F(SymbolTableDumpIntegration, ThreadxCortexMConfiguration) {
     generate("shapes_threadx_cm");
     std::string log;
     ASSERT_TRUE(resolve(kThreadxStructures, log));
-    EXPECT_EQ("SymbolTable::resolveDataStructures(), 0 ms\n", log);
+    EXPECT_EQ("SymbolTable::resolveDataStructures(), <n> ms\n", log);
     expectSameLayouts(kThreadxStructures);
     EXPECT_FALSE(hasMember("TX_THREAD_STRUCT", "tx_thread_vfp_enable"));
     EXPECT_TRUE(hasMember("TX_QUEUE_STRUCT", "tx_queue_send_notify"));
@@ -259,7 +259,7 @@ TEST_P(RealKernelConfigurations, EveryLayoutAsGdbReadsItWithTheConfiguredMembers
     generate(config.program);
     std::string log;
     ASSERT_TRUE(resolve(config.structures, log)) << log;
-    EXPECT_EQ("SymbolTable::resolveDataStructures(), 0 ms\n", log);
+    EXPECT_EQ("SymbolTable::resolveDataStructures(), <n> ms\n", log);
     expectSameLayouts(config.structures);
     for (const auto& member : config.present) {
         EXPECT_TRUE(hasMember(member.first, member.second)) << member.first << "." << member.second;
@@ -318,7 +318,7 @@ TEST_F(SymbolTableDumpIntegration, BothKernelsInOneProgram) {
     all.insert(all.end(), kThreadxStructures.begin(), kThreadxStructures.end());
     std::string log;
     ASSERT_TRUE(resolve(all, log));
-    EXPECT_EQ("SymbolTable::resolveDataStructures(), 0 ms\n", log);
+    EXPECT_EQ("SymbolTable::resolveDataStructures(), <n> ms\n", log);
     expectSameLayouts(all);
 }
 
@@ -326,7 +326,7 @@ TEST_F(SymbolTableDumpIntegration, ProgramWithoutKernel) {
     generate("shapes_no_kernel");
     std::string log;
     EXPECT_FALSE(resolve(kFreeRtosStructures, log));
-    EXPECT_EQ("SymbolTable::resolveDataStructures(), 0 ms\n", log);
+    EXPECT_EQ("SymbolTable::resolveDataStructures(), <n> ms\n", log);
     EXPECT_FALSE(resolve(kThreadxStructures, log));
     std::vector<std::string> kernelStructures = kFreeRtosStructures;
     kernelStructures.insert(kernelStructures.end(), kThreadxStructures.begin(), kThreadxStructures.end());
@@ -342,7 +342,7 @@ TEST_F(SymbolTableDumpIntegration, EveryDwarfVersionGivesTheSameLayouts) {
         generate(std::string("member_forms_dwarf") + version);
         std::string log;
         ASSERT_TRUE(resolve({"io"}, log));
-        EXPECT_EQ("SymbolTable::resolveDataStructures(), 0 ms\n", log);
+        EXPECT_EQ("SymbolTable::resolveDataStructures(), <n> ms\n", log);
         tables.push_back(layoutText({"io"}));
     }
     EXPECT_EQ("io: 28\na:4\nb:4\nc:16\nid:0\npad:6\nptr:8\nq:24\nraw:8\nx:12\n\n", tables[0]);
@@ -365,7 +365,7 @@ TEST_F(SymbolTableDumpIntegration, RealKernelWithoutTheMiniListItemInEveryDwarfV
         generate(program);
         std::string log;
         EXPECT_FALSE(resolve(kFreeRtosStructures, log));
-        EXPECT_EQ("SymbolTable::resolveDataStructures(), 0 ms\n", log);
+        EXPECT_EQ("SymbolTable::resolveDataStructures(), <n> ms\n", log);
         StructInfo mini;
         EXPECT_FALSE(SymbolTable::getInstance().lookupStruct("xMINI_LIST_ITEM", mini));
         expectSameLayouts(present);

@@ -155,15 +155,15 @@ TEST_F(SymbolTableTest, GenerateNamesTheFirstMissingOption) {
     const Case cases[] = {
         {{{"--debug_info_tool", "t"}, {"--debug_info_cache", "c"}},
          "Missing property: --file\n"
-         "SymbolTable::generateDebugInfo(), 0 ms\n"
+         "SymbolTable::generateDebugInfo(), <n> ms\n"
          "SymbolTable::generateDebugInfo(), Cache: \n"},
         {{{"--file", "f"}},
          "Missing property: --debug_info_tool\n"
-         "SymbolTable::generateDebugInfo(), 0 ms\n"
+         "SymbolTable::generateDebugInfo(), <n> ms\n"
          "SymbolTable::generateDebugInfo(), Cache: \n"},
         {{{"--file", "f"}, {"--debug_info_tool", "t"}},
          "Missing property: --debug_info_cache\n"
-         "SymbolTable::generateDebugInfo(), 0 ms\n"
+         "SymbolTable::generateDebugInfo(), <n> ms\n"
          "SymbolTable::generateDebugInfo(), Cache: \n"},
     };
     for (const Case& c : cases) {

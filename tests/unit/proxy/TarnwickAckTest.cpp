@@ -1,5 +1,7 @@
+#include "ProxyRig.h"
+#include "ProxyTestValues.h"
 #include "RspFrame.h"
-#include "TarnwickRig.h"
+#include "UnconnectedEndpoints.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +12,7 @@ namespace {
 using rspframe::frame;
 
 // GDB's feature request and the server's answer, both acknowledged as at the start of every session.
-void negotiate(TarnwickRig& rig, const std::string& features) {
+void negotiate(ProxyRig& rig, const std::string& features) {
     rig.gdb().sendRaw("+" + frame("qSupported:swbreak+"));
     EXPECT_EQ("+", rig.server().nextRaw());
     EXPECT_EQ(frame("qSupported:swbreak+"), rig.server().nextRaw());
@@ -24,7 +26,7 @@ void negotiate(TarnwickRig& rig, const std::string& features) {
 // A server that keeps acknowledging (QEMU): the proxy acknowledges what it answers and takes GDB's '+'.
 TEST(TarnwickAckIntegration, RepliesOfItsOwnAreAcknowledgedBothWays) {
     FakeRtosDriver driver;
-    TarnwickRig rig(driver, 0);
+    ProxyRig rig(driver, 0);
     ASSERT_TRUE(rig.ready());
     negotiate(rig, "PacketSize=1000;qXfer:features:read+");
     rig.gdb().sendPacket("qC");
@@ -45,7 +47,7 @@ TEST(TarnwickAckIntegration, RepliesOfItsOwnAreAcknowledgedBothWays) {
 
 TEST(TarnwickAckIntegration, TakenStopReplyIsAcknowledgedToTheServer) {
     FakeRtosDriver driver;
-    TarnwickRig rig(driver, 0);
+    ProxyRig rig(driver, 0);
     ASSERT_TRUE(rig.ready());
     negotiate(rig, "PacketSize=1000");
     rig.gdb().sendPacket("vCont;c");
@@ -64,7 +66,7 @@ TEST(TarnwickAckIntegration, TakenStopReplyIsAcknowledgedToTheServer) {
 // Where the server leaves acknowledgement mode, no byte changes: the proxy neither sends nor takes a '+'.
 TEST(TarnwickAckIntegration, NoAckSessionIsByteForByteAsBefore) {
     FakeRtosDriver driver;
-    TarnwickRig rig(driver, 0);
+    ProxyRig rig(driver, 0);
     ASSERT_TRUE(rig.ready());
     negotiate(rig, "PacketSize=4000;QStartNoAckMode+");
     rig.gdb().sendPacket("QStartNoAckMode");
@@ -93,7 +95,7 @@ namespace {
 // selected reaches the server as a step of the server's own thread once the server has refused the task.
 TEST(TarnwickServerIdsIntegration, StepOfAKernelTaskGoesToTheServersThreadOnceRefused) {
     FakeRtosDriver driver;
-    TarnwickRig rig(driver, 0);
+    ProxyRig rig(driver, 0);
     ASSERT_TRUE(rig.ready());
     rig.gdb().sendRaw("+" + frame("qSupported:multiprocess+;swbreak+"));
     EXPECT_EQ("+", rig.server().nextRaw());
@@ -152,7 +154,7 @@ TEST(TarnwickAckIntegration, ReadsOfAStopKeepTheServersAcknowledgements) {
     useTwoTaskSnapshot(driver);
     driver.reads[FakeRtosDriver::kCallCheckKernelRunning] = {0x20000104};
     driver.reads[FakeRtosDriver::kCallGetThreads] = {0x20000200};
-    TarnwickRig rig(driver, 0);
+    ProxyRig rig(driver, 0);
     ASSERT_TRUE(rig.ready());
     negotiate(rig, "PacketSize=1000");
     rig.gdb().sendPacket("?");

@@ -1,6 +1,8 @@
 #include "proxy/Tarnwick.h"
 
-#include "TarnwickRig.h"
+#include "ProxyRig.h"
+#include "ProxyTestValues.h"
+#include "UnconnectedEndpoints.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +17,7 @@ const Calls kSnapshotCalls = {FakeRtosDriver::kCallCheckKernelRunning, FakeRtosD
 TEST(TarnwickDispatchIntegration, APacketNoHandlerTakesPassesAndOneThatIsTakenStaysHere) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     rig.passFirstStop();
     EXPECT_EQ("T05thread:20000a40;hwbreak:;", rig.stop("T05thread:1;hwbreak:;"));
@@ -34,7 +36,7 @@ TEST(TarnwickDispatchIntegration, APacketNoHandlerTakesPassesAndOneThatIsTakenSt
 
 TEST(TarnwickDispatchIntegration, AnHWithoutThreadFieldGoesToTheServer) {
     FakeRtosDriver driver;
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     ASSERT_TRUE(rig.gdb().sendPacket("Hc"));
     EXPECT_EQ("$Hc#ab", rig.server().nextRaw());
@@ -45,7 +47,7 @@ TEST(TarnwickDispatchIntegration, AnHWithoutThreadFieldGoesToTheServer) {
 
 TEST(TarnwickDispatchIntegration, GibberishBehindTheGPrefixIsForwardedWithoutTheRegisterInterceptor) {
     FakeRtosDriver driver;
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     ASSERT_TRUE(rig.gdb().sendPacket("gibberish"));
     EXPECT_EQ(framed("gibberish"), rig.server().nextRaw());
@@ -53,7 +55,7 @@ TEST(TarnwickDispatchIntegration, GibberishBehindTheGPrefixIsForwardedWithoutThe
     EXPECT_EQ("E01", rig.gdb().nextPayload());
     EXPECT_TRUE(rig.finish());
     // The register interceptor would have learned a payload size from the reply.
-    EXPECT_EQ(0u, Tarnwick::getPayloadSize());
+    EXPECT_EQ(0u, Tarnwick::getInstance().getRegisterRequests().getPayloadSize());
     EXPECT_EQ("Lost connection to GDB Client\n", rig.log());
 }
 
@@ -61,7 +63,7 @@ TEST(TarnwickDispatchIntegration, UntilTheSecondStopThreadOneStandsAloneAndTheTa
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     driver.reads[FakeRtosDriver::kCallCheckKernelRunning] = {0x20000104};
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     EXPECT_EQ("m1", rig.ask("qfThreadInfo"));
     EXPECT_EQ("T05thread:1;", rig.stop("T05"));
@@ -77,7 +79,7 @@ TEST(TarnwickDispatchIntegration, AKernelNotYetStartedShowsThreadOne) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     driver.kernelRunning = false;
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     rig.passFirstStop();
     EXPECT_EQ("T05thread:1;", rig.stop("S05"));
@@ -92,7 +94,7 @@ TEST(TarnwickDispatchIntegration, AKernelStateThatCannotBeReadShowsThreadOne) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     driver.checkResult = false;
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     rig.passFirstStop();
     EXPECT_EQ("T02thread:1;", rig.stop("S02"));
@@ -105,7 +107,7 @@ TEST(TarnwickDispatchIntegration, TasksOfWhichNoneIsActiveLeaveThreadOneActiveBe
     FakeRtosDriver driver;
     driver.threads = {TargetThread(0x20000810, 0x20000700, false, "Tmr Svc"),
                       TargetThread(0x20000a40, 0x20000900, false, "IDLE")};
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     rig.passFirstStop();
     EXPECT_EQ("T05thread:1;", rig.stop("T05"));
@@ -118,7 +120,7 @@ TEST(TarnwickDispatchIntegration, AFailedThreadWalkLeavesNothingHalfRead) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     driver.threadsResult = false;
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     rig.passFirstStop();
     EXPECT_EQ("T05thread:1;", rig.stop("T05"));
@@ -131,7 +133,7 @@ TEST(TarnwickDispatchIntegration, AFailedThreadWalkLeavesNothingHalfRead) {
 
 TEST(TarnwickDispatchIntegration, AnEmptyThreadWalkShowsThreadOne) {
     FakeRtosDriver driver;
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     rig.passFirstStop();
     EXPECT_EQ("T05thread:1;", rig.stop("T05"));
@@ -143,7 +145,7 @@ TEST(TarnwickDispatchIntegration, AnEmptyThreadWalkShowsThreadOne) {
 TEST(TarnwickDispatchIntegration, ADriversOwnSwitchedOutThreadOneLeavesNoActiveThreadAndEndsTheWork) {
     FakeRtosDriver driver;
     driver.threads = {TargetThread(1, 0x20000700, false, "odd")};
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     rig.passFirstStop();
     ASSERT_TRUE(rig.server().sendPacket("T05"));
@@ -161,7 +163,7 @@ TEST(TarnwickDispatchIntegration, ADriversOwnSwitchedOutThreadOneLeavesNoActiveT
 TEST(TarnwickDispatchIntegration, AfterAKillTheListIsEmptyAndValid) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     rig.passFirstStop();
     rig.stop("T05");
@@ -182,7 +184,7 @@ TEST(TarnwickDispatchIntegration, AfterAKillTheListIsEmptyAndValid) {
 
 TEST(TarnwickDispatchIntegration, AnAcknowledgementIsForwarded) {
     FakeRtosDriver driver;
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     ASSERT_TRUE(rig.gdb().sendRaw("+"));
     EXPECT_EQ("+", rig.server().nextRaw());
@@ -195,7 +197,7 @@ TEST(TarnwickDispatchIntegration, TheKernelIsReadOncePerStopNotPerQueryNorOnCont
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     driver.reads[FakeRtosDriver::kCallCheckKernelRunning] = {0x20000104};
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     rig.passFirstStop();
     ASSERT_TRUE(rig.server().sendPacket("T05"));

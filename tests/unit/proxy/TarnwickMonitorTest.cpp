@@ -1,6 +1,9 @@
+#include "proxy/MonitorCommand.h"
 #include "proxy/Tarnwick.h"
 
-#include "TarnwickRig.h"
+#include "ProxyRig.h"
+#include "ProxyTestValues.h"
+#include "UnconnectedEndpoints.h"
 #include "rtos/RtosCommand.h"
 
 #include <gtest/gtest.h>
@@ -49,7 +52,7 @@ TEST(TarnwickMonitorIntegration, RtosDashMStateRunsTheDriverAndAnswersJsonInOneP
     FakeRtosDriver driver;
     scriptStateCommand(driver);
     driver.reads[FakeRtosDriver::kCallRunCommand] = {0x20000104};
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     ASSERT_TRUE(rig.gdb().sendPacket("qRcmd,72746f73202d6d207374617465"));
     EXPECT_EQ("m20000104,4", rig.server().nextPayload());
@@ -65,7 +68,7 @@ TEST(TarnwickMonitorIntegration, RtosDashMStateRunsTheDriverAndAnswersJsonInOneP
 
 TEST(TarnwickMonitorIntegration, ACommandForTheServerPassesBothWays) {
     FakeRtosDriver driver;
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     ASSERT_TRUE(rig.gdb().sendPacket("qRcmd,72657365742068616c74"));
     EXPECT_EQ(framed("qRcmd,72657365742068616c74"), rig.server().nextRaw());
@@ -78,7 +81,7 @@ TEST(TarnwickMonitorIntegration, ACommandForTheServerPassesBothWays) {
 TEST(TarnwickMonitorIntegration, OnlyTheExactKeywordIsTheProxys) {
     FakeRtosDriver driver;
     scriptStateCommand(driver);
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     for (const std::string& packet : {std::string("qRcmd,"), monitor("rtosx"), monitor("Rtos"),
                                       monitor("RTOS state"), monitor(" rtos"), std::string("qRcmdX")}) {
@@ -93,7 +96,7 @@ TEST(TarnwickMonitorIntegration, OnlyTheExactKeywordIsTheProxys) {
 TEST(TarnwickMonitorIntegration, TheCatalogueWithoutACommandTabularOrJsonAndNothingAsATree) {
     FakeRtosDriver driver;
     scriptStateCommand(driver);
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     EXPECT_EQ(hexOf(kCatalogueTabular + "\n"), rig.ask(monitor("rtos")));
     EXPECT_EQ(hexOf(kCatalogueJson + "\n"), rig.ask(monitor("rtos -m")));
@@ -106,7 +109,7 @@ TEST(TarnwickMonitorIntegration, TheCatalogueWithoutACommandTabularOrJsonAndNoth
 TEST(TarnwickMonitorIntegration, OnlyTheWordBehindTheKeywordIsAnOption) {
     FakeRtosDriver driver;
     scriptStateCommand(driver);
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     EXPECT_EQ(hexOf(kStateTabular + "\n"), rig.ask(monitor("rtos state")));
     EXPECT_EQ(hexOf(kStateTree + "\n"), rig.ask(monitor("rtos -t state")));
@@ -124,7 +127,7 @@ TEST(TarnwickMonitorIntegration, ACommandTheDriverRefusesPrintsItsFailure) {
     FakeRtosDriver driver;
     scriptStateCommand(driver);
     driver.commandResult = false;
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     EXPECT_EQ(hexOf("Failed to execute command\n"), rig.ask(monitor("rtos tasks")));
     EXPECT_TRUE(rig.finish());
@@ -140,7 +143,7 @@ TEST(TarnwickMonitorIntegration, AHundredKilobyteReplyArrivesWhole) {
     KernelInfoNode root;
     root.addChild(KernelInfoNode(0, log, "Trace"));
     driver.commandOutput = root;
-    TarnwickRig rig(driver, 7);
+    ProxyRig rig(driver, 7);
     ASSERT_TRUE(rig.ready());
     ASSERT_TRUE(rig.gdb().sendPacket(monitor("rtos trace")));
     EXPECT_EQ(hexOf("Trace : " + log + "\n\n\n"), rig.gdb().nextPayload(10000));
@@ -153,11 +156,11 @@ TEST(TarnwickMonitorIntegration, WithoutADriverTheOutputSaysSo) {
     PeeredEndpoint gdb = PeeredEndpoint::make("GDB Client", ROLE_GDB_CLIENT);
     ASSERT_TRUE(gdb.endpoint);
     UnconnectedEndpoints unconnected;
-    Logger::getInstance().setLogLevel(0);
-    Tarnwick::getInstance().loadDriver(nullptr);
+    IRtosDriver* const noDriver = nullptr;
+    MonitorCommand command(noDriver);
     UnconnectedEndpoints::receive(*gdb.endpoint, monitor("rtos state"));
     bool handled = false;
-    EXPECT_TRUE(Tarnwick::getInstance().intercept_monitor(*gdb.endpoint, unconnected.server, handled));
+    EXPECT_TRUE(command.intercept_monitor(*gdb.endpoint, unconnected.server, handled));
     EXPECT_TRUE(handled);
     EXPECT_EQ(hexOf("No driver loaded\n"), gdb.peer->nextPayload());
     EXPECT_EQ(0, gdb.endpoint->getReceiveBuffer().getPacketLength()) << "the packet is consumed";

@@ -1,7 +1,9 @@
 #include "proxy/Tarnwick.h"
 
+#include "ProxyRig.h"
+#include "ProxyTestValues.h"
 #include "SourceFile.h"
-#include "TarnwickRig.h"
+#include "UnconnectedEndpoints.h"
 #include "target/RegisterId.h"
 
 #include <gtest/gtest.h>
@@ -58,7 +60,7 @@ std::string expectedRegisterText(unsigned int statusRegister, unsigned int paylo
 }
 
 // GDB reads target.xml through the proxy in chunks of 0x3ff, as it does, and the server serves them.
-void readTargetXml(TarnwickRig& rig, const std::string& xml) {
+void readTargetXml(ProxyRig& rig, const std::string& xml) {
     const std::size_t chunk = 0x3ff;
     for (std::size_t offset = 0; offset < xml.size(); offset += chunk) {
         char request[64];
@@ -73,7 +75,7 @@ void readTargetXml(TarnwickRig& rig, const std::string& xml) {
 }
 
 // The first g goes to the server, which answers with payloadBytes of register text.
-void learnPayloadSize(TarnwickRig& rig, unsigned int payloadBytes) {
+void learnPayloadSize(ProxyRig& rig, unsigned int payloadBytes) {
     ASSERT_TRUE(rig.gdb().sendPacket("g"));
     ASSERT_EQ("g", rig.server().nextPayload());
     std::string core(payloadBytes * 2, '1');
@@ -86,7 +88,7 @@ TEST(TarnwickRegistersIntegration, AStopIsRebuiltFromTheKernelBeforeGdbHearsOfIt
     useTwoTaskSnapshot(driver);
     driver.reads[FakeRtosDriver::kCallCheckKernelRunning] = {0x20000104};
     driver.reads[FakeRtosDriver::kCallGetThreads] = {0x20000200, 0x20000a40};
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     rig.passFirstStop();
     ASSERT_TRUE(rig.gdb().sendPacket("c"));
@@ -101,7 +103,7 @@ TEST(TarnwickRegistersIntegration, AStopIsRebuiltFromTheKernelBeforeGdbHearsOfIt
     ASSERT_TRUE(rig.server().sendPacket("00070020"));
     EXPECT_EQ("T05thread:20000a40;hwbreak:;", rig.gdb().nextPayload());
     EXPECT_TRUE(rig.finish());
-    EXPECT_EQ(2u, Tarnwick::getInstance().getStopCount());
+    EXPECT_EQ(2u, Tarnwick::getInstance().getSnapshot().getStopCount());
     EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 5\nLost connection to GDB Client\n", rig.log());
 }
 
@@ -110,7 +112,7 @@ TEST(TarnwickRegistersIntegration, TheCoreAnswersForTheActiveThreadAndTheDriverF
     useTwoTaskSnapshot(driver);
     driver.registers[kSwitchedOut] = frameOf(0x01000000, RegisterId::REG_XPSR);
     driver.reads[FakeRtosDriver::kCallGetRegisters] = {0x20000700};
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     readTargetXml(rig, testfiles::readSourceFile(kMProfileXml));
     rig.passFirstStop();
@@ -121,7 +123,7 @@ TEST(TarnwickRegistersIntegration, TheCoreAnswersForTheActiveThreadAndTheDriverF
     const std::string core = expectedRegisterText(0x21000000, kMProfilePayload);
     ASSERT_TRUE(rig.server().sendPacket(core));
     EXPECT_EQ(core, rig.gdb().nextPayload());
-    EXPECT_EQ(kMProfilePayload, Tarnwick::getPayloadSize());
+    EXPECT_EQ(kMProfilePayload, Tarnwick::getInstance().getRegisterRequests().getPayloadSize());
 
     EXPECT_EQ("OK", rig.ask("Hg20000810"));
     ASSERT_TRUE(rig.gdb().sendPacket("g"));
@@ -173,13 +175,13 @@ public:
     }
 
     FakeRtosDriver driver;
-    TarnwickRig rig;
+    ProxyRig rig;
     std::size_t setUp = 0;
 };
 
 TEST(TarnwickRegistersIntegration, APOfASwitchedOutTaskReadsItsSavedFrame) {
     SwitchedOutTaskSession session;
-    TarnwickRig& rig = session.rig;
+    ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
     EXPECT_EQ("05c0b0a0", rig.ask("p5"));
     EXPECT_EQ("40070020", rig.ask("pd"));
@@ -193,7 +195,7 @@ TEST(TarnwickRegistersIntegration, APOfASwitchedOutTaskReadsItsSavedFrame) {
 
 TEST(TarnwickRegistersIntegration, APOfASwitchedOutTaskWritesTheRegistersWordInItsFrame) {
     SwitchedOutTaskSession session;
-    TarnwickRig& rig = session.rig;
+    ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
     ASSERT_TRUE(rig.gdb().sendPacket("P5=5a5a5a5a"));
     EXPECT_EQ("M20000714,4:5a5a5a5a", rig.server().nextPayload());
@@ -215,7 +217,7 @@ TEST(TarnwickRegistersIntegration, APOfASwitchedOutTaskWritesTheRegistersWordInI
 
 TEST(TarnwickRegistersIntegration, AGOfASwitchedOutTaskWritesOnlyTheWordsThatChange) {
     SwitchedOutTaskSession session;
-    TarnwickRig& rig = session.rig;
+    ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
     EXPECT_EQ("OK", rig.ask("Hg20000a40"));
     learnPayloadSize(rig, kMProfilePayload);
@@ -243,7 +245,7 @@ TEST(TarnwickRegistersIntegration, AGOfASwitchedOutTaskWritesOnlyTheWordsThatCha
 
 TEST(TarnwickRegistersIntegration, FloatingPointRegistersComeFromTheFrameByName) {
     SwitchedOutTaskSession session;
-    TarnwickRig& rig = session.rig;
+    ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
     RegisterList frame = frameOf(0x01000000, RegisterId::REG_XPSR);
     for (unsigned int n = 0; n < 16; ++n) {
@@ -269,7 +271,7 @@ TEST(TarnwickRegistersIntegration, FloatingPointRegistersComeFromTheFrameByName)
 
 TEST(TarnwickRegistersIntegration, RegisterPacketsOfTheRunningTaskGoToTheServer) {
     SwitchedOutTaskSession session;
-    TarnwickRig& rig = session.rig;
+    ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
     EXPECT_EQ("OK", rig.ask("Hg20000a40"));
     for (const std::string packet : {"p5", "P5=5a5a5a5a", "G00000000"}) {
@@ -284,7 +286,7 @@ TEST(TarnwickRegistersIntegration, RegisterPacketsOfTheRunningTaskGoToTheServer)
 
 TEST(TarnwickRegistersIntegration, RegisterPacketsForAnUnknownSelectionAreE05) {
     SwitchedOutTaskSession session;
-    TarnwickRig& rig = session.rig;
+    ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
     EXPECT_EQ("OK", rig.ask("Hg12345678"));
     EXPECT_EQ("E05", rig.ask("p5"));
@@ -300,7 +302,7 @@ TEST(TarnwickRegistersIntegration, AnAProfileDescriptionPutsCpsrWhereTheMProfile
     RegisterList frame = frameOf(0x600001d3, RegisterId::REG_CPSR);
     frame.addRegister(RegisterId::REG_XPSR, 0x01000000);
     driver.registers[kSwitchedOut] = frame;
-    TarnwickRig rig(driver, 7);
+    ProxyRig rig(driver, 7);
     ASSERT_TRUE(rig.ready());
     readTargetXml(rig, testfiles::readSourceFile(kAProfileXml));
     rig.passFirstStop();
@@ -316,7 +318,7 @@ TEST(TarnwickRegistersIntegration, ASwitchedOutThreadBeforeAnyGReachedTheServerG
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     driver.registers[kSwitchedOut] = frameOf(0x01000000, RegisterId::REG_XPSR);
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     readTargetXml(rig, testfiles::readSourceFile(kMProfileXml));
     rig.passFirstStop();
@@ -331,7 +333,7 @@ TEST(TarnwickRegistersIntegration, WithoutATargetDescriptionASwitchedOutThreadIs
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     driver.registers[kSwitchedOut] = frameOf(0x01000000, RegisterId::REG_XPSR);
-    TarnwickRig rig(driver, 7);
+    ProxyRig rig(driver, 7);
     ASSERT_TRUE(rig.ready());
     rig.passFirstStop();
     rig.stop("T05");
@@ -345,7 +347,7 @@ TEST(TarnwickRegistersIntegration, RegistersTheDriverCannotReadAreE01) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     driver.registersResult = false;
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     rig.passFirstStop();
     rig.stop("T05");
@@ -361,7 +363,7 @@ TEST(TarnwickRegistersIntegration, RegistersTheDriverCannotReadAreE01) {
 TEST(TarnwickRegistersIntegration, AnUnknownSelectionGivesE05UntilAStopMovesIt) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     rig.passFirstStop();
     rig.stop("T05");
@@ -385,7 +387,7 @@ TEST(TarnwickRegistersIntegration, AnUnknownSelectionGivesE05UntilAStopMovesIt) 
 TEST(TarnwickRegistersIntegration, AnotherHEndsTheE05OfAnUnknownSelection) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
-    TarnwickRig rig(driver, 7);
+    ProxyRig rig(driver, 7);
     ASSERT_TRUE(rig.ready());
     rig.passFirstStop();
     rig.stop("T05");
@@ -400,7 +402,7 @@ TEST(TarnwickRegistersIntegration, AnotherHEndsTheE05OfAnUnknownSelection) {
 TEST(TarnwickRegistersIntegration, AnHcStaysAcrossAStopAndTheGeneralSelectionMovesToTheStoppedThread) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
-    TarnwickRig rig(driver, 7);
+    ProxyRig rig(driver, 7);
     ASSERT_TRUE(rig.ready());
     const ThreadSelection& selection = Tarnwick::getInstance().getThreadSelection();
     EXPECT_EQ("OK", rig.ask("Hc20000810"));
@@ -423,7 +425,7 @@ TEST(TarnwickRegistersIntegration, AnHcStaysAcrossAStopAndTheGeneralSelectionMov
 TEST(TarnwickRegistersIntegration, StopRepliesTheParserRefusesPassAsTheyStand) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     rig.passFirstStop();
     rig.stop("T05");
@@ -434,7 +436,7 @@ TEST(TarnwickRegistersIntegration, StopRepliesTheParserRefusesPassAsTheyStand) {
     }
     EXPECT_EQ("m20000810,20000a40", rig.ask("qfThreadInfo"));
     EXPECT_TRUE(rig.finish());
-    EXPECT_EQ(2u, Tarnwick::getInstance().getStopCount());
+    EXPECT_EQ(2u, Tarnwick::getInstance().getSnapshot().getStopCount());
     EXPECT_TRUE(driver.calls().empty());
 }
 
@@ -443,7 +445,7 @@ TEST(TarnwickRegistersIntegration, AnExitClearsTheListAndIsForwarded) {
         SCOPED_TRACE(exit);
         FakeRtosDriver driver;
         useTwoTaskSnapshot(driver);
-        TarnwickRig rig(driver, 7);
+        ProxyRig rig(driver, 7);
         ASSERT_TRUE(rig.ready());
         rig.passFirstStop();
         rig.stop("T05");
@@ -451,23 +453,23 @@ TEST(TarnwickRegistersIntegration, AnExitClearsTheListAndIsForwarded) {
         EXPECT_EQ(framed(exit), rig.gdb().nextRaw());
         EXPECT_EQ("l", rig.ask("qfThreadInfo"));
         EXPECT_TRUE(rig.finish());
-        EXPECT_EQ(2u, Tarnwick::getInstance().getStopCount());
+        EXPECT_EQ(2u, Tarnwick::getInstance().getSnapshot().getStopCount());
     }
 }
 
 TEST(TarnwickRegistersIntegration, StopRepliesNameTheActiveThreadAndKeepTheServersFields) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     EXPECT_EQ("T05thread:1;", rig.stop("S05"));
-    EXPECT_EQ(1u, Tarnwick::getInstance().getStopCount());
+    EXPECT_EQ(1u, Tarnwick::getInstance().getSnapshot().getStopCount());
     EXPECT_EQ("T0bthread:20000a40;core:0;watch:20000100;", rig.stop("T0bthread:2;core:0;watch:20000100;"));
     EXPECT_EQ("T05awatch:20000104;thread:20000a40;0d:00010020;0f:12040000;",
               rig.stop("T05awatch:20000104;thread:2;0d:00010020;0f:12040000;"));
     EXPECT_EQ("T02thread:20000a40;", rig.stop("S02"));
     EXPECT_TRUE(rig.finish());
-    EXPECT_EQ(4u, Tarnwick::getInstance().getStopCount());
+    EXPECT_EQ(4u, Tarnwick::getInstance().getSnapshot().getStopCount());
     EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 11\nReply: T Signal: 5\nReply: S Signal: 2\n"
               "Lost connection to GDB Client\n",
               rig.log());
@@ -476,7 +478,7 @@ TEST(TarnwickRegistersIntegration, StopRepliesNameTheActiveThreadAndKeepTheServe
 
 TEST(TarnwickRegistersIntegration, TargetXmlInTwoChunksIsCollectedAndLoaded) {
     FakeRtosDriver driver;
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     const std::string xml = testfiles::readSourceFile(kMProfileXml);
     ASSERT_TRUE(rig.gdb().sendPacket(kFeaturesRequest + "0,3ff"));
@@ -488,9 +490,9 @@ TEST(TarnwickRegistersIntegration, TargetXmlInTwoChunksIsCollectedAndLoaded) {
     ASSERT_TRUE(rig.server().sendPacket("l" + xml.substr(1023)));
     EXPECT_EQ("l" + xml.substr(1023), rig.gdb().nextPayload());
     EXPECT_TRUE(rig.finish());
-    EXPECT_EQ(xml, Tarnwick::getTargetXml());
+    EXPECT_EQ(xml, Tarnwick::getInstance().getDescriptionWatch().getTargetXml());
     const std::vector<TargetDescription::Entry>& registers =
-        Tarnwick::getInstance().getTargetDescription().getRegisters();
+        Tarnwick::getInstance().getDescriptionWatch().getTargetDescription().getRegisters();
     ASSERT_EQ(34u, registers.size());
     EXPECT_EQ(RegisterId::REG_XPSR, registers[16].low);
     EXPECT_EQ(RegisterId::REG_FPSCR, registers[33].low);
@@ -499,32 +501,33 @@ TEST(TarnwickRegistersIntegration, TargetXmlInTwoChunksIsCollectedAndLoaded) {
 
 TEST(TarnwickRegistersIntegration, ASecondReadingAppendsToTheFirst) {
     FakeRtosDriver driver;
-    TarnwickRig rig(driver, 7);
+    ProxyRig rig(driver, 7);
     ASSERT_TRUE(rig.ready());
     const std::string xml = testfiles::readSourceFile(kAProfileXml);
     readTargetXml(rig, xml);
     readTargetXml(rig, xml);
     EXPECT_TRUE(rig.finish());
-    EXPECT_EQ(xml + xml, Tarnwick::getTargetXml());
-    EXPECT_EQ(68u, Tarnwick::getInstance().getTargetDescription().getRegisters().size());
+    EXPECT_EQ(xml + xml, Tarnwick::getInstance().getDescriptionWatch().getTargetXml());
+    EXPECT_EQ(68u,
+              Tarnwick::getInstance().getDescriptionWatch().getTargetDescription().getRegisters().size());
 }
 
 TEST(TarnwickRegistersIntegration, AnErrorChunkIsLoggedAndStillForwarded) {
     FakeRtosDriver driver;
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     ASSERT_TRUE(rig.gdb().sendPacket(kFeaturesRequest + "0,3ff"));
     EXPECT_EQ(kFeaturesRequest + "0,3ff", rig.server().nextPayload());
     ASSERT_TRUE(rig.server().sendPacket("E01"));
     EXPECT_EQ("E01", rig.gdb().nextPayload());
     EXPECT_TRUE(rig.finish());
-    EXPECT_EQ("", Tarnwick::getTargetXml());
+    EXPECT_EQ("", Tarnwick::getInstance().getDescriptionWatch().getTargetXml());
     EXPECT_EQ("Read target.xml. Failed parse reply\nLost connection to GDB Client\n", rig.log());
 }
 
 TEST(TarnwickRegistersIntegration, AFeaturesReadForAnotherAnnexIsForwarded) {
     FakeRtosDriver driver;
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     for (const std::string request :
          {"qXfer:features:read:target.xml", "qXfer:features:read:target.xmlx:0,3ff"}) {
@@ -536,7 +539,7 @@ TEST(TarnwickRegistersIntegration, AFeaturesReadForAnotherAnnexIsForwarded) {
 
 TEST(TarnwickRegistersIntegration, AServerThatDoesNotAnswerTheFirstGEndsTheWork) {
     FakeRtosDriver driver;
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     ASSERT_TRUE(rig.gdb().sendPacket("g"));
     EXPECT_EQ("g", rig.server().nextPayload());

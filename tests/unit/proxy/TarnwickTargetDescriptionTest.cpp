@@ -1,7 +1,9 @@
 #include "proxy/Tarnwick.h"
 
+#include "ProxyRig.h"
+#include "ProxyTestValues.h"
 #include "SourceFile.h"
-#include "TarnwickRig.h"
+#include "UnconnectedEndpoints.h"
 #include "target/RegisterId.h"
 
 #include <gtest/gtest.h>
@@ -20,7 +22,7 @@ const std::string kVfpAnnex =
     "<feature name=\"org.gnu.gdb.arm.vfp\"><reg name=\"d0\" bitsize=\"64\"/></feature>";
 
 // GDB reads target.xml in one piece, and gets it unchanged.
-void readTargetXml(TarnwickRig& rig, const std::string& xml) {
+void readTargetXml(ProxyRig& rig, const std::string& xml) {
     const std::string request = "qXfer:features:read:target.xml:0,3ff";
     ASSERT_TRUE(rig.gdb().sendPacket(request));
     ASSERT_EQ(request, rig.server().nextPayload());
@@ -29,7 +31,7 @@ void readTargetXml(TarnwickRig& rig, const std::string& xml) {
 }
 
 // The proxy's own read of one annex, answered in pieces.
-void serveAnnex(TarnwickRig& rig, const std::string& annex, const std::string& text, std::size_t piece) {
+void serveAnnex(ProxyRig& rig, const std::string& annex, const std::string& text, std::size_t piece) {
     for (std::size_t offset = 0; offset < text.size(); offset += piece) {
         char offsets[32];
         std::snprintf(offsets, sizeof(offsets), ":%zx,400", offset);
@@ -41,7 +43,7 @@ void serveAnnex(TarnwickRig& rig, const std::string& annex, const std::string& t
 
 TEST(TarnwickTargetDescriptionIntegration, IncludedAnnexesAreReadInPiecesForTheRegisterOrder) {
     FakeRtosDriver driver;
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     const std::string xml = testfiles::readSourceFile(kIncludingXml);
     readTargetXml(rig, xml);
@@ -54,10 +56,10 @@ TEST(TarnwickTargetDescriptionIntegration, IncludedAnnexesAreReadInPiecesForTheR
     ASSERT_TRUE(rig.server().sendPacket("l" + kMProfileAnnex));
     EXPECT_EQ("l" + kMProfileAnnex, rig.gdb().nextPayload());
     EXPECT_TRUE(rig.finish());
-    EXPECT_EQ(xml, Tarnwick::getTargetXml());
+    EXPECT_EQ(xml, Tarnwick::getInstance().getDescriptionWatch().getTargetXml());
     // By name and number, as the annexes give them: pc right behind r0 here, d0 behind xpsr.
     const std::vector<TargetDescription::Entry>& registers =
-        Tarnwick::getInstance().getTargetDescription().getRegisters();
+        Tarnwick::getInstance().getDescriptionWatch().getTargetDescription().getRegisters();
     ASSERT_EQ(4u, registers.size());
     EXPECT_EQ(RegisterId::REG_R0, registers[0].low);
     EXPECT_EQ(RegisterId::REG_PC, registers[1].low);
@@ -72,7 +74,7 @@ TEST(TarnwickTargetDescriptionIntegration, IncludedAnnexesAreReadInPiecesForTheR
 
 TEST(TarnwickTargetDescriptionIntegration, AMissingAnnexLeavesTheDescriptionOfTargetXmlAlone) {
     FakeRtosDriver driver;
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     readTargetXml(rig, testfiles::readSourceFile(kIncludingXml));
     serveAnnex(rig, "arm-m-profile.xml", kMProfileAnnex, 0x400);
@@ -81,7 +83,7 @@ TEST(TarnwickTargetDescriptionIntegration, AMissingAnnexLeavesTheDescriptionOfTa
     // Nothing more is asked: the rest could not make the description whole.
     EXPECT_TRUE(rig.server().quietFor(100));
     EXPECT_TRUE(rig.finish());
-    EXPECT_TRUE(Tarnwick::getInstance().getTargetDescription().getRegisters().empty());
+    EXPECT_TRUE(Tarnwick::getInstance().getDescriptionWatch().getTargetDescription().getRegisters().empty());
     EXPECT_EQ("Read target.xml. Failed reading arm-vfp.xml, switched-out tasks show no registers\n"
               "Lost connection to GDB Client\n",
               rig.log());
@@ -89,12 +91,13 @@ TEST(TarnwickTargetDescriptionIntegration, AMissingAnnexLeavesTheDescriptionOfTa
 
 TEST(TarnwickTargetDescriptionIntegration, InlineFeaturesNeedNoReadOfTheProxysOwn) {
     FakeRtosDriver driver;
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     readTargetXml(rig, testfiles::readSourceFile("tests/fixtures/targetxml/m-profile-inline.xml"));
     EXPECT_TRUE(rig.server().quietFor(100));
     EXPECT_TRUE(rig.finish());
-    EXPECT_EQ(34u, Tarnwick::getInstance().getTargetDescription().getRegisters().size());
+    EXPECT_EQ(34u,
+              Tarnwick::getInstance().getDescriptionWatch().getTargetDescription().getRegisters().size());
 }
 
 } // namespace

@@ -1,7 +1,9 @@
-#include "proxy/Tarnwick.h"
 #include "base/NumberCodec.h"
+#include "proxy/Tarnwick.h"
 
-#include "TarnwickRig.h"
+#include "ProxyRig.h"
+#include "ProxyTestValues.h"
+#include "UnconnectedEndpoints.h"
 
 #include <gtest/gtest.h>
 
@@ -28,12 +30,12 @@ public:
         driver.clearRecord();
     }
     FakeRtosDriver driver;
-    TarnwickRig rig;
+    ProxyRig rig;
 };
 
 TEST(TarnwickThreadQueryIntegration, TheWorkedExchangeIsAnsweredFromTheSnapshot) {
     TwoTaskSession session;
-    TarnwickRig& rig = session.rig;
+    ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
     EXPECT_EQ("m20000810,20000a40", rig.ask("qfThreadInfo"));
     EXPECT_EQ("l", rig.ask("qsThreadInfo"));
@@ -52,7 +54,7 @@ TEST(TarnwickThreadQueryIntegration, TheWorkedExchangeIsAnsweredFromTheSnapshot)
 
 TEST(TarnwickThreadQueryIntegration, TheThreadDocumentComesWholeInOneReply) {
     TwoTaskSession session;
-    TarnwickRig& rig = session.rig;
+    ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
     EXPECT_EQ("l" + kTwoTaskXml, rig.ask("qXfer:threads:read::0,fff"));
     EXPECT_TRUE(rig.finish());
@@ -61,7 +63,7 @@ TEST(TarnwickThreadQueryIntegration, TheThreadDocumentComesWholeInOneReply) {
 
 TEST(TarnwickThreadQueryIntegration, AReplyExactlyAsLongAsAskedIsSent) {
     TwoTaskSession session;
-    TarnwickRig& rig = session.rig;
+    ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
     char length[16];
     std::snprintf(length, sizeof(length), "%zx", kTwoTaskXml.size() + 1);
@@ -71,7 +73,7 @@ TEST(TarnwickThreadQueryIntegration, AReplyExactlyAsLongAsAskedIsSent) {
 
 TEST(TarnwickThreadQueryIntegration, ADocumentLongerThanAskedComesInPiecesThatFitTogether) {
     TwoTaskSession session;
-    TarnwickRig& rig = session.rig;
+    ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
     const std::size_t piece = 0x20;
     std::string document;
@@ -92,7 +94,7 @@ TEST(TarnwickThreadQueryIntegration, ADocumentLongerThanAskedComesInPiecesThatFi
 
 TEST(TarnwickThreadQueryIntegration, AnyOffsetIsAnsweredAndNoneEndsTheSession) {
     TwoTaskSession session;
-    TarnwickRig& rig = session.rig;
+    ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
     char request[64];
     std::snprintf(request, sizeof(request), "qXfer:threads:read::%zx,100", kTwoTaskXml.size() - 10);
@@ -109,7 +111,7 @@ TEST(TarnwickThreadQueryIntegration, AnyOffsetIsAnsweredAndNoneEndsTheSession) {
 
 TEST(TarnwickThreadQueryIntegration, WithoutAKernelEveryQuerySeesThreadOne) {
     FakeRtosDriver driver;
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     EXPECT_EQ("m1", rig.ask("qfThreadInfo"));
     EXPECT_EQ("l", rig.ask("qsThreadInfo"));
@@ -127,7 +129,7 @@ TEST(TarnwickThreadQueryIntegration, WithoutAKernelEveryQuerySeesThreadOne) {
 
 TEST(TarnwickThreadQueryIntegration, PacketsTheParsersRefuseGoToTheServer) {
     FakeRtosDriver driver;
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     // qCRC reaches the qC handler by its prefix; an empty id; "T" alone; an id that is no number.
     const std::vector<std::string> packets = {"qCRC:8000000,100", "qThreadExtraInfo,",    "T", "Hp1.2",
@@ -147,7 +149,7 @@ TEST(TarnwickThreadQueryIntegration, PacketsTheParsersRefuseGoToTheServer) {
 TEST(TarnwickThreadQueryIntegration, QsThreadInfoBeforeAnyQfThreadInfoEndsTheListAndReadsNothing) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     rig.passFirstStop();
     ASSERT_TRUE(rig.server().sendPacket("T05"));
@@ -169,7 +171,7 @@ TEST(TarnwickThreadQueryIntegration, AllIdsGoInOneReplyInAscendingOrder) {
         std::snprintf(id, sizeof(id), "%x", 0x20000000 + i * 0x100);
         expected += std::string(i == 1 ? "" : ",") + id;
     }
-    TarnwickRig rig(driver, 7);
+    ProxyRig rig(driver, 7);
     ASSERT_TRUE(rig.ready());
     rig.passFirstStop();
     EXPECT_EQ("T05thread:20009600;", rig.stop("T05"));
@@ -180,7 +182,7 @@ TEST(TarnwickThreadQueryIntegration, AllIdsGoInOneReplyInAscendingOrder) {
 
 TEST(TarnwickThreadQueryIntegration, EveryHIsTakenAndStoredUnchecked) {
     FakeRtosDriver driver;
-    TarnwickRig rig(driver);
+    ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     struct Row {
         std::string packet;
@@ -206,7 +208,7 @@ TEST(TarnwickThreadQueryIntegration, EveryHIsTakenAndStoredUnchecked) {
 
 TEST(TarnwickThreadQueryIntegration, AnHcAfterAnHgLeavesTheSelectionForG) {
     TwoTaskSession session;
-    TarnwickRig& rig = session.rig;
+    ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
     EXPECT_EQ("OK", rig.ask("Hg20000810"));
     EXPECT_EQ("OK", rig.ask("Hc20000a40"));
