@@ -1,7 +1,7 @@
 #include "proxy/Tarnwick.h"
 
 #include "ProxyRig.h"
-#include "ProxyTestValues.h"
+#include "ProxyTestHelpers.h"
 #include "UnconnectedEndpoints.h"
 
 #include "FakeRspPeer.h"
@@ -120,20 +120,6 @@ TEST_F(TarnwickTest, NoDriverFailsTheStart) {
     testing::internal::CaptureStdout();
     EXPECT_FALSE(Tarnwick::getInstance().loadDriver(nullptr));
     EXPECT_EQ("Failed to load driver\n", testing::internal::GetCapturedStdout());
-}
-
-TEST_F(TarnwickTest, WithoutADriverTheListHoldsTheFallbackThread) {
-    Logger::getInstance().setLogLevel(0);
-    Tarnwick::getInstance().loadDriver(nullptr);
-    Logger::getInstance().setLogLevel(15);
-    UnconnectedEndpoints endpoints;
-    testing::internal::CaptureStdout();
-    Tarnwick::getInstance().getSnapshot().rebuildWhole(endpoints.server);
-    EXPECT_EQ("Driver not loaded.\n", testing::internal::GetCapturedStdout());
-    ThreadList& list = Tarnwick::getInstance().getSnapshot().getThreads(endpoints.server);
-    EXPECT_TRUE(list.isValid());
-    EXPECT_EQ("<?xml version=\"1.0\"?><threads><thread id=\"1\" name=\"1\">RUNNING</thread></threads>",
-              list.getXML());
 }
 
 // Each row of the client table, with a packet that reaches its handler and makes it fail: every send on
@@ -301,6 +287,65 @@ TEST(TarnwickIntegration, ServerDisconnectingEndsTheLoopInOrder) {
 
 // The built program as a pass-through proxy between a fake GDB and a fake GDB server. It starts its proxy
 // only with a kernel driver loaded, so these wait for a build that has one.
+
+using Calls = std::vector<std::string>;
+const Calls kSnapshotCalls = {FakeRtosDriver::kCallCheckKernelRunning, FakeRtosDriver::kCallGetThreads};
+
+TEST(TarnwickDispatchIntegration, APacketNoHandlerTakesPassesAndOneThatIsTakenStaysHere) {
+    FakeRtosDriver driver;
+    useTwoTaskSnapshot(driver);
+    ProxyRig rig(driver);
+    ASSERT_TRUE(rig.ready());
+    rig.passFirstStop();
+    EXPECT_EQ("T05thread:20000a40;hwbreak:;", rig.stop("T05thread:1;hwbreak:;"));
+
+    ASSERT_TRUE(rig.gdb().sendPacket("qCRC:8000000,100"));
+    EXPECT_EQ(framed("qCRC:8000000,100"), rig.server().nextRaw());
+    ASSERT_TRUE(rig.server().sendPacket("C1a2b3c4"));
+    EXPECT_EQ(framed("C1a2b3c4"), rig.gdb().nextRaw());
+    EXPECT_EQ("QC20000a40", rig.ask("qC"));
+
+    EXPECT_TRUE(rig.finish());
+    EXPECT_EQ(std::vector<std::string>{framed("qCRC:8000000,100")}, rig.server().receivedLog());
+    EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 5\nLost connection to GDB Client\n", rig.log());
+    EXPECT_EQ(kSnapshotCalls, driver.calls());
+}
+
+TEST(TarnwickDispatchIntegration, AnHWithoutThreadFieldGoesToTheServer) {
+    FakeRtosDriver driver;
+    ProxyRig rig(driver);
+    ASSERT_TRUE(rig.ready());
+    ASSERT_TRUE(rig.gdb().sendPacket("Hc"));
+    EXPECT_EQ("$Hc#ab", rig.server().nextRaw());
+    EXPECT_TRUE(rig.finish());
+    unsigned int selected = 0;
+    EXPECT_FALSE(Tarnwick::getInstance().getThreadSelection().get("c", selected));
+}
+
+TEST(TarnwickDispatchIntegration, GibberishBehindTheGPrefixIsForwardedWithoutTheRegisterInterceptor) {
+    FakeRtosDriver driver;
+    ProxyRig rig(driver);
+    ASSERT_TRUE(rig.ready());
+    ASSERT_TRUE(rig.gdb().sendPacket("gibberish"));
+    EXPECT_EQ(framed("gibberish"), rig.server().nextRaw());
+    ASSERT_TRUE(rig.server().sendPacket("E01"));
+    EXPECT_EQ("E01", rig.gdb().nextPayload());
+    EXPECT_TRUE(rig.finish());
+    // The register interceptor would have learned a payload size from the reply.
+    EXPECT_EQ(0u, Tarnwick::getInstance().getRegisterRequests().getPayloadSize());
+    EXPECT_EQ("Lost connection to GDB Client\n", rig.log());
+}
+
+TEST(TarnwickDispatchIntegration, AnAcknowledgementIsForwarded) {
+    FakeRtosDriver driver;
+    ProxyRig rig(driver);
+    ASSERT_TRUE(rig.ready());
+    ASSERT_TRUE(rig.gdb().sendRaw("+"));
+    EXPECT_EQ("+", rig.server().nextRaw());
+    ASSERT_TRUE(rig.server().sendRaw("+"));
+    EXPECT_EQ("+", rig.gdb().nextRaw());
+    EXPECT_TRUE(rig.finish());
+}
 
 const char* const kNoDriver = "no kernel driver in this build: the program cannot start its proxy";
 

@@ -1,7 +1,9 @@
+#include "proxy/TargetDescriptionWatch.h"
+
 #include "proxy/Tarnwick.h"
 
 #include "ProxyRig.h"
-#include "ProxyTestValues.h"
+#include "ProxyTestHelpers.h"
 #include "SourceFile.h"
 #include "UnconnectedEndpoints.h"
 #include "target/RegisterId.h"
@@ -12,6 +14,9 @@
 
 namespace {
 
+const std::string kMProfileXml = "tests/fixtures/targetxml/m-profile-inline.xml";
+const std::string kAProfileXml = "tests/fixtures/targetxml/a-profile-inline.xml";
+const std::string kFeaturesRequest = "qXfer:features:read:target.xml:";
 const std::string kIncludingXml = "tests/fixtures/targetxml/xinclude.xml";
 const std::string kMProfileAnnex =
     "<?xml version=\"1.0\"?><!DOCTYPE feature SYSTEM \"gdb-target.dtd\">"
@@ -20,15 +25,6 @@ const std::string kMProfileAnnex =
     "</feature>";
 const std::string kVfpAnnex =
     "<feature name=\"org.gnu.gdb.arm.vfp\"><reg name=\"d0\" bitsize=\"64\"/></feature>";
-
-// GDB reads target.xml in one piece, and gets it unchanged.
-void readTargetXml(ProxyRig& rig, const std::string& xml) {
-    const std::string request = "qXfer:features:read:target.xml:0,3ff";
-    ASSERT_TRUE(rig.gdb().sendPacket(request));
-    ASSERT_EQ(request, rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("l" + xml));
-    ASSERT_EQ("l" + xml, rig.gdb().nextPayload());
-}
 
 // The proxy's own read of one annex, answered in pieces.
 void serveAnnex(ProxyRig& rig, const std::string& annex, const std::string& text, std::size_t piece) {
@@ -41,7 +37,7 @@ void serveAnnex(ProxyRig& rig, const std::string& annex, const std::string& text
     }
 }
 
-TEST(TarnwickTargetDescriptionIntegration, IncludedAnnexesAreReadInPiecesForTheRegisterOrder) {
+TEST(TargetDescriptionWatchIntegration, IncludedAnnexesAreReadInPiecesForTheRegisterOrder) {
     FakeRtosDriver driver;
     ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
@@ -72,7 +68,7 @@ TEST(TarnwickTargetDescriptionIntegration, IncludedAnnexesAreReadInPiecesForTheR
     EXPECT_EQ("Lost connection to GDB Client\n", rig.log());
 }
 
-TEST(TarnwickTargetDescriptionIntegration, AMissingAnnexLeavesTheDescriptionOfTargetXmlAlone) {
+TEST(TargetDescriptionWatchIntegration, AMissingAnnexLeavesTheDescriptionOfTargetXmlAlone) {
     FakeRtosDriver driver;
     ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
@@ -89,7 +85,7 @@ TEST(TarnwickTargetDescriptionIntegration, AMissingAnnexLeavesTheDescriptionOfTa
               rig.log());
 }
 
-TEST(TarnwickTargetDescriptionIntegration, InlineFeaturesNeedNoReadOfTheProxysOwn) {
+TEST(TargetDescriptionWatchIntegration, InlineFeaturesNeedNoReadOfTheProxysOwn) {
     FakeRtosDriver driver;
     ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
@@ -98,6 +94,67 @@ TEST(TarnwickTargetDescriptionIntegration, InlineFeaturesNeedNoReadOfTheProxysOw
     EXPECT_TRUE(rig.finish());
     EXPECT_EQ(34u,
               Tarnwick::getInstance().getDescriptionWatch().getTargetDescription().getRegisters().size());
+}
+
+TEST(TargetDescriptionWatchIntegration, TargetXmlInTwoChunksIsCollectedAndLoaded) {
+    FakeRtosDriver driver;
+    ProxyRig rig(driver);
+    ASSERT_TRUE(rig.ready());
+    const std::string xml = testfiles::readSourceFile(kMProfileXml);
+    ASSERT_TRUE(rig.gdb().sendPacket(kFeaturesRequest + "0,3ff"));
+    EXPECT_EQ(kFeaturesRequest + "0,3ff", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("m" + xml.substr(0, 1023)));
+    EXPECT_EQ("m" + xml.substr(0, 1023), rig.gdb().nextPayload());
+    ASSERT_TRUE(rig.gdb().sendPacket(kFeaturesRequest + "3ff,3ff"));
+    EXPECT_EQ(kFeaturesRequest + "3ff,3ff", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("l" + xml.substr(1023)));
+    EXPECT_EQ("l" + xml.substr(1023), rig.gdb().nextPayload());
+    EXPECT_TRUE(rig.finish());
+    EXPECT_EQ(xml, Tarnwick::getInstance().getDescriptionWatch().getTargetXml());
+    const std::vector<TargetDescription::Entry>& registers =
+        Tarnwick::getInstance().getDescriptionWatch().getTargetDescription().getRegisters();
+    ASSERT_EQ(34u, registers.size());
+    EXPECT_EQ(RegisterId::REG_XPSR, registers[16].low);
+    EXPECT_EQ(RegisterId::REG_FPSCR, registers[33].low);
+    EXPECT_EQ("Lost connection to GDB Client\n", rig.log());
+}
+
+TEST(TargetDescriptionWatchIntegration, ASecondReadingAppendsToTheFirst) {
+    FakeRtosDriver driver;
+    ProxyRig rig(driver, 7);
+    ASSERT_TRUE(rig.ready());
+    const std::string xml = testfiles::readSourceFile(kAProfileXml);
+    readTargetXml(rig, xml);
+    readTargetXml(rig, xml);
+    EXPECT_TRUE(rig.finish());
+    EXPECT_EQ(xml + xml, Tarnwick::getInstance().getDescriptionWatch().getTargetXml());
+    EXPECT_EQ(68u,
+              Tarnwick::getInstance().getDescriptionWatch().getTargetDescription().getRegisters().size());
+}
+
+TEST(TargetDescriptionWatchIntegration, AnErrorChunkIsLoggedAndStillForwarded) {
+    FakeRtosDriver driver;
+    ProxyRig rig(driver);
+    ASSERT_TRUE(rig.ready());
+    ASSERT_TRUE(rig.gdb().sendPacket(kFeaturesRequest + "0,3ff"));
+    EXPECT_EQ(kFeaturesRequest + "0,3ff", rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket("E01"));
+    EXPECT_EQ("E01", rig.gdb().nextPayload());
+    EXPECT_TRUE(rig.finish());
+    EXPECT_EQ("", Tarnwick::getInstance().getDescriptionWatch().getTargetXml());
+    EXPECT_EQ("Read target.xml. Failed parse reply\nLost connection to GDB Client\n", rig.log());
+}
+
+TEST(TargetDescriptionWatchIntegration, AFeaturesReadForAnotherAnnexIsForwarded) {
+    FakeRtosDriver driver;
+    ProxyRig rig(driver);
+    ASSERT_TRUE(rig.ready());
+    for (const std::string request :
+         {"qXfer:features:read:target.xml", "qXfer:features:read:target.xmlx:0,3ff"}) {
+        ASSERT_TRUE(rig.gdb().sendPacket(request));
+        EXPECT_EQ(framed(request), rig.server().nextRaw());
+    }
+    EXPECT_TRUE(rig.finish());
 }
 
 } // namespace

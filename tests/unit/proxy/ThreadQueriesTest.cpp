@@ -1,8 +1,11 @@
+#include "proxy/ThreadQueries.h"
 #include "base/NumberCodec.h"
+
 #include "proxy/Tarnwick.h"
 
 #include "ProxyRig.h"
-#include "ProxyTestValues.h"
+#include "ProxyTestHelpers.h"
+#include "TwoTaskSession.h"
 #include "UnconnectedEndpoints.h"
 
 #include <gtest/gtest.h>
@@ -18,22 +21,7 @@ const std::string kTwoTaskXml = "<?xml version=\"1.0\"?><threads>"
                                 "<thread id=\"20000a40\" name=\"IDLE\">RUNNING</thread>"
                                 "<thread id=\"20000810\" name=\"Tmr Svc\"></thread></threads>";
 
-// The rig past the stop that left the two-task snapshot; the driver is not asked again until a stop.
-class TwoTaskSession {
-public:
-    TwoTaskSession() : rig((useTwoTaskSnapshot(driver), driver)) {
-        if (!rig.ready()) {
-            return;
-        }
-        rig.passFirstStop();
-        EXPECT_EQ("T05thread:20000a40;", rig.stop("T05"));
-        driver.clearRecord();
-    }
-    FakeRtosDriver driver;
-    ProxyRig rig;
-};
-
-TEST(TarnwickThreadQueryIntegration, TheWorkedExchangeIsAnsweredFromTheSnapshot) {
+TEST(ThreadQueriesIntegration, TheWorkedExchangeIsAnsweredFromTheSnapshot) {
     TwoTaskSession session;
     ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
@@ -52,7 +40,7 @@ TEST(TarnwickThreadQueryIntegration, TheWorkedExchangeIsAnsweredFromTheSnapshot)
     EXPECT_TRUE(session.driver.calls().empty());
 }
 
-TEST(TarnwickThreadQueryIntegration, TheThreadDocumentComesWholeInOneReply) {
+TEST(ThreadQueriesIntegration, TheThreadDocumentComesWholeInOneReply) {
     TwoTaskSession session;
     ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
@@ -61,7 +49,7 @@ TEST(TarnwickThreadQueryIntegration, TheThreadDocumentComesWholeInOneReply) {
     EXPECT_TRUE(rig.server().receivedLog().empty());
 }
 
-TEST(TarnwickThreadQueryIntegration, AReplyExactlyAsLongAsAskedIsSent) {
+TEST(ThreadQueriesIntegration, AReplyExactlyAsLongAsAskedIsSent) {
     TwoTaskSession session;
     ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
@@ -71,7 +59,7 @@ TEST(TarnwickThreadQueryIntegration, AReplyExactlyAsLongAsAskedIsSent) {
     EXPECT_TRUE(rig.finish());
 }
 
-TEST(TarnwickThreadQueryIntegration, ADocumentLongerThanAskedComesInPiecesThatFitTogether) {
+TEST(ThreadQueriesIntegration, ADocumentLongerThanAskedComesInPiecesThatFitTogether) {
     TwoTaskSession session;
     ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
@@ -92,7 +80,7 @@ TEST(TarnwickThreadQueryIntegration, ADocumentLongerThanAskedComesInPiecesThatFi
     EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 5\nLost connection to GDB Client\n", rig.log());
 }
 
-TEST(TarnwickThreadQueryIntegration, AnyOffsetIsAnsweredAndNoneEndsTheSession) {
+TEST(ThreadQueriesIntegration, AnyOffsetIsAnsweredAndNoneEndsTheSession) {
     TwoTaskSession session;
     ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
@@ -109,7 +97,7 @@ TEST(TarnwickThreadQueryIntegration, AnyOffsetIsAnsweredAndNoneEndsTheSession) {
     EXPECT_TRUE(session.driver.calls().empty()) << "one snapshot for the whole stop";
 }
 
-TEST(TarnwickThreadQueryIntegration, WithoutAKernelEveryQuerySeesThreadOne) {
+TEST(ThreadQueriesIntegration, WithoutAKernelEveryQuerySeesThreadOne) {
     FakeRtosDriver driver;
     ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
@@ -127,7 +115,7 @@ TEST(TarnwickThreadQueryIntegration, WithoutAKernelEveryQuerySeesThreadOne) {
     EXPECT_EQ("Lost connection to GDB Client\n", rig.log());
 }
 
-TEST(TarnwickThreadQueryIntegration, PacketsTheParsersRefuseGoToTheServer) {
+TEST(ThreadQueriesIntegration, PacketsTheParsersRefuseGoToTheServer) {
     FakeRtosDriver driver;
     ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
@@ -146,7 +134,7 @@ TEST(TarnwickThreadQueryIntegration, PacketsTheParsersRefuseGoToTheServer) {
     EXPECT_EQ("RspUtil::toUINT32(), failure: \nLost connection to GDB Client\n", rig.log());
 }
 
-TEST(TarnwickThreadQueryIntegration, QsThreadInfoBeforeAnyQfThreadInfoEndsTheListAndReadsNothing) {
+TEST(ThreadQueriesIntegration, QsThreadInfoBeforeAnyQfThreadInfoEndsTheListAndReadsNothing) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     ProxyRig rig(driver);
@@ -160,7 +148,7 @@ TEST(TarnwickThreadQueryIntegration, QsThreadInfoBeforeAnyQfThreadInfoEndsTheLis
     EXPECT_TRUE(driver.calls().empty());
 }
 
-TEST(TarnwickThreadQueryIntegration, AllIdsGoInOneReplyInAscendingOrder) {
+TEST(ThreadQueriesIntegration, AllIdsGoInOneReplyInAscendingOrder) {
     FakeRtosDriver driver;
     std::string expected = "m";
     for (unsigned int i = 300; i > 0; --i) {
@@ -180,7 +168,7 @@ TEST(TarnwickThreadQueryIntegration, AllIdsGoInOneReplyInAscendingOrder) {
     EXPECT_TRUE(rig.finish());
 }
 
-TEST(TarnwickThreadQueryIntegration, EveryHIsTakenAndStoredUnchecked) {
+TEST(ThreadQueriesIntegration, EveryHIsTakenAndStoredUnchecked) {
     FakeRtosDriver driver;
     ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
@@ -206,7 +194,7 @@ TEST(TarnwickThreadQueryIntegration, EveryHIsTakenAndStoredUnchecked) {
     EXPECT_TRUE(rig.server().receivedLog().empty());
 }
 
-TEST(TarnwickThreadQueryIntegration, AnHcAfterAnHgLeavesTheSelectionForG) {
+TEST(ThreadQueriesIntegration, AnHcAfterAnHgLeavesTheSelectionForG) {
     TwoTaskSession session;
     ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());

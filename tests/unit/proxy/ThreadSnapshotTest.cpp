@@ -1,8 +1,12 @@
-#include "proxy/Tarnwick.h"
+#include "proxy/ThreadSnapshot.h"
 
 #include "ProxyRig.h"
-#include "ProxyTestValues.h"
+#include "ProxyTestHelpers.h"
+#include "TwoTaskSession.h"
 #include "UnconnectedEndpoints.h"
+#include "base/Logger.h"
+#include "proxy/Tarnwick.h"
+#include "target/ThreadList.h"
 
 #include <gtest/gtest.h>
 
@@ -14,52 +18,22 @@ namespace {
 using Calls = std::vector<std::string>;
 const Calls kSnapshotCalls = {FakeRtosDriver::kCallCheckKernelRunning, FakeRtosDriver::kCallGetThreads};
 
-TEST(TarnwickDispatchIntegration, APacketNoHandlerTakesPassesAndOneThatIsTakenStaysHere) {
-    FakeRtosDriver driver;
-    useTwoTaskSnapshot(driver);
-    ProxyRig rig(driver);
-    ASSERT_TRUE(rig.ready());
-    rig.passFirstStop();
-    EXPECT_EQ("T05thread:20000a40;hwbreak:;", rig.stop("T05thread:1;hwbreak:;"));
-
-    ASSERT_TRUE(rig.gdb().sendPacket("qCRC:8000000,100"));
-    EXPECT_EQ(framed("qCRC:8000000,100"), rig.server().nextRaw());
-    ASSERT_TRUE(rig.server().sendPacket("C1a2b3c4"));
-    EXPECT_EQ(framed("C1a2b3c4"), rig.gdb().nextRaw());
-    EXPECT_EQ("QC20000a40", rig.ask("qC"));
-
-    EXPECT_TRUE(rig.finish());
-    EXPECT_EQ(std::vector<std::string>{framed("qCRC:8000000,100")}, rig.server().receivedLog());
-    EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 5\nLost connection to GDB Client\n", rig.log());
-    EXPECT_EQ(kSnapshotCalls, driver.calls());
+TEST(ThreadSnapshotTest, WithoutADriverTheListHoldsTheFallbackThread) {
+    IRtosDriver* const noDriver = nullptr;
+    ThreadSnapshot snapshot(noDriver);
+    UnconnectedEndpoints endpoints;
+    Logger::getInstance().setLogLevel(15);
+    testing::internal::CaptureStdout();
+    snapshot.rebuildWhole(endpoints.server);
+    Logger::getInstance().setLogLevel(0);
+    EXPECT_EQ("Driver not loaded.\n", testing::internal::GetCapturedStdout());
+    ThreadList& list = snapshot.getThreads(endpoints.server);
+    EXPECT_TRUE(list.isValid());
+    EXPECT_EQ("<?xml version=\"1.0\"?><threads><thread id=\"1\" name=\"1\">RUNNING</thread></threads>",
+              list.getXML());
 }
 
-TEST(TarnwickDispatchIntegration, AnHWithoutThreadFieldGoesToTheServer) {
-    FakeRtosDriver driver;
-    ProxyRig rig(driver);
-    ASSERT_TRUE(rig.ready());
-    ASSERT_TRUE(rig.gdb().sendPacket("Hc"));
-    EXPECT_EQ("$Hc#ab", rig.server().nextRaw());
-    EXPECT_TRUE(rig.finish());
-    unsigned int selected = 0;
-    EXPECT_FALSE(Tarnwick::getInstance().getThreadSelection().get("c", selected));
-}
-
-TEST(TarnwickDispatchIntegration, GibberishBehindTheGPrefixIsForwardedWithoutTheRegisterInterceptor) {
-    FakeRtosDriver driver;
-    ProxyRig rig(driver);
-    ASSERT_TRUE(rig.ready());
-    ASSERT_TRUE(rig.gdb().sendPacket("gibberish"));
-    EXPECT_EQ(framed("gibberish"), rig.server().nextRaw());
-    ASSERT_TRUE(rig.server().sendPacket("E01"));
-    EXPECT_EQ("E01", rig.gdb().nextPayload());
-    EXPECT_TRUE(rig.finish());
-    // The register interceptor would have learned a payload size from the reply.
-    EXPECT_EQ(0u, Tarnwick::getInstance().getRegisterRequests().getPayloadSize());
-    EXPECT_EQ("Lost connection to GDB Client\n", rig.log());
-}
-
-TEST(TarnwickDispatchIntegration, UntilTheSecondStopThreadOneStandsAloneAndTheTargetIsNotRead) {
+TEST(ThreadSnapshotIntegration, UntilTheSecondStopThreadOneStandsAloneAndTheTargetIsNotRead) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     driver.reads[FakeRtosDriver::kCallCheckKernelRunning] = {0x20000104};
@@ -75,7 +49,7 @@ TEST(TarnwickDispatchIntegration, UntilTheSecondStopThreadOneStandsAloneAndTheTa
     EXPECT_TRUE(driver.calls().empty());
 }
 
-TEST(TarnwickDispatchIntegration, AKernelNotYetStartedShowsThreadOne) {
+TEST(ThreadSnapshotIntegration, AKernelNotYetStartedShowsThreadOne) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     driver.kernelRunning = false;
@@ -90,7 +64,7 @@ TEST(TarnwickDispatchIntegration, AKernelNotYetStartedShowsThreadOne) {
     EXPECT_EQ(Calls{FakeRtosDriver::kCallCheckKernelRunning}, driver.calls());
 }
 
-TEST(TarnwickDispatchIntegration, AKernelStateThatCannotBeReadShowsThreadOne) {
+TEST(ThreadSnapshotIntegration, AKernelStateThatCannotBeReadShowsThreadOne) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     driver.checkResult = false;
@@ -103,7 +77,7 @@ TEST(TarnwickDispatchIntegration, AKernelStateThatCannotBeReadShowsThreadOne) {
               rig.log());
 }
 
-TEST(TarnwickDispatchIntegration, TasksOfWhichNoneIsActiveLeaveThreadOneActiveBesideThem) {
+TEST(ThreadSnapshotIntegration, TasksOfWhichNoneIsActiveLeaveThreadOneActiveBesideThem) {
     FakeRtosDriver driver;
     driver.threads = {TargetThread(0x20000810, 0x20000700, false, "Tmr Svc"),
                       TargetThread(0x20000a40, 0x20000900, false, "IDLE")};
@@ -116,7 +90,7 @@ TEST(TarnwickDispatchIntegration, TasksOfWhichNoneIsActiveLeaveThreadOneActiveBe
     EXPECT_TRUE(rig.finish());
 }
 
-TEST(TarnwickDispatchIntegration, AFailedThreadWalkLeavesNothingHalfRead) {
+TEST(ThreadSnapshotIntegration, AFailedThreadWalkLeavesNothingHalfRead) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     driver.threadsResult = false;
@@ -131,7 +105,7 @@ TEST(TarnwickDispatchIntegration, AFailedThreadWalkLeavesNothingHalfRead) {
               rig.log());
 }
 
-TEST(TarnwickDispatchIntegration, AnEmptyThreadWalkShowsThreadOne) {
+TEST(ThreadSnapshotIntegration, AnEmptyThreadWalkShowsThreadOne) {
     FakeRtosDriver driver;
     ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
@@ -142,7 +116,7 @@ TEST(TarnwickDispatchIntegration, AnEmptyThreadWalkShowsThreadOne) {
     EXPECT_EQ(kSnapshotCalls, driver.calls());
 }
 
-TEST(TarnwickDispatchIntegration, ADriversOwnSwitchedOutThreadOneLeavesNoActiveThreadAndEndsTheWork) {
+TEST(ThreadSnapshotIntegration, ADriversOwnSwitchedOutThreadOneLeavesNoActiveThreadAndEndsTheWork) {
     FakeRtosDriver driver;
     driver.threads = {TargetThread(1, 0x20000700, false, "odd")};
     ProxyRig rig(driver);
@@ -160,40 +134,7 @@ TEST(TarnwickDispatchIntegration, ADriversOwnSwitchedOutThreadOneLeavesNoActiveT
     EXPECT_TRUE(rig.gdb().quietFor(50)) << "GDB hears nothing of that stop";
 }
 
-TEST(TarnwickDispatchIntegration, AfterAKillTheListIsEmptyAndValid) {
-    FakeRtosDriver driver;
-    useTwoTaskSnapshot(driver);
-    ProxyRig rig(driver);
-    ASSERT_TRUE(rig.ready());
-    rig.passFirstStop();
-    rig.stop("T05");
-    driver.clearRecord();
-    ASSERT_TRUE(rig.gdb().sendPacket("k"));
-    EXPECT_EQ("$k#6b", rig.server().nextRaw());
-    ASSERT_TRUE(rig.server().sendPacket("X09"));
-    EXPECT_EQ("X09", rig.gdb().nextPayload());
-    EXPECT_EQ("l", rig.ask("qfThreadInfo"));
-    EXPECT_EQ("OK", rig.ask("qC"));
-    EXPECT_TRUE(rig.finish());
-    EXPECT_TRUE(driver.calls().empty());
-    EXPECT_EQ((std::vector<std::string>{"$k#6b"}), rig.server().receivedLog());
-    EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 5\nGet active thread. No active thread found\n"
-              "Lost connection to GDB Client\n",
-              rig.log());
-}
-
-TEST(TarnwickDispatchIntegration, AnAcknowledgementIsForwarded) {
-    FakeRtosDriver driver;
-    ProxyRig rig(driver);
-    ASSERT_TRUE(rig.ready());
-    ASSERT_TRUE(rig.gdb().sendRaw("+"));
-    EXPECT_EQ("+", rig.server().nextRaw());
-    ASSERT_TRUE(rig.server().sendRaw("+"));
-    EXPECT_EQ("+", rig.gdb().nextRaw());
-    EXPECT_TRUE(rig.finish());
-}
-
-TEST(TarnwickDispatchIntegration, TheKernelIsReadOncePerStopNotPerQueryNorOnContinue) {
+TEST(ThreadSnapshotIntegration, TheKernelIsReadOncePerStopNotPerQueryNorOnContinue) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     driver.reads[FakeRtosDriver::kCallCheckKernelRunning] = {0x20000104};

@@ -1,7 +1,9 @@
+#include "proxy/SymbolNegotiation.h"
+
 #include "proxy/Tarnwick.h"
 
 #include "ProxyRig.h"
-#include "ProxyTestValues.h"
+#include "ProxyTestHelpers.h"
 #include "TestPaths.h"
 #include "UnconnectedEndpoints.h"
 #include "debuginfo/Symbol.h"
@@ -78,7 +80,7 @@ bool lookup(const std::string& name, std::string& address) {
     return true;
 }
 
-TEST(TarnwickSymbolIntegration, TheWorkedExchangeAsksEachNameOnceAndAnswersOkBeforeTheLayouts) {
+TEST(SymbolNegotiationIntegration, TheWorkedExchangeAsksEachNameOnceAndAnswersOkBeforeTheLayouts) {
     ScratchCache cache;
     ASSERT_EQ(0, mkfifo(cache.path.c_str(), 0600));
     FakeRtosDriver driver;
@@ -127,7 +129,7 @@ TEST(TarnwickSymbolIntegration, TheWorkedExchangeAsksEachNameOnceAndAnswersOkBef
               rig.log());
 }
 
-TEST(TarnwickSymbolIntegration, ADriverThatAsksForNoSymbolsGetsOkAtOnceAndItsStructuresAsked) {
+TEST(SymbolNegotiationIntegration, ADriverThatAsksForNoSymbolsGetsOkAtOnceAndItsStructuresAsked) {
     FakeRtosDriver driver;
     ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
@@ -140,7 +142,7 @@ TEST(TarnwickSymbolIntegration, ADriverThatAsksForNoSymbolsGetsOkAtOnceAndItsStr
     EXPECT_EQ("Lost connection to GDB Client\n", rig.log());
 }
 
-TEST(TarnwickSymbolIntegration, AnAcknowledgementInPlaceOfAReplyLosesThatSymbolOnly) {
+TEST(SymbolNegotiationIntegration, AnAcknowledgementInPlaceOfAReplyLosesThatSymbolOnly) {
     FakeRtosDriver driver;
     driver.symbols = {kSchedulerRunning, kQueueRegistry};
     ProxyRig rig(driver);
@@ -161,7 +163,7 @@ TEST(TarnwickSymbolIntegration, AnAcknowledgementInPlaceOfAReplyLosesThatSymbolO
               rig.log());
 }
 
-TEST(TarnwickSymbolIntegration, ALateReplyIsTakenForTheNextNameAndTheWorkEnds) {
+TEST(SymbolNegotiationIntegration, ALateReplyIsTakenForTheNextNameAndTheWorkEnds) {
     FakeRtosDriver driver;
     driver.symbols = {kSchedulerRunning, kQueueRegistry};
     ProxyRig rig(driver);
@@ -190,7 +192,7 @@ TEST(TarnwickSymbolIntegration, ALateReplyIsTakenForTheNextNameAndTheWorkEnds) {
     EXPECT_EQ((Calls{FakeRtosDriver::kCallInitServer, FakeRtosDriver::kCallGetSymbols}), driver.calls());
 }
 
-TEST(TarnwickSymbolIntegration, QSymbolWithoutTheSecondColonOrWithMoreBehindItGoesToTheServer) {
+TEST(SymbolNegotiationIntegration, QSymbolWithoutTheSecondColonOrWithMoreBehindItGoesToTheServer) {
     FakeRtosDriver driver;
     driver.symbols = {kSchedulerRunning};
     ProxyRig rig(driver);
@@ -204,7 +206,7 @@ TEST(TarnwickSymbolIntegration, QSymbolWithoutTheSecondColonOrWithMoreBehindItGo
     EXPECT_TRUE(driver.calls().empty());
 }
 
-TEST(TarnwickSymbolIntegration, AFailedDriverInitStillClosesWithOkAndThenStops) {
+TEST(SymbolNegotiationIntegration, AFailedDriverInitStillClosesWithOkAndThenStops) {
     FakeRtosDriver driver;
     driver.symbols = {kSchedulerRunning};
     driver.initServerResult = false;
@@ -221,7 +223,7 @@ TEST(TarnwickSymbolIntegration, AFailedDriverInitStillClosesWithOkAndThenStops) 
               rig.log());
 }
 
-TEST(TarnwickSymbolIntegration, EveryOfferAsksAgainAndTheNewAddressReplacesTheOld) {
+TEST(SymbolNegotiationIntegration, EveryOfferAsksAgainAndTheNewAddressReplacesTheOld) {
     FakeRtosDriver driver;
     driver.symbols = {kSchedulerRunning};
     ProxyRig rig(driver, 7);
@@ -242,7 +244,7 @@ TEST(TarnwickSymbolIntegration, EveryOfferAsksAgainAndTheNewAddressReplacesTheOl
               driver.calls());
 }
 
-TEST(TarnwickSymbolIntegration, ANameTheNewProgramLacksIsForgotten) {
+TEST(SymbolNegotiationIntegration, ANameTheNewProgramLacksIsForgotten) {
     FakeRtosDriver driver;
     driver.symbols = {kSchedulerRunning};
     ProxyRig rig(driver, 7);
@@ -260,7 +262,7 @@ TEST(TarnwickSymbolIntegration, ANameTheNewProgramLacksIsForgotten) {
     EXPECT_FALSE(lookup(kSchedulerRunning, address));
 }
 
-TEST(TarnwickSymbolIntegration, TheThreadListStandsUntilTheNextStopWalksWithTheNewAddresses) {
+TEST(SymbolNegotiationIntegration, TheThreadListStandsUntilTheNextStopWalksWithTheNewAddresses) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     ProxyRig rig(driver, 7);

@@ -1,8 +1,9 @@
 #include "proxy/MonitorCommand.h"
+
 #include "proxy/Tarnwick.h"
 
 #include "ProxyRig.h"
-#include "ProxyTestValues.h"
+#include "ProxyTestHelpers.h"
 #include "UnconnectedEndpoints.h"
 #include "rtos/RtosCommand.h"
 
@@ -48,7 +49,7 @@ std::string monitor(const std::string& command) {
     return "qRcmd," + hexOf(command);
 }
 
-TEST(TarnwickMonitorIntegration, RtosDashMStateRunsTheDriverAndAnswersJsonInOnePacket) {
+TEST(MonitorCommandIntegration, RtosDashMStateRunsTheDriverAndAnswersJsonInOnePacket) {
     FakeRtosDriver driver;
     scriptStateCommand(driver);
     driver.reads[FakeRtosDriver::kCallRunCommand] = {0x20000104};
@@ -66,7 +67,7 @@ TEST(TarnwickMonitorIntegration, RtosDashMStateRunsTheDriverAndAnswersJsonInOneP
     EXPECT_EQ("Lost connection to GDB Client\n", rig.log());
 }
 
-TEST(TarnwickMonitorIntegration, ACommandForTheServerPassesBothWays) {
+TEST(MonitorCommandIntegration, ACommandForTheServerPassesBothWays) {
     FakeRtosDriver driver;
     ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
@@ -78,7 +79,7 @@ TEST(TarnwickMonitorIntegration, ACommandForTheServerPassesBothWays) {
     EXPECT_TRUE(driver.calls().empty());
 }
 
-TEST(TarnwickMonitorIntegration, OnlyTheExactKeywordIsTheProxys) {
+TEST(MonitorCommandIntegration, OnlyTheExactKeywordIsTheProxys) {
     FakeRtosDriver driver;
     scriptStateCommand(driver);
     ProxyRig rig(driver);
@@ -93,7 +94,7 @@ TEST(TarnwickMonitorIntegration, OnlyTheExactKeywordIsTheProxys) {
     EXPECT_TRUE(driver.calls().empty());
 }
 
-TEST(TarnwickMonitorIntegration, TheCatalogueWithoutACommandTabularOrJsonAndNothingAsATree) {
+TEST(MonitorCommandIntegration, TheCatalogueWithoutACommandTabularOrJsonAndNothingAsATree) {
     FakeRtosDriver driver;
     scriptStateCommand(driver);
     ProxyRig rig(driver);
@@ -106,7 +107,7 @@ TEST(TarnwickMonitorIntegration, TheCatalogueWithoutACommandTabularOrJsonAndNoth
     EXPECT_TRUE(rig.server().receivedLog().empty());
 }
 
-TEST(TarnwickMonitorIntegration, OnlyTheWordBehindTheKeywordIsAnOption) {
+TEST(MonitorCommandIntegration, OnlyTheWordBehindTheKeywordIsAnOption) {
     FakeRtosDriver driver;
     scriptStateCommand(driver);
     ProxyRig rig(driver);
@@ -123,7 +124,7 @@ TEST(TarnwickMonitorIntegration, OnlyTheWordBehindTheKeywordIsAnOption) {
     EXPECT_TRUE(rig.server().receivedLog().empty());
 }
 
-TEST(TarnwickMonitorIntegration, ACommandTheDriverRefusesPrintsItsFailure) {
+TEST(MonitorCommandIntegration, ACommandTheDriverRefusesPrintsItsFailure) {
     FakeRtosDriver driver;
     scriptStateCommand(driver);
     driver.commandResult = false;
@@ -134,7 +135,7 @@ TEST(TarnwickMonitorIntegration, ACommandTheDriverRefusesPrintsItsFailure) {
     EXPECT_EQ("Lost connection to GDB Client\n", rig.log());
 }
 
-TEST(TarnwickMonitorIntegration, AHundredKilobyteReplyArrivesWhole) {
+TEST(MonitorCommandIntegration, AHundredKilobyteReplyArrivesWhole) {
     FakeRtosDriver driver;
     std::string log(100 * 1024, 'x');
     for (std::size_t i = 0; i < log.size(); i += 64) {
@@ -151,7 +152,7 @@ TEST(TarnwickMonitorIntegration, AHundredKilobyteReplyArrivesWhole) {
     EXPECT_EQ(1u, rig.gdb().receivedLog().size());
 }
 
-TEST(TarnwickMonitorIntegration, WithoutADriverTheOutputSaysSo) {
+TEST(MonitorCommandIntegration, WithoutADriverTheOutputSaysSo) {
     // The dispatch refuses every packet without a driver, so the interceptor is called by hand.
     PeeredEndpoint gdb = PeeredEndpoint::make("GDB Client", ROLE_GDB_CLIENT);
     ASSERT_TRUE(gdb.endpoint);

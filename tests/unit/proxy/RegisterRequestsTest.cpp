@@ -1,8 +1,11 @@
+#include "proxy/RegisterRequests.h"
+
 #include "proxy/Tarnwick.h"
 
 #include "ProxyRig.h"
-#include "ProxyTestValues.h"
+#include "ProxyTestHelpers.h"
 #include "SourceFile.h"
+#include "TwoTaskSession.h"
 #include "UnconnectedEndpoints.h"
 #include "target/RegisterId.h"
 
@@ -18,10 +21,8 @@ using Calls = std::vector<std::string>;
 
 const std::string kMProfileXml = "tests/fixtures/targetxml/m-profile-inline.xml";
 const std::string kAProfileXml = "tests/fixtures/targetxml/a-profile-inline.xml";
-const std::string kFeaturesRequest = "qXfer:features:read:target.xml:";
 // What a g reply of the core holds for the M-profile description: r0..r15, xpsr, d0..d15, fpscr.
 const unsigned int kMProfilePayload = 200;
-const unsigned int kSwitchedOut = 0x20000810;
 
 // Where the saved frame of the switched-out task lies: r0..r12 in its first words, then lr, pc and the
 // status.
@@ -59,21 +60,6 @@ std::string expectedRegisterText(unsigned int statusRegister, unsigned int paylo
     return text;
 }
 
-// GDB reads target.xml through the proxy in chunks of 0x3ff, as it does, and the server serves them.
-void readTargetXml(ProxyRig& rig, const std::string& xml) {
-    const std::size_t chunk = 0x3ff;
-    for (std::size_t offset = 0; offset < xml.size(); offset += chunk) {
-        char request[64];
-        std::snprintf(request, sizeof(request), "%s%zx,3ff", kFeaturesRequest.c_str(), offset);
-        ASSERT_TRUE(rig.gdb().sendPacket(request));
-        ASSERT_EQ(request, rig.server().nextPayload());
-        bool last = offset + chunk >= xml.size();
-        std::string reply = (last ? "l" : "m") + xml.substr(offset, chunk);
-        ASSERT_TRUE(rig.server().sendPacket(reply));
-        ASSERT_EQ(reply, rig.gdb().nextPayload());
-    }
-}
-
 // The first g goes to the server, which answers with payloadBytes of register text.
 void learnPayloadSize(ProxyRig& rig, unsigned int payloadBytes) {
     ASSERT_TRUE(rig.gdb().sendPacket("g"));
@@ -83,31 +69,7 @@ void learnPayloadSize(ProxyRig& rig, unsigned int payloadBytes) {
     ASSERT_EQ(core, rig.gdb().nextPayload());
 }
 
-TEST(TarnwickRegistersIntegration, AStopIsRebuiltFromTheKernelBeforeGdbHearsOfIt) {
-    FakeRtosDriver driver;
-    useTwoTaskSnapshot(driver);
-    driver.reads[FakeRtosDriver::kCallCheckKernelRunning] = {0x20000104};
-    driver.reads[FakeRtosDriver::kCallGetThreads] = {0x20000200, 0x20000a40};
-    ProxyRig rig(driver);
-    ASSERT_TRUE(rig.ready());
-    rig.passFirstStop();
-    ASSERT_TRUE(rig.gdb().sendPacket("c"));
-    EXPECT_EQ("c", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("T05thread:1;hwbreak:;"));
-    EXPECT_EQ("m20000104,4", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("01000000"));
-    EXPECT_EQ("m20000200,4", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("03000000"));
-    EXPECT_EQ("m20000a40,4", rig.server().nextPayload());
-    ASSERT_TRUE(rig.gdb().quietFor(20)) << "GDB hears of the stop only after the reads";
-    ASSERT_TRUE(rig.server().sendPacket("00070020"));
-    EXPECT_EQ("T05thread:20000a40;hwbreak:;", rig.gdb().nextPayload());
-    EXPECT_TRUE(rig.finish());
-    EXPECT_EQ(2u, Tarnwick::getInstance().getSnapshot().getStopCount());
-    EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 5\nLost connection to GDB Client\n", rig.log());
-}
-
-TEST(TarnwickRegistersIntegration, TheCoreAnswersForTheActiveThreadAndTheDriverForASwitchedOutOne) {
+TEST(RegisterRequestsIntegration, TheCoreAnswersForTheActiveThreadAndTheDriverForASwitchedOutOne) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     driver.registers[kSwitchedOut] = frameOf(0x01000000, RegisterId::REG_XPSR);
@@ -179,7 +141,7 @@ public:
     std::size_t setUp = 0;
 };
 
-TEST(TarnwickRegistersIntegration, APOfASwitchedOutTaskReadsItsSavedFrame) {
+TEST(RegisterRequestsIntegration, APOfASwitchedOutTaskReadsItsSavedFrame) {
     SwitchedOutTaskSession session;
     ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
@@ -193,7 +155,7 @@ TEST(TarnwickRegistersIntegration, APOfASwitchedOutTaskReadsItsSavedFrame) {
     EXPECT_TRUE(session.serverPackets().empty());
 }
 
-TEST(TarnwickRegistersIntegration, APOfASwitchedOutTaskWritesTheRegistersWordInItsFrame) {
+TEST(RegisterRequestsIntegration, APOfASwitchedOutTaskWritesTheRegistersWordInItsFrame) {
     SwitchedOutTaskSession session;
     ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
@@ -215,7 +177,7 @@ TEST(TarnwickRegistersIntegration, APOfASwitchedOutTaskWritesTheRegistersWordInI
               session.serverPackets());
 }
 
-TEST(TarnwickRegistersIntegration, AGOfASwitchedOutTaskWritesOnlyTheWordsThatChange) {
+TEST(RegisterRequestsIntegration, AGOfASwitchedOutTaskWritesOnlyTheWordsThatChange) {
     SwitchedOutTaskSession session;
     ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
@@ -243,7 +205,7 @@ TEST(TarnwickRegistersIntegration, AGOfASwitchedOutTaskWritesOnlyTheWordsThatCha
         << "the core's g and two writes; the refused G sent nothing";
 }
 
-TEST(TarnwickRegistersIntegration, FloatingPointRegistersComeFromTheFrameByName) {
+TEST(RegisterRequestsIntegration, FloatingPointRegistersComeFromTheFrameByName) {
     SwitchedOutTaskSession session;
     ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
@@ -269,7 +231,7 @@ TEST(TarnwickRegistersIntegration, FloatingPointRegistersComeFromTheFrameByName)
     EXPECT_TRUE(rig.finish());
 }
 
-TEST(TarnwickRegistersIntegration, RegisterPacketsOfTheRunningTaskGoToTheServer) {
+TEST(RegisterRequestsIntegration, RegisterPacketsOfTheRunningTaskGoToTheServer) {
     SwitchedOutTaskSession session;
     ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
@@ -284,7 +246,7 @@ TEST(TarnwickRegistersIntegration, RegisterPacketsOfTheRunningTaskGoToTheServer)
     EXPECT_TRUE(session.driver.registerRequests().empty());
 }
 
-TEST(TarnwickRegistersIntegration, RegisterPacketsForAnUnknownSelectionAreE05) {
+TEST(RegisterRequestsIntegration, RegisterPacketsForAnUnknownSelectionAreE05) {
     SwitchedOutTaskSession session;
     ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
@@ -296,7 +258,7 @@ TEST(TarnwickRegistersIntegration, RegisterPacketsForAnUnknownSelectionAreE05) {
     EXPECT_TRUE(session.serverPackets().empty());
 }
 
-TEST(TarnwickRegistersIntegration, AnAProfileDescriptionPutsCpsrWhereTheMProfileHasXpsr) {
+TEST(RegisterRequestsIntegration, AnAProfileDescriptionPutsCpsrWhereTheMProfileHasXpsr) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     RegisterList frame = frameOf(0x600001d3, RegisterId::REG_CPSR);
@@ -314,7 +276,7 @@ TEST(TarnwickRegistersIntegration, AnAProfileDescriptionPutsCpsrWhereTheMProfile
     EXPECT_TRUE(rig.finish());
 }
 
-TEST(TarnwickRegistersIntegration, ASwitchedOutThreadBeforeAnyGReachedTheServerGetsAnEmptyReply) {
+TEST(RegisterRequestsIntegration, ASwitchedOutThreadBeforeAnyGReachedTheServerGetsAnEmptyReply) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     driver.registers[kSwitchedOut] = frameOf(0x01000000, RegisterId::REG_XPSR);
@@ -329,7 +291,7 @@ TEST(TarnwickRegistersIntegration, ASwitchedOutThreadBeforeAnyGReachedTheServerG
     EXPECT_EQ(std::vector<unsigned int>{kSwitchedOut}, driver.registerRequests());
 }
 
-TEST(TarnwickRegistersIntegration, WithoutATargetDescriptionASwitchedOutThreadIsAllUnavailable) {
+TEST(RegisterRequestsIntegration, WithoutATargetDescriptionASwitchedOutThreadIsAllUnavailable) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     driver.registers[kSwitchedOut] = frameOf(0x01000000, RegisterId::REG_XPSR);
@@ -343,7 +305,7 @@ TEST(TarnwickRegistersIntegration, WithoutATargetDescriptionASwitchedOutThreadIs
     EXPECT_TRUE(rig.finish());
 }
 
-TEST(TarnwickRegistersIntegration, RegistersTheDriverCannotReadAreE01) {
+TEST(RegisterRequestsIntegration, RegistersTheDriverCannotReadAreE01) {
     FakeRtosDriver driver;
     useTwoTaskSnapshot(driver);
     driver.registersResult = false;
@@ -360,37 +322,11 @@ TEST(TarnwickRegistersIntegration, RegistersTheDriverCannotReadAreE01) {
         rig.log());
 }
 
-TEST(TarnwickRegistersIntegration, AnUnknownSelectionGivesE05UntilAStopMovesIt) {
-    FakeRtosDriver driver;
-    useTwoTaskSnapshot(driver);
-    ProxyRig rig(driver);
+TEST(RegisterRequestsIntegration, AnotherHEndsTheE05OfAnUnknownSelection) {
+    TwoTaskSession session(7);
+    ProxyRig& rig = session.rig;
+    FakeRtosDriver& driver = session.driver;
     ASSERT_TRUE(rig.ready());
-    rig.passFirstStop();
-    rig.stop("T05");
-    EXPECT_EQ("OK", rig.ask("Hg12345678"));
-    EXPECT_EQ("E05", rig.ask("g"));
-    EXPECT_EQ("E05", rig.ask("g"));
-    // The pending selection moves to the thread that stopped, which the core answers for.
-    EXPECT_EQ("T05thread:20000a40;", rig.stop("T05"));
-    ASSERT_TRUE(rig.gdb().sendPacket("g"));
-    EXPECT_EQ("g", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("00112233"));
-    EXPECT_EQ("00112233", rig.gdb().nextPayload());
-    EXPECT_TRUE(rig.finish());
-    const std::string e5 =
-        "Failed finding thread 305419896.\nRead registers. No valid thread (prev g packet)\n";
-    EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 5\n" + e5 + e5 +
-                  "Reply: T Signal: 5\nPayload size: 4\nLost connection to GDB Client\n",
-              rig.log());
-}
-
-TEST(TarnwickRegistersIntegration, AnotherHEndsTheE05OfAnUnknownSelection) {
-    FakeRtosDriver driver;
-    useTwoTaskSnapshot(driver);
-    ProxyRig rig(driver, 7);
-    ASSERT_TRUE(rig.ready());
-    rig.passFirstStop();
-    rig.stop("T05");
     EXPECT_EQ("OK", rig.ask("Hg1"));
     EXPECT_EQ("E05", rig.ask("g"));
     EXPECT_EQ("OK", rig.ask("Hg20000810"));
@@ -399,145 +335,7 @@ TEST(TarnwickRegistersIntegration, AnotherHEndsTheE05OfAnUnknownSelection) {
     EXPECT_EQ(std::vector<unsigned int>{kSwitchedOut}, driver.registerRequests());
 }
 
-TEST(TarnwickRegistersIntegration, AnHcStaysAcrossAStopAndTheGeneralSelectionMovesToTheStoppedThread) {
-    FakeRtosDriver driver;
-    useTwoTaskSnapshot(driver);
-    ProxyRig rig(driver, 7);
-    ASSERT_TRUE(rig.ready());
-    const ThreadSelection& selection = Tarnwick::getInstance().getThreadSelection();
-    EXPECT_EQ("OK", rig.ask("Hc20000810"));
-    EXPECT_EQ("OK", rig.ask("Hg0"));
-    rig.passFirstStop();
-    unsigned int general = 0;
-    EXPECT_TRUE(selection.get("g", general));
-    EXPECT_EQ(1u, general);
-    rig.stop("T05");
-    EXPECT_EQ("OK", rig.ask("Hg20000810"));
-    rig.stop("T05");
-    EXPECT_TRUE(rig.finish());
-    unsigned int resume = 0;
-    EXPECT_TRUE(selection.get("c", resume));
-    EXPECT_EQ(kSwitchedOut, resume);
-    EXPECT_TRUE(selection.get("g", general));
-    EXPECT_EQ(0x20000a40u, general);
-}
-
-TEST(TarnwickRegistersIntegration, StopRepliesTheParserRefusesPassAsTheyStand) {
-    FakeRtosDriver driver;
-    useTwoTaskSnapshot(driver);
-    ProxyRig rig(driver);
-    ASSERT_TRUE(rig.ready());
-    rig.passFirstStop();
-    rig.stop("T05");
-    driver.clearRecord();
-    for (const std::string reply : {"T05a:1;", "X0", "S5", "Tzz"}) {
-        ASSERT_TRUE(rig.server().sendPacket(reply));
-        EXPECT_EQ(framed(reply), rig.gdb().nextRaw());
-    }
-    EXPECT_EQ("m20000810,20000a40", rig.ask("qfThreadInfo"));
-    EXPECT_TRUE(rig.finish());
-    EXPECT_EQ(2u, Tarnwick::getInstance().getSnapshot().getStopCount());
-    EXPECT_TRUE(driver.calls().empty());
-}
-
-TEST(TarnwickRegistersIntegration, AnExitClearsTheListAndIsForwarded) {
-    for (const std::string exit : {"W00", "W00;process:1a", "X09", "X0f;process:2"}) {
-        SCOPED_TRACE(exit);
-        FakeRtosDriver driver;
-        useTwoTaskSnapshot(driver);
-        ProxyRig rig(driver, 7);
-        ASSERT_TRUE(rig.ready());
-        rig.passFirstStop();
-        rig.stop("T05");
-        ASSERT_TRUE(rig.server().sendPacket(exit));
-        EXPECT_EQ(framed(exit), rig.gdb().nextRaw());
-        EXPECT_EQ("l", rig.ask("qfThreadInfo"));
-        EXPECT_TRUE(rig.finish());
-        EXPECT_EQ(2u, Tarnwick::getInstance().getSnapshot().getStopCount());
-    }
-}
-
-TEST(TarnwickRegistersIntegration, StopRepliesNameTheActiveThreadAndKeepTheServersFields) {
-    FakeRtosDriver driver;
-    useTwoTaskSnapshot(driver);
-    ProxyRig rig(driver);
-    ASSERT_TRUE(rig.ready());
-    EXPECT_EQ("T05thread:1;", rig.stop("S05"));
-    EXPECT_EQ(1u, Tarnwick::getInstance().getSnapshot().getStopCount());
-    EXPECT_EQ("T0bthread:20000a40;core:0;watch:20000100;", rig.stop("T0bthread:2;core:0;watch:20000100;"));
-    EXPECT_EQ("T05awatch:20000104;thread:20000a40;0d:00010020;0f:12040000;",
-              rig.stop("T05awatch:20000104;thread:2;0d:00010020;0f:12040000;"));
-    EXPECT_EQ("T02thread:20000a40;", rig.stop("S02"));
-    EXPECT_TRUE(rig.finish());
-    EXPECT_EQ(4u, Tarnwick::getInstance().getSnapshot().getStopCount());
-    EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 11\nReply: T Signal: 5\nReply: S Signal: 2\n"
-              "Lost connection to GDB Client\n",
-              rig.log());
-    EXPECT_TRUE(rig.server().receivedLog().empty());
-}
-
-TEST(TarnwickRegistersIntegration, TargetXmlInTwoChunksIsCollectedAndLoaded) {
-    FakeRtosDriver driver;
-    ProxyRig rig(driver);
-    ASSERT_TRUE(rig.ready());
-    const std::string xml = testfiles::readSourceFile(kMProfileXml);
-    ASSERT_TRUE(rig.gdb().sendPacket(kFeaturesRequest + "0,3ff"));
-    EXPECT_EQ(kFeaturesRequest + "0,3ff", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("m" + xml.substr(0, 1023)));
-    EXPECT_EQ("m" + xml.substr(0, 1023), rig.gdb().nextPayload());
-    ASSERT_TRUE(rig.gdb().sendPacket(kFeaturesRequest + "3ff,3ff"));
-    EXPECT_EQ(kFeaturesRequest + "3ff,3ff", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("l" + xml.substr(1023)));
-    EXPECT_EQ("l" + xml.substr(1023), rig.gdb().nextPayload());
-    EXPECT_TRUE(rig.finish());
-    EXPECT_EQ(xml, Tarnwick::getInstance().getDescriptionWatch().getTargetXml());
-    const std::vector<TargetDescription::Entry>& registers =
-        Tarnwick::getInstance().getDescriptionWatch().getTargetDescription().getRegisters();
-    ASSERT_EQ(34u, registers.size());
-    EXPECT_EQ(RegisterId::REG_XPSR, registers[16].low);
-    EXPECT_EQ(RegisterId::REG_FPSCR, registers[33].low);
-    EXPECT_EQ("Lost connection to GDB Client\n", rig.log());
-}
-
-TEST(TarnwickRegistersIntegration, ASecondReadingAppendsToTheFirst) {
-    FakeRtosDriver driver;
-    ProxyRig rig(driver, 7);
-    ASSERT_TRUE(rig.ready());
-    const std::string xml = testfiles::readSourceFile(kAProfileXml);
-    readTargetXml(rig, xml);
-    readTargetXml(rig, xml);
-    EXPECT_TRUE(rig.finish());
-    EXPECT_EQ(xml + xml, Tarnwick::getInstance().getDescriptionWatch().getTargetXml());
-    EXPECT_EQ(68u,
-              Tarnwick::getInstance().getDescriptionWatch().getTargetDescription().getRegisters().size());
-}
-
-TEST(TarnwickRegistersIntegration, AnErrorChunkIsLoggedAndStillForwarded) {
-    FakeRtosDriver driver;
-    ProxyRig rig(driver);
-    ASSERT_TRUE(rig.ready());
-    ASSERT_TRUE(rig.gdb().sendPacket(kFeaturesRequest + "0,3ff"));
-    EXPECT_EQ(kFeaturesRequest + "0,3ff", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("E01"));
-    EXPECT_EQ("E01", rig.gdb().nextPayload());
-    EXPECT_TRUE(rig.finish());
-    EXPECT_EQ("", Tarnwick::getInstance().getDescriptionWatch().getTargetXml());
-    EXPECT_EQ("Read target.xml. Failed parse reply\nLost connection to GDB Client\n", rig.log());
-}
-
-TEST(TarnwickRegistersIntegration, AFeaturesReadForAnotherAnnexIsForwarded) {
-    FakeRtosDriver driver;
-    ProxyRig rig(driver);
-    ASSERT_TRUE(rig.ready());
-    for (const std::string request :
-         {"qXfer:features:read:target.xml", "qXfer:features:read:target.xmlx:0,3ff"}) {
-        ASSERT_TRUE(rig.gdb().sendPacket(request));
-        EXPECT_EQ(framed(request), rig.server().nextRaw());
-    }
-    EXPECT_TRUE(rig.finish());
-}
-
-TEST(TarnwickRegistersIntegration, AServerThatDoesNotAnswerTheFirstGEndsTheWork) {
+TEST(RegisterRequestsIntegration, AServerThatDoesNotAnswerTheFirstGEndsTheWork) {
     FakeRtosDriver driver;
     ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
