@@ -30,6 +30,17 @@ const std::string kBanner = "Veltrona Tarnwick. Version 0.17.0\n"
                             "Copyright (c) Veltrona. All rights reserved.\n"
                             "\n";
 
+// fromGdb and fromServer sent at once by the two peers of session: each arrives whole and unchanged.
+template <typename Session>
+void expectPassedUnchanged(Session& session, const std::string& fromGdb, const std::string& fromServer) {
+    ASSERT_TRUE(session.gdb().sendRaw(fromGdb));
+    ASSERT_TRUE(session.server().sendRaw(fromServer));
+    ASSERT_TRUE(session.server().waitReceivedBytes(fromGdb.size()));
+    ASSERT_TRUE(session.gdb().waitReceivedBytes(fromServer.size()));
+    EXPECT_EQ(fromGdb, session.server().receivedBytes());
+    EXPECT_EQ(fromServer, session.gdb().receivedBytes());
+}
+
 // The proxy singleton is shared by every test of the process: each one loads its own driver first, which
 // also puts the proxy back to where a process starts, and unloads it at the end.
 class TarnwickTest : public ::testing::Test {
@@ -227,12 +238,7 @@ TEST(TarnwickIntegration, ForwardsByteForByteInBothDirections) {
                                 "$vCont;c#a8$M0,1:ff#00\x03";
     const std::string fromServer = "$PacketSize=4000;qXfer:features:read+#00$78563412#08$OK#9a$E01#a6"
                                    "%Stop:T05#99$\x7d\x03#00";
-    ASSERT_TRUE(rig.gdb().sendRaw(fromGdb));
-    ASSERT_TRUE(rig.server().sendRaw(fromServer));
-    ASSERT_TRUE(rig.server().waitReceivedBytes(fromGdb.size()));
-    ASSERT_TRUE(rig.gdb().waitReceivedBytes(fromServer.size()));
-    EXPECT_EQ(fromGdb, rig.server().receivedBytes());
-    EXPECT_EQ(fromServer, rig.gdb().receivedBytes());
+    expectPassedUnchanged(rig, fromGdb, fromServer);
     EXPECT_TRUE(rig.finish());
     EXPECT_EQ("Lost connection to GDB Client\n", rig.log());
     EXPECT_TRUE(driver.calls().empty());
@@ -255,38 +261,25 @@ TEST(TarnwickIntegration, BypassForwardsAcknowledgementsBreaksAndSymbolTraffic) 
     ASSERT_TRUE(rig.ready());
     const std::string fromGdb = std::string("+-\x03") + "$qSymbol::#5b$qSymbol:20000000:7078437572#00$qC#b4";
     const std::string fromServer = "+$qSymbol:707843757272656e74544342#8c-$OK#9a$S05#b8";
-    ASSERT_TRUE(rig.gdb().sendRaw(fromGdb));
-    ASSERT_TRUE(rig.server().sendRaw(fromServer));
-    ASSERT_TRUE(rig.server().waitReceivedBytes(fromGdb.size()));
-    ASSERT_TRUE(rig.gdb().waitReceivedBytes(fromServer.size()));
-    EXPECT_EQ(fromGdb, rig.server().receivedBytes());
-    EXPECT_EQ(fromServer, rig.gdb().receivedBytes());
+    expectPassedUnchanged(rig, fromGdb, fromServer);
     EXPECT_TRUE(rig.finish());
     EXPECT_TRUE(driver.calls().empty());
     EXPECT_EQ(0u, Tarnwick::getInstance().getSnapshot().getStopCount());
 }
 
-TEST(TarnwickIntegration, GdbDisconnectingEndsTheLoopInOrder) {
-    FakeRtosDriver driver;
-    ProxyRig rig(driver, 7);
-    ASSERT_TRUE(rig.ready());
-    rig.gdb().close();
-    EXPECT_TRUE(rig.finish());
-    EXPECT_EQ("Lost connection to GDB Client\n", rig.log());
+TEST(TarnwickIntegration, EitherSideDisconnectingEndsTheLoopInOrder) {
+    for (const bool gdbLeaves : {true, false}) {
+        SCOPED_TRACE(gdbLeaves ? "GDB leaves" : "the server leaves");
+        FakeRtosDriver driver;
+        ProxyRig rig(driver, 7);
+        ASSERT_TRUE(rig.ready());
+        (gdbLeaves ? rig.gdb() : rig.server()).close();
+        ASSERT_TRUE(rig.ended());
+        EXPECT_TRUE(rig.finish());
+        EXPECT_EQ(std::string("Lost connection to ") + (gdbLeaves ? "GDB Client" : "GDB Server") + "\n",
+                  rig.log());
+    }
 }
-
-TEST(TarnwickIntegration, ServerDisconnectingEndsTheLoopInOrder) {
-    FakeRtosDriver driver;
-    ProxyRig rig(driver, 7);
-    ASSERT_TRUE(rig.ready());
-    rig.server().close();
-    ASSERT_TRUE(rig.ended());
-    EXPECT_TRUE(rig.finish());
-    EXPECT_EQ("Lost connection to GDB Server\n", rig.log());
-}
-
-// The built program as a pass-through proxy between a fake GDB and a fake GDB server. It starts its proxy
-// only with a kernel driver loaded, so these wait for a build that has one.
 
 using Calls = std::vector<std::string>;
 const Calls kSnapshotCalls = {FakeRtosDriver::kCallCheckKernelRunning, FakeRtosDriver::kCallGetThreads};
@@ -347,40 +340,34 @@ TEST(TarnwickDispatchIntegration, AnAcknowledgementIsForwarded) {
     EXPECT_TRUE(rig.finish());
 }
 
-const char* const kNoDriver = "no kernel driver in this build: the program cannot start its proxy";
-
-TEST(TarnwickProgramIntegration, GdbDisconnectingEndsTheProxyInOrder) {
-    if (!ProxyUnderTest::driverBuiltIn()) {
-        GTEST_SKIP() << kNoDriver;
+// The built program as a pass-through proxy between a fake GDB and a fake GDB server. It starts its proxy
+// only with a kernel driver loaded, so these wait for a build that has one.
+class TarnwickProgramIntegration : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!ProxyUnderTest::driverBuiltIn()) {
+            GTEST_SKIP() << "no kernel driver in this build: the program cannot start its proxy";
+        }
     }
-    ProxyUnderTest proxy;
-    ASSERT_TRUE(proxy.ready());
-    proxy.gdb().close();
-    ASSERT_TRUE(proxy.process().waitExit());
-    EXPECT_EQ(0, proxy.process().exitStatus());
-    EXPECT_EQ(proxy.startOutput() + "Lost connection to GDB Client\nProxy stopped.\n",
-              proxy.process().output());
-    EXPECT_TRUE(proxy.server().waitClosed());
+};
+
+// Either side leaving ends the proxy in order, and the other side's connection with it.
+TEST_F(TarnwickProgramIntegration, EitherSideDisconnectingEndsTheProxyInOrder) {
+    for (const bool gdbLeaves : {true, false}) {
+        SCOPED_TRACE(gdbLeaves ? "GDB leaves" : "the server leaves");
+        ProxyUnderTest proxy;
+        ASSERT_TRUE(proxy.ready());
+        (gdbLeaves ? proxy.gdb() : proxy.server()).close();
+        ASSERT_TRUE(proxy.process().waitExit());
+        EXPECT_EQ(0, proxy.process().exitStatus());
+        EXPECT_EQ(proxy.startOutput() + "Lost connection to " + (gdbLeaves ? "GDB Client" : "GDB Server") +
+                      "\nProxy stopped.\n",
+                  proxy.process().output());
+        EXPECT_TRUE((gdbLeaves ? proxy.server() : proxy.gdb()).waitClosed());
+    }
 }
 
-TEST(TarnwickProgramIntegration, ServerDisconnectingEndsTheProxyInOrder) {
-    if (!ProxyUnderTest::driverBuiltIn()) {
-        GTEST_SKIP() << kNoDriver;
-    }
-    ProxyUnderTest proxy;
-    ASSERT_TRUE(proxy.ready());
-    proxy.server().close();
-    ASSERT_TRUE(proxy.process().waitExit());
-    EXPECT_EQ(0, proxy.process().exitStatus());
-    EXPECT_EQ(proxy.startOutput() + "Lost connection to GDB Server\nProxy stopped.\n",
-              proxy.process().output());
-    EXPECT_TRUE(proxy.gdb().waitClosed());
-}
-
-TEST(TarnwickProgramIntegration, ForwardsByteForByteInBothDirections) {
-    if (!ProxyUnderTest::driverBuiltIn()) {
-        GTEST_SKIP() << kNoDriver;
-    }
+TEST_F(TarnwickProgramIntegration, ForwardsByteForByteInBothDirections) {
     ProxyUnderTest proxy;
     ASSERT_TRUE(proxy.ready());
     // Traffic that no interceptor takes: memory, execution, breakpoints, feature negotiation.
@@ -388,18 +375,10 @@ TEST(TarnwickProgramIntegration, ForwardsByteForByteInBothDirections) {
                                 "$vCont;c#a8$M0,1:ff#00\x03";
     const std::string fromServer = "$PacketSize=4000;qXfer:features:read+#00$78563412#08$OK#9a$E01#a6"
                                    "%Stop:T05#99$\x7d\x03#00";
-    ASSERT_TRUE(proxy.gdb().sendRaw(fromGdb));
-    ASSERT_TRUE(proxy.server().sendRaw(fromServer));
-    ASSERT_TRUE(proxy.server().waitReceivedBytes(fromGdb.size()));
-    ASSERT_TRUE(proxy.gdb().waitReceivedBytes(fromServer.size()));
-    EXPECT_EQ(fromGdb, proxy.server().receivedBytes());
-    EXPECT_EQ(fromServer, proxy.gdb().receivedBytes());
+    expectPassedUnchanged(proxy, fromGdb, fromServer);
 }
 
-TEST(TarnwickProgramIntegration, SeveralFramesInOneReadAllPass) {
-    if (!ProxyUnderTest::driverBuiltIn()) {
-        GTEST_SKIP() << kNoDriver;
-    }
+TEST_F(TarnwickProgramIntegration, SeveralFramesInOneReadAllPass) {
     ProxyUnderTest proxy;
     ASSERT_TRUE(proxy.ready());
     ASSERT_TRUE(proxy.gdb().sendRaw("$m0,4#fd$m4,4#01$c#63"));
@@ -408,26 +387,15 @@ TEST(TarnwickProgramIntegration, SeveralFramesInOneReadAllPass) {
     EXPECT_EQ("$c#63", proxy.server().nextRaw());
 }
 
-TEST(TarnwickProgramIntegration, BypassForwardsAcknowledgementsBreaksAndSymbolTraffic) {
-    if (!ProxyUnderTest::driverBuiltIn()) {
-        GTEST_SKIP() << kNoDriver;
-    }
+TEST_F(TarnwickProgramIntegration, BypassForwardsAcknowledgementsBreaksAndSymbolTraffic) {
     ProxyUnderTest proxy({"--bypass", "true"});
     ASSERT_TRUE(proxy.ready());
     const std::string fromGdb = std::string("+-\x03") + "$qSymbol::#5b$qSymbol:20000000:7078437572#00";
     const std::string fromServer = "+$qSymbol:707843757272656e74544342#8c-$OK#9a";
-    ASSERT_TRUE(proxy.gdb().sendRaw(fromGdb));
-    ASSERT_TRUE(proxy.server().sendRaw(fromServer));
-    ASSERT_TRUE(proxy.server().waitReceivedBytes(fromGdb.size()));
-    ASSERT_TRUE(proxy.gdb().waitReceivedBytes(fromServer.size()));
-    EXPECT_EQ(fromGdb, proxy.server().receivedBytes());
-    EXPECT_EQ(fromServer, proxy.gdb().receivedBytes());
+    expectPassedUnchanged(proxy, fromGdb, fromServer);
 }
 
-TEST(TarnwickProgramIntegration, SigintWhileWaitingForTrafficEndsWithErrors) {
-    if (!ProxyUnderTest::driverBuiltIn()) {
-        GTEST_SKIP() << kNoDriver;
-    }
+TEST_F(TarnwickProgramIntegration, SigintWhileWaitingForTrafficEndsWithErrors) {
     ProxyUnderTest proxy;
     ASSERT_TRUE(proxy.ready());
     // A round trip shows the loop running; then it is idle in its wait.
@@ -441,10 +409,7 @@ TEST(TarnwickProgramIntegration, SigintWhileWaitingForTrafficEndsWithErrors) {
               proxy.process().output());
 }
 
-TEST(TarnwickProgramIntegration, SigintWhileWaitingForGdbIsOnlyFeltTheSecondTime) {
-    if (!ProxyUnderTest::driverBuiltIn()) {
-        GTEST_SKIP() << kNoDriver;
-    }
+TEST_F(TarnwickProgramIntegration, SigintWhileWaitingForGdbIsOnlyFeltTheSecondTime) {
     auto server = FakeRspPeer::listen();
     unsigned short port = freeTcpPort();
     ProcessRunner process(testpaths::tarnwickBinary(), ProxyUnderTest::arguments(port, server->port(), {}));
@@ -457,10 +422,7 @@ TEST(TarnwickProgramIntegration, SigintWhileWaitingForGdbIsOnlyFeltTheSecondTime
     EXPECT_EQ(128 + SIGINT, process.exitStatus());
 }
 
-TEST(TarnwickProgramIntegration, APortInUseFailsBeforeAnyConnectAttempt) {
-    if (!ProxyUnderTest::driverBuiltIn()) {
-        GTEST_SKIP() << kNoDriver;
-    }
+TEST_F(TarnwickProgramIntegration, APortInUseFailsBeforeAnyConnectAttempt) {
     auto holder = FakeRspPeer::listen();
     auto server = FakeRspPeer::listen();
     ProcessRunner process(testpaths::tarnwickBinary(),
@@ -473,10 +435,7 @@ TEST(TarnwickProgramIntegration, APortInUseFailsBeforeAnyConnectAttempt) {
     EXPECT_FALSE(server->waitConnected(50));
 }
 
-TEST(TarnwickProgramIntegration, AServerThatIsDownSpendsTheConnectBudget) {
-    if (!ProxyUnderTest::driverBuiltIn()) {
-        GTEST_SKIP() << kNoDriver;
-    }
+TEST_F(TarnwickProgramIntegration, AServerThatIsDownSpendsTheConnectBudget) {
     unsigned short serverPort = freeTcpPort();
     unsigned short port = freeTcpPort();
     auto start = std::chrono::steady_clock::now();
@@ -493,7 +452,7 @@ TEST(TarnwickProgramIntegration, AServerThatIsDownSpendsTheConnectBudget) {
     EXPECT_LT(elapsed, 3.5);
 }
 
-TEST(TarnwickProgramIntegration, AMalformedServerConnectionStopsTheStart) {
+TEST_F(TarnwickProgramIntegration, AMalformedServerConnectionStopsTheStart) {
     std::vector<std::string> args = ProxyUnderTest::startupArguments();
     args.insert(args.end(), {"--server_connection", "10.0.0.1"});
     ProcessRunner process(testpaths::tarnwickBinary(), args);

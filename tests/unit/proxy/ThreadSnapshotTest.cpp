@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -49,32 +50,44 @@ TEST(ThreadSnapshotIntegration, UntilTheSecondStopThreadOneStandsAloneAndTheTarg
     EXPECT_TRUE(driver.calls().empty());
 }
 
-TEST(ThreadSnapshotIntegration, AKernelNotYetStartedShowsThreadOne) {
-    FakeRtosDriver driver;
-    useTwoTaskSnapshot(driver);
-    driver.kernelRunning = false;
-    ProxyRig rig(driver);
-    ASSERT_TRUE(rig.ready());
-    rig.passFirstStop();
-    EXPECT_EQ("T05thread:1;", rig.stop("S05"));
-    EXPECT_EQ("m1", rig.ask("qfThreadInfo"));
-    EXPECT_TRUE(rig.finish());
-    EXPECT_EQ("Reply: S Signal: 5\nReply: S Signal: 5\nNo kernel running.\nLost connection to GDB Client\n",
-              rig.log());
-    EXPECT_EQ(Calls{FakeRtosDriver::kCallCheckKernelRunning}, driver.calls());
-}
-
-TEST(ThreadSnapshotIntegration, AKernelStateThatCannotBeReadShowsThreadOne) {
-    FakeRtosDriver driver;
-    useTwoTaskSnapshot(driver);
-    driver.checkResult = false;
-    ProxyRig rig(driver);
-    ASSERT_TRUE(rig.ready());
-    rig.passFirstStop();
-    EXPECT_EQ("T02thread:1;", rig.stop("S02"));
-    EXPECT_TRUE(rig.finish());
-    EXPECT_EQ("Reply: S Signal: 5\nReply: S Signal: 2\nNo kernel found.\nLost connection to GDB Client\n",
-              rig.log());
+// Whatever keeps the kernel from being shown leaves the core as thread 1, alone, for the whole stop.
+TEST(ThreadSnapshotIntegration, AKernelThatCannotBeShownLeavesThreadOneAlone) {
+    struct Row {
+        const char* what;
+        std::function<void(FakeRtosDriver&)> setUp;
+        std::string stopReply;
+        std::string gdbStop;
+        // What the second stop logs.
+        std::string stopLog;
+        Calls calls;
+    };
+    const Row rows[] = {
+        {"a kernel not yet started", [](FakeRtosDriver& driver) { driver.kernelRunning = false; }, "S05",
+         "T05thread:1;", "Reply: S Signal: 5\nNo kernel running.\n",
+         Calls{FakeRtosDriver::kCallCheckKernelRunning}},
+        {"a kernel state that cannot be read", [](FakeRtosDriver& driver) { driver.checkResult = false; },
+         "S02", "T02thread:1;", "Reply: S Signal: 2\nNo kernel found.\n",
+         Calls{FakeRtosDriver::kCallCheckKernelRunning}},
+        {"a failed walk, nothing of it half read",
+         [](FakeRtosDriver& driver) { driver.threadsResult = false; }, "T05", "T05thread:1;",
+         "Reply: T Signal: 5\nUpdate threads. Failed collecting threads.\n", kSnapshotCalls},
+        {"an empty walk", [](FakeRtosDriver& driver) { driver.threads.clear(); }, "T05", "T05thread:1;",
+         "Reply: T Signal: 5\n", kSnapshotCalls},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.what);
+        FakeRtosDriver driver;
+        useTwoTaskSnapshot(driver);
+        row.setUp(driver);
+        ProxyRig rig(driver);
+        ASSERT_TRUE(rig.ready());
+        rig.passFirstStop();
+        EXPECT_EQ(row.gdbStop, rig.stop(row.stopReply));
+        EXPECT_EQ("m1", rig.ask("qfThreadInfo"));
+        EXPECT_TRUE(rig.finish());
+        EXPECT_EQ("Reply: S Signal: 5\n" + row.stopLog + "Lost connection to GDB Client\n", rig.log());
+        EXPECT_EQ(row.calls, driver.calls());
+    }
 }
 
 TEST(ThreadSnapshotIntegration, TasksOfWhichNoneIsActiveLeaveThreadOneActiveBesideThem) {
@@ -88,32 +101,6 @@ TEST(ThreadSnapshotIntegration, TasksOfWhichNoneIsActiveLeaveThreadOneActiveBesi
     EXPECT_EQ("m1,20000810,20000a40", rig.ask("qfThreadInfo"));
     EXPECT_EQ("QC1", rig.ask("qC"));
     EXPECT_TRUE(rig.finish());
-}
-
-TEST(ThreadSnapshotIntegration, AFailedThreadWalkLeavesNothingHalfRead) {
-    FakeRtosDriver driver;
-    useTwoTaskSnapshot(driver);
-    driver.threadsResult = false;
-    ProxyRig rig(driver);
-    ASSERT_TRUE(rig.ready());
-    rig.passFirstStop();
-    EXPECT_EQ("T05thread:1;", rig.stop("T05"));
-    EXPECT_EQ("m1", rig.ask("qfThreadInfo"));
-    EXPECT_TRUE(rig.finish());
-    EXPECT_EQ("Reply: S Signal: 5\nReply: T Signal: 5\nUpdate threads. Failed collecting threads.\n"
-              "Lost connection to GDB Client\n",
-              rig.log());
-}
-
-TEST(ThreadSnapshotIntegration, AnEmptyThreadWalkShowsThreadOne) {
-    FakeRtosDriver driver;
-    ProxyRig rig(driver);
-    ASSERT_TRUE(rig.ready());
-    rig.passFirstStop();
-    EXPECT_EQ("T05thread:1;", rig.stop("T05"));
-    EXPECT_EQ("m1", rig.ask("qfThreadInfo"));
-    EXPECT_TRUE(rig.finish());
-    EXPECT_EQ(kSnapshotCalls, driver.calls());
 }
 
 TEST(ThreadSnapshotIntegration, ADriversOwnSwitchedOutThreadOneLeavesNoActiveThreadAndEndsTheWork) {
