@@ -99,9 +99,9 @@ TEST(MonitorCommandIntegration, TheCatalogueWithoutACommandTabularOrJsonAndNothi
     scriptStateCommand(driver);
     ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
-    EXPECT_EQ(hexOf(kCatalogueTabular + "\n"), rig.ask(monitor("rtos")));
-    EXPECT_EQ(hexOf(kCatalogueJson + "\n"), rig.ask(monitor("rtos -m")));
-    EXPECT_EQ("OK", rig.ask(monitor("rtos -t")));
+    expectReplies(rig, {{monitor("rtos"), hexOf(kCatalogueTabular + "\n")},
+                        {monitor("rtos -m"), hexOf(kCatalogueJson + "\n")},
+                        {monitor("rtos -t"), "OK"}});
     EXPECT_TRUE(rig.finish());
     EXPECT_TRUE(driver.commandWords().empty());
     EXPECT_TRUE(rig.server().receivedLog().empty());
@@ -112,12 +112,12 @@ TEST(MonitorCommandIntegration, OnlyTheWordBehindTheKeywordIsAnOption) {
     scriptStateCommand(driver);
     ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
-    EXPECT_EQ(hexOf(kStateTabular + "\n"), rig.ask(monitor("rtos state")));
-    EXPECT_EQ(hexOf(kStateTree + "\n"), rig.ask(monitor("rtos -t state")));
-    EXPECT_EQ(hexOf(kStateJson + "\n"), rig.ask(monitor("rtos -m -t")));
-    EXPECT_EQ(hexOf(kStateTabular + "\n"), rig.ask(monitor("rtos state -m")));
-    EXPECT_EQ(hexOf(kStateTabular + "\n"), rig.ask(monitor("rtos -x")));
-    EXPECT_EQ(hexOf(kStateTabular + "\n"), rig.ask(monitor("rtos  state")));
+    expectReplies(rig, {{monitor("rtos state"), hexOf(kStateTabular + "\n")},
+                        {monitor("rtos -t state"), hexOf(kStateTree + "\n")},
+                        {monitor("rtos -m -t"), hexOf(kStateJson + "\n")},
+                        {monitor("rtos state -m"), hexOf(kStateTabular + "\n")},
+                        {monitor("rtos -x"), hexOf(kStateTabular + "\n")},
+                        {monitor("rtos  state"), hexOf(kStateTabular + "\n")}});
     EXPECT_TRUE(rig.finish());
     EXPECT_EQ((Words{{"state"}, {"state"}, {"-t"}, {"state", "-m"}, {"-x"}, {"", "state"}}),
               driver.commandWords());

@@ -1,6 +1,7 @@
 #ifndef TARNWICK_TESTS_UNIT_PROXY_PROXYTESTHELPERS_H
 #define TARNWICK_TESTS_UNIT_PROXY_PROXYTESTHELPERS_H
 
+#include "FakeRspPeer.h"
 #include "FakeRtosDriver.h"
 #include "ProxyRig.h"
 #include "RspFrame.h"
@@ -10,6 +11,8 @@
 
 #include <cstdio>
 #include <string>
+#include <utility>
+#include <vector>
 
 // Values and steps that the proxy's session tests share.
 
@@ -44,6 +47,24 @@ inline std::string registerText(unsigned int value) {
 
 inline std::string framed(const std::string& payload) {
     return "$" + payload + "#" + rspframe::checksumHex(payload);
+}
+
+// GDB's requests in turn, each with the reply the proxy must give.
+using Exchanges = std::vector<std::pair<std::string, std::string>>;
+inline void expectReplies(ProxyRig& rig, const Exchanges& exchanges) {
+    for (const auto& exchange : exchanges) {
+        EXPECT_EQ(exchange.second, rig.ask(exchange.first)) << exchange.first;
+    }
+}
+
+// The packet of sender's arrives at receiver as arrives (a whole frame), and receiver's '+' for it goes
+// back to sender through the proxy.
+inline void expectAcknowledgedRelay(FakeRspPeer& sender, FakeRspPeer& receiver, const std::string& packet,
+                                    const std::string& arrives) {
+    sender.sendPacket(packet);
+    EXPECT_EQ(arrives, receiver.nextRaw());
+    receiver.sendRaw("+");
+    EXPECT_EQ("+", sender.nextRaw());
 }
 
 // GDB reads target.xml through the proxy in chunks of 0x3ff, as it does, and the server serves them; GDB

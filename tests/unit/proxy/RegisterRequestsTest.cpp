@@ -145,9 +145,7 @@ TEST(RegisterRequestsIntegration, APOfASwitchedOutTaskReadsItsSavedFrame) {
     SwitchedOutTaskSession session;
     ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
-    EXPECT_EQ("05c0b0a0", rig.ask("p5"));
-    EXPECT_EQ("40070020", rig.ask("pd"));
-    EXPECT_EQ("00000001", rig.ask("p19"));
+    expectReplies(rig, {{"p5", "05c0b0a0"}, {"pd", "40070020"}, {"p19", "00000001"}});
     // d0 is not in this frame: unavailable, and no value of the core's is sent in its place.
     EXPECT_EQ("xxxxxxxxxxxxxxxx", rig.ask("p1a"));
     EXPECT_EQ("E04", rig.ask("p10"));
@@ -168,10 +166,10 @@ TEST(RegisterRequestsIntegration, APOfASwitchedOutTaskWritesTheRegistersWordInIt
     ASSERT_TRUE(rig.server().sendPacket("E01"));
     EXPECT_EQ("E03", rig.gdb().nextPayload());
     // The stack pointer lives in the control block, not in the frame: refused, and nothing is sent.
-    EXPECT_EQ("E02", rig.ask("Pd=00080020"));
-    EXPECT_EQ("E02", rig.ask("P1a=0000000000000000"));
-    EXPECT_EQ("E04", rig.ask("P1a=00000000"));
-    EXPECT_EQ("E04", rig.ask("P10=00000000"));
+    expectReplies(rig, {{"Pd=00080020", "E02"},
+                        {"P1a=0000000000000000", "E02"},
+                        {"P1a=00000000", "E04"},
+                        {"P10=00000000", "E04"}});
     EXPECT_TRUE(rig.finish());
     EXPECT_EQ((std::vector<std::string>{framed("M20000714,4:5a5a5a5a"), framed("M20000738,4:00050000")}),
               session.serverPackets());
@@ -217,9 +215,7 @@ TEST(RegisterRequestsIntegration, FloatingPointRegistersComeFromTheFrameByName) 
     frame.addSavedRegister(RegisterId::REG_FPSCR, 0x03000000, kFrameAddress + 0xc0);
     session.driver.registers[kSwitchedOut] = frame;
     // d0 is s0 and s1, least significant word first; fpscr is GDB's number 42 in this description.
-    EXPECT_EQ("0000803f0100803f", rig.ask("p1a"));
-    EXPECT_EQ("0e00803f0f00803f", rig.ask("p21"));
-    EXPECT_EQ("00000003", rig.ask("p2a"));
+    expectReplies(rig, {{"p1a", "0000803f0100803f"}, {"p21", "0e00803f0f00803f"}, {"p2a", "00000003"}});
     // d8 would need s17 as well, which this frame lacks.
     EXPECT_EQ("xxxxxxxxxxxxxxxx", rig.ask("p22"));
     ASSERT_TRUE(rig.gdb().sendPacket("P1b=0000004000000840"));
@@ -250,10 +246,7 @@ TEST(RegisterRequestsIntegration, RegisterPacketsForAnUnknownSelectionAreE05) {
     SwitchedOutTaskSession session;
     ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
-    EXPECT_EQ("OK", rig.ask("Hg12345678"));
-    EXPECT_EQ("E05", rig.ask("p5"));
-    EXPECT_EQ("E05", rig.ask("P5=5a5a5a5a"));
-    EXPECT_EQ("E05", rig.ask("G00000000"));
+    expectReplies(rig, {{"Hg12345678", "OK"}, {"p5", "E05"}, {"P5=5a5a5a5a", "E05"}, {"G00000000", "E05"}});
     EXPECT_TRUE(rig.finish());
     EXPECT_TRUE(session.serverPackets().empty());
 }
@@ -327,10 +320,7 @@ TEST(RegisterRequestsIntegration, AnotherHEndsTheE05OfAnUnknownSelection) {
     ProxyRig& rig = session.rig;
     FakeRtosDriver& driver = session.driver;
     ASSERT_TRUE(rig.ready());
-    EXPECT_EQ("OK", rig.ask("Hg1"));
-    EXPECT_EQ("E05", rig.ask("g"));
-    EXPECT_EQ("OK", rig.ask("Hg20000810"));
-    EXPECT_EQ("", rig.ask("g"));
+    expectReplies(rig, {{"Hg1", "OK"}, {"g", "E05"}, {"Hg20000810", "OK"}, {"g", ""}});
     EXPECT_TRUE(rig.finish());
     EXPECT_EQ(std::vector<unsigned int>{kSwitchedOut}, driver.registerRequests());
 }

@@ -2,6 +2,7 @@
 
 #include "FakeRtosDriver.h"
 #include "ProxyRig.h"
+#include "ProxyTestHelpers.h"
 #include "RspFrame.h"
 
 #include <gtest/gtest.h>
@@ -35,31 +36,16 @@ TEST(ServerRequestsIntegration, StepOfAKernelTaskGoesToTheServersThreadOnceRefus
     rig.gdb().sendRaw("+");
     EXPECT_EQ("+", rig.server().nextRaw());
     // GDB's request goes out as it is; QEMU refuses the task's id, and gets its own thread instead.
-    rig.gdb().sendPacket("vCont;s:20000a40;c");
-    EXPECT_EQ(frame("vCont;s:20000a40;c"), rig.server().nextRaw());
-    rig.server().sendRaw("+");
-    EXPECT_EQ("+", rig.gdb().nextRaw());
+    expectAcknowledgedRelay(rig.gdb(), rig.server(), "vCont;s:20000a40;c", frame("vCont;s:20000a40;c"));
     rig.server().sendPacket("E22");
     EXPECT_EQ("+", rig.server().nextRaw());
     EXPECT_EQ(frame("vCont;s:p01.01;c"), rig.server().nextRaw());
     rig.server().sendRaw("+");
-    rig.server().sendPacket("T05thread:p01.01;");
-    EXPECT_EQ(frame("T05thread:1;"), rig.gdb().nextRaw());
-    rig.gdb().sendRaw("+");
-    EXPECT_EQ("+", rig.server().nextRaw());
+    expectAcknowledgedRelay(rig.server(), rig.gdb(), "T05thread:p01.01;", frame("T05thread:1;"));
     // From now on the server's own thread at once.
-    rig.gdb().sendPacket("vCont;s:20000810");
-    EXPECT_EQ(frame("vCont;s:p01.01"), rig.server().nextRaw());
-    rig.server().sendRaw("+");
-    EXPECT_EQ("+", rig.gdb().nextRaw());
-    rig.server().sendPacket("T05thread:p01.01;");
-    EXPECT_EQ(frame("T05thread:1;"), rig.gdb().nextRaw());
-    rig.gdb().sendRaw("+");
-    EXPECT_EQ("+", rig.server().nextRaw());
-    rig.gdb().sendPacket("vCont;c:-1");
-    EXPECT_EQ(frame("vCont;c:-1"), rig.server().nextRaw());
-    rig.server().sendRaw("+");
-    EXPECT_EQ("+", rig.gdb().nextRaw());
+    expectAcknowledgedRelay(rig.gdb(), rig.server(), "vCont;s:20000810", frame("vCont;s:p01.01"));
+    expectAcknowledgedRelay(rig.server(), rig.gdb(), "T05thread:p01.01;", frame("T05thread:1;"));
+    expectAcknowledgedRelay(rig.gdb(), rig.server(), "vCont;c:-1", frame("vCont;c:-1"));
     EXPECT_TRUE(rig.server().quietFor(100));
     EXPECT_TRUE(rig.finish());
 }

@@ -91,9 +91,7 @@ TEST(StopRepliesIntegration, AnUnknownSelectionGivesE05UntilAStopMovesIt) {
     TwoTaskSession session;
     ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
-    EXPECT_EQ("OK", rig.ask("Hg12345678"));
-    EXPECT_EQ("E05", rig.ask("g"));
-    EXPECT_EQ("E05", rig.ask("g"));
+    expectReplies(rig, {{"Hg12345678", "OK"}, {"g", "E05"}, {"g", "E05"}});
     // The pending selection moves to the thread that stopped, which the core answers for.
     EXPECT_EQ("T05thread:20000a40;", rig.stop("T05"));
     ASSERT_TRUE(rig.gdb().sendPacket("g"));

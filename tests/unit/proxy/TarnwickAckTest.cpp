@@ -50,14 +50,8 @@ TEST(TarnwickAckIntegration, TakenStopReplyIsAcknowledgedToTheServer) {
     ProxyRig rig(driver, 0);
     ASSERT_TRUE(rig.ready());
     negotiate(rig, "PacketSize=1000");
-    rig.gdb().sendPacket("vCont;c");
-    EXPECT_EQ("$vCont;c#a8", rig.server().nextRaw());
-    rig.server().sendRaw("+");
-    EXPECT_EQ("+", rig.gdb().nextRaw());
-    rig.server().sendPacket("T05thread:01;");
-    EXPECT_EQ(frame("T05thread:1;"), rig.gdb().nextRaw());
-    rig.gdb().sendRaw("+");
-    EXPECT_EQ("+", rig.server().nextRaw());
+    expectAcknowledgedRelay(rig.gdb(), rig.server(), "vCont;c", "$vCont;c#a8");
+    expectAcknowledgedRelay(rig.server(), rig.gdb(), "T05thread:01;", frame("T05thread:1;"));
     EXPECT_TRUE(rig.server().quietFor(200));
     EXPECT_TRUE(rig.gdb().quietFor(0));
     EXPECT_TRUE(rig.finish());
@@ -89,8 +83,6 @@ TEST(TarnwickAckIntegration, NoAckSessionIsByteForByteAsBefore) {
 
 } // namespace
 
-namespace {} // namespace
-
 namespace {
 
 // The server's stop reply is taken and its '+' goes out in front of the proxy's first read; each read
@@ -110,10 +102,7 @@ TEST(TarnwickAckIntegration, ReadsOfAStopKeepTheServersAcknowledgements) {
     EXPECT_EQ(frame("T05thread:1;"), rig.gdb().nextRaw());
     rig.gdb().sendRaw("+");
     EXPECT_EQ("+", rig.server().nextRaw());
-    rig.gdb().sendPacket("c");
-    EXPECT_EQ(frame("c"), rig.server().nextRaw());
-    rig.server().sendRaw("+");
-    EXPECT_EQ("+", rig.gdb().nextRaw());
+    expectAcknowledgedRelay(rig.gdb(), rig.server(), "c", frame("c"));
     rig.server().sendPacket("T05thread:01;");
     EXPECT_EQ("+", rig.server().nextRaw());
     EXPECT_EQ(frame("m20000104,4"), rig.server().nextRaw());

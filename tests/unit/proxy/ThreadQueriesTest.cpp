@@ -25,13 +25,13 @@ TEST(ThreadQueriesIntegration, TheWorkedExchangeIsAnsweredFromTheSnapshot) {
     TwoTaskSession session;
     ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
-    EXPECT_EQ("m20000810,20000a40", rig.ask("qfThreadInfo"));
-    EXPECT_EQ("l", rig.ask("qsThreadInfo"));
-    EXPECT_EQ("49444c452052554e4e494e47", rig.ask("qThreadExtraInfo,20000a40"));
-    EXPECT_EQ("OK", rig.ask("T20000810"));
-    EXPECT_EQ("E17", rig.ask("T1"));
-    EXPECT_EQ("QC20000a40", rig.ask("qC"));
-    EXPECT_EQ("OK", rig.ask("Hg20000810"));
+    expectReplies(rig, {{"qfThreadInfo", "m20000810,20000a40"},
+                        {"qsThreadInfo", "l"},
+                        {"qThreadExtraInfo,20000a40", "49444c452052554e4e494e47"},
+                        {"T20000810", "OK"},
+                        {"T1", "E17"},
+                        {"qC", "QC20000a40"},
+                        {"Hg20000810", "OK"}});
     unsigned int selected = 0;
     EXPECT_TRUE(Tarnwick::getInstance().getThreadSelection().get("g", selected));
     EXPECT_EQ(0x20000810u, selected);
@@ -88,10 +88,10 @@ TEST(ThreadQueriesIntegration, AnyOffsetIsAnsweredAndNoneEndsTheSession) {
     std::snprintf(request, sizeof(request), "qXfer:threads:read::%zx,100", kTwoTaskXml.size() - 10);
     EXPECT_EQ("l" + kTwoTaskXml.substr(kTwoTaskXml.size() - 10), rig.ask(request));
     std::snprintf(request, sizeof(request), "qXfer:threads:read::%zx,100", kTwoTaskXml.size());
-    EXPECT_EQ("l", rig.ask(request));
-    EXPECT_EQ("l", rig.ask("qXfer:threads:read::10000,100"));
-    EXPECT_EQ("m" + kTwoTaskXml.substr(0x10, 5), rig.ask("qXfer:threads:read::10,5"));
-    EXPECT_EQ("QC20000a40", rig.ask("qC"));
+    expectReplies(rig, {{request, "l"},
+                        {"qXfer:threads:read::10000,100", "l"},
+                        {"qXfer:threads:read::10,5", "m" + kTwoTaskXml.substr(0x10, 5)},
+                        {"qC", "QC20000a40"}});
     EXPECT_TRUE(rig.finish());
     EXPECT_TRUE(rig.server().receivedLog().empty());
     EXPECT_TRUE(session.driver.calls().empty()) << "one snapshot for the whole stop";
@@ -101,13 +101,13 @@ TEST(ThreadQueriesIntegration, WithoutAKernelEveryQuerySeesThreadOne) {
     FakeRtosDriver driver;
     ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
-    EXPECT_EQ("m1", rig.ask("qfThreadInfo"));
-    EXPECT_EQ("l", rig.ask("qsThreadInfo"));
-    EXPECT_EQ("QC1", rig.ask("qC"));
-    EXPECT_EQ("OK", rig.ask("T1"));
-    EXPECT_EQ("E17", rig.ask("T2"));
-    EXPECT_EQ("312052554e4e494e47", rig.ask("qThreadExtraInfo,1"));
-    EXPECT_EQ("", rig.ask("qThreadExtraInfo,2"));
+    expectReplies(rig, {{"qfThreadInfo", "m1"},
+                        {"qsThreadInfo", "l"},
+                        {"qC", "QC1"},
+                        {"T1", "OK"},
+                        {"T2", "E17"},
+                        {"qThreadExtraInfo,1", "312052554e4e494e47"},
+                        {"qThreadExtraInfo,2", ""}});
     EXPECT_EQ("l<?xml version=\"1.0\"?><threads><thread id=\"1\" name=\"1\">RUNNING</thread></threads>",
               rig.ask("qXfer:threads:read::0,fff"));
     EXPECT_TRUE(rig.finish());
