@@ -73,12 +73,9 @@ TEST(StopRepliesIntegration, StopRepliesTheParserRefusesPassAsTheyStand) {
 TEST(StopRepliesIntegration, AnExitClearsTheListAndIsForwarded) {
     for (const std::string exit : {"W00", "W00;process:1a", "X09", "X0f;process:2"}) {
         SCOPED_TRACE(exit);
-        FakeRtosDriver driver;
-        useTwoTaskSnapshot(driver);
-        ProxyRig rig(driver, 7);
+        TwoTaskSession session(7);
+        ProxyRig& rig = session.rig;
         ASSERT_TRUE(rig.ready());
-        rig.passFirstStop();
-        rig.stop("T05");
         ASSERT_TRUE(rig.server().sendPacket(exit));
         EXPECT_EQ(framed(exit), rig.gdb().nextRaw());
         EXPECT_EQ("l", rig.ask("qfThreadInfo"));

@@ -80,6 +80,15 @@ bool lookup(const std::string& name, std::string& address) {
     return true;
 }
 
+// One negotiation of a driver that asks for xSchedulerRunning alone, which GDB answers with address (empty:
+// the program has no such symbol).
+void offerSchedulerRunning(ProxyRig& rig, const std::string& address) {
+    ASSERT_TRUE(rig.gdb().sendPacket("qSymbol::"));
+    EXPECT_EQ("qSymbol:" + kSchedulerRunningHex, rig.gdb().nextPayload());
+    ASSERT_TRUE(rig.gdb().sendPacket("qSymbol:" + address + ":" + kSchedulerRunningHex));
+    EXPECT_EQ("OK", rig.gdb().nextPayload());
+}
+
 TEST(SymbolNegotiationIntegration, TheWorkedExchangeAsksEachNameOnceAndAnswersOkBeforeTheLayouts) {
     ScratchCache cache;
     ASSERT_EQ(0, mkfifo(cache.path.c_str(), 0600));
@@ -229,10 +238,7 @@ TEST(SymbolNegotiationIntegration, EveryOfferAsksAgainAndTheNewAddressReplacesTh
     ProxyRig rig(driver, 7);
     ASSERT_TRUE(rig.ready());
     for (const char* address : {"20000104", "20000999"}) {
-        ASSERT_TRUE(rig.gdb().sendPacket("qSymbol::"));
-        EXPECT_EQ("qSymbol:" + kSchedulerRunningHex, rig.gdb().nextPayload());
-        ASSERT_TRUE(rig.gdb().sendPacket("qSymbol:" + std::string(address) + ":" + kSchedulerRunningHex));
-        EXPECT_EQ("OK", rig.gdb().nextPayload());
+        offerSchedulerRunning(rig, address);
     }
     EXPECT_TRUE(rig.finish());
     std::string address;
@@ -249,14 +255,8 @@ TEST(SymbolNegotiationIntegration, ANameTheNewProgramLacksIsForgotten) {
     driver.symbols = {kSchedulerRunning};
     ProxyRig rig(driver, 7);
     ASSERT_TRUE(rig.ready());
-    ASSERT_TRUE(rig.gdb().sendPacket("qSymbol::"));
-    EXPECT_EQ("qSymbol:" + kSchedulerRunningHex, rig.gdb().nextPayload());
-    ASSERT_TRUE(rig.gdb().sendPacket("qSymbol:20000104:" + kSchedulerRunningHex));
-    EXPECT_EQ("OK", rig.gdb().nextPayload());
-    ASSERT_TRUE(rig.gdb().sendPacket("qSymbol::"));
-    EXPECT_EQ("qSymbol:" + kSchedulerRunningHex, rig.gdb().nextPayload());
-    ASSERT_TRUE(rig.gdb().sendPacket("qSymbol::" + kSchedulerRunningHex));
-    EXPECT_EQ("OK", rig.gdb().nextPayload());
+    offerSchedulerRunning(rig, "20000104");
+    offerSchedulerRunning(rig, "");
     EXPECT_TRUE(rig.finish());
     std::string address;
     EXPECT_FALSE(lookup(kSchedulerRunning, address));
