@@ -115,9 +115,7 @@ TEST_F(HostileStreamIntegration, StreamOfBreaksPassesWhole) {
 // read of the stop fails, and the real reply, left behind, reaches GDB as a packet of its own the next time
 // the server sends anything.
 TEST_F(HostileStreamExactReadsIntegration, ServerLeftInAcknowledgementModeFailsTheRead) {
-    ASSERT_TRUE(session.ready());
-    session.negotiate();
-    session.passFirstStop();
+    ASSERT_TRUE(session.startAtKernel());
     session.server().acknowledge(true);
     EXPECT_EQ("T05thread:1;", session.stop("T05thread:1;"));
     EXPECT_EQ(rspframe::frame(target.plainAnswer(wordRead(session.address("xSchedulerRunning")))),

@@ -68,6 +68,16 @@ public:
     // GDB's side of "qSymbol::": every name the proxy asks for is answered from the program, until the
     // proxy closes with "OK". Afterwards the layouts are resolved.
     void negotiate() { symbols.negotiate(gdb()); }
+    // Ready, the symbols negotiated and the first stop passed: the next stop walks the kernel. False if the
+    // session did not start.
+    bool startAtKernel() {
+        if (!ready()) {
+            return false;
+        }
+        negotiate();
+        passFirstStop();
+        return true;
+    }
     const ProgramSymbols& program() const { return symbols; }
 
 private:

@@ -167,9 +167,7 @@ TEST_F(LyingFreertosIntegration, TopPriorityOfFourBillionIsBoundedByTheReadyList
 
 // A name without a terminator is cut to 19 characters.
 TEST_F(LyingFreertosIntegration, NameWithoutATerminatorIsCut) {
-    ASSERT_TRUE(session.ready());
-    session.negotiate();
-    session.passFirstStop();
+    ASSERT_TRUE(session.startAtKernel());
     target.writeBytes(taskMember("xSleeperTCB", "pcTaskName"), std::string(32, 'N'));
     EXPECT_EQ(runningStop(), session.stop("T05thread:1;"));
     EXPECT_EQ(NumberCodec::encodeHex(std::string(19, 'N')),
@@ -181,9 +179,7 @@ TEST_F(LyingFreertosIntegration, NameWithoutATerminatorIsCut) {
 // A name with XML's special characters and the frame's own bytes: the document escapes the first as
 // entities, and the reply frame writes '#', '$', '}' and '*' as binary data, so GDB reads the name whole.
 TEST_F(LyingFreertosIntegration, NameWithFramingAndXmlBytesIsEscaped) {
-    ASSERT_TRUE(session.ready());
-    session.negotiate();
-    session.passFirstStop();
+    ASSERT_TRUE(session.startAtKernel());
     EXPECT_EQ(runningStop(), session.stop("T05thread:1;"));
     std::string document = session.ask("qXfer:threads:read::0,fff");
     std::string::size_type at = document.find("name=\"Sleeper\"");
@@ -204,9 +200,7 @@ TEST_F(LyingFreertosIntegration, NameWithFramingAndXmlBytesIsEscaped) {
 // Saved stack pointers into unmapped memory, and at the top of the address space so that the frame
 // wraps: the frame read fails and GDB gets "E01" for that thread.
 TEST_F(LyingFreertosIntegration, StackPointerIntoUnmappedMemoryGivesE01) {
-    ASSERT_TRUE(session.ready());
-    session.negotiate();
-    session.passFirstStop();
+    ASSERT_TRUE(session.startAtKernel());
     target.writeWord(taskMember("xSleeperTCB", "pxTopOfStack"), 0x30000000);
     target.writeWord(taskMember("xPausedTCB", "pxTopOfStack"), 0xfffffff0);
     EXPECT_EQ(runningStop(), session.stop("T05thread:1;"));
@@ -228,9 +222,7 @@ TEST_F(LyingFreertosIntegration, StackPointerIntoUnmappedMemoryGivesE01) {
 TEST(LyingThreadxIntegration, CreatedListThatNeverReturnsToItsHeadIsCutAtAThreadSeenBefore) {
     FaultyServer target(kThreadx);
     KernelSession session(target, "threadx", "cortex_m4", kThreadx);
-    ASSERT_TRUE(session.ready());
-    session.negotiate();
-    session.passFirstStop();
+    ASSERT_TRUE(session.startAtKernel());
     unsigned before = target.memoryReads();
     const std::string stop = session.stop("T05thread:1;");
     const unsigned plainReads = target.memoryReads() - before;
@@ -254,9 +246,7 @@ TEST(LyingThreadxIntegration, CreatedListThatNeverReturnsToItsHeadIsCutAtAThread
 TEST(LyingThreadxIntegration, NameWithoutATerminatorIsCut) {
     FaultyServer target(kThreadx);
     KernelSession session(target, "threadx", "cortex_m4", kThreadx);
-    ASSERT_TRUE(session.ready());
-    session.negotiate();
-    session.passFirstStop();
+    ASSERT_TRUE(session.startAtKernel());
     std::uint32_t sensor = session.address("thread_sensor");
     target.writeWord(KernelSession::member("TX_THREAD_STRUCT", sensor, "tx_thread_name"),
                      session.address("stack_sensor"));
@@ -304,9 +294,7 @@ TEST(LyingThreadxIntegration, CountOfFourBillionOverARingThatNeverRepeatsStopsAt
     FaultyServer target(kThreadxEdges);
     KernelSession session(target, "threadx", "cortex_m3", kThreadxEdges, KernelSession::kDefaultLogLevel,
                           KernelSession::exactReads());
-    ASSERT_TRUE(session.ready());
-    session.negotiate();
-    session.passFirstStop();
+    ASSERT_TRUE(session.startAtKernel());
     // The scheduler runs the program's one thread.
     const std::uint32_t lonely = session.address("lonely");
     target.writeWord(session.address("_tx_thread_system_state"), 0);
@@ -348,9 +336,7 @@ TEST(LyingThreadxIntegration, RingLongerThanItsCountIsCutPastTheCountAndMargin) 
     FaultyServer target(kThreadxEdges);
     KernelSession session(target, "threadx", "cortex_m3", kThreadxEdges, KernelSession::kDefaultLogLevel,
                           KernelSession::exactReads());
-    ASSERT_TRUE(session.ready());
-    session.negotiate();
-    session.passFirstStop();
+    ASSERT_TRUE(session.startAtKernel());
     const char* const threads[] = {"lonely",   "cycle_a",  "cycle_b",       "cycle_c",       "waiter_x",
                                    "waiter_y", "waiter_z", "first_in_line", "second_in_line"};
     for (std::size_t i = 0; i < 9; ++i) {

@@ -102,9 +102,7 @@ void stopWithFault(const Place& place, Fault fault) {
     FaultyServer target(place.program);
     KernelSession session(target, place.driver, place.variant, place.program, KernelSession::kDefaultLogLevel,
                           KernelSession::exactReads());
-    ASSERT_TRUE(session.ready());
-    session.negotiate();
-    session.passFirstStop();
+    ASSERT_TRUE(session.startAtKernel());
     std::uint32_t address = place.address(session);
     target.inject({address, 4, fault, 1});
     EXPECT_EQ("T05thread:1;", faultyStop(session, target, fault));
@@ -139,9 +137,7 @@ TEST_P(ServerFaultIntegration, InARegisterRead) {
     Fault fault = GetParam();
     FaultyServer target("freertos_snapshot.elf");
     KernelSession session(target, "freertos", "ARM_CM4F", "freertos_snapshot.elf");
-    ASSERT_TRUE(session.ready());
-    session.negotiate();
-    session.passFirstStop();
+    ASSERT_TRUE(session.startAtKernel());
     std::uint32_t running = session.address("xControlLoopTCB");
     EXPECT_EQ("T05thread:" + hexId(running) + ";", session.stop("T05thread:1;"));
     // The first g learns the length of a register reply from the server.

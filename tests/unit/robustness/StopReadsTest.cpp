@@ -183,9 +183,7 @@ TEST_F(FreertosStopReadsIntegration, AListOfEventItemsCostsOneReadInVain) {
 TEST(ThreadxStopReadsIntegration, AStopReadsTwoWordsAndTheListTwoReadsPerThread) {
     FaultyServer target(kThreadx);
     KernelSession session(target, "threadx", "cortex_m4", kThreadx);
-    ASSERT_TRUE(session.ready());
-    session.negotiate();
-    session.passFirstStop();
+    ASSERT_TRUE(session.startAtKernel());
     unsigned before = target.memoryReads();
     EXPECT_EQ("T05thread:" + hexId(session.address("thread_main")) + ";", session.stop("T05thread:1;"));
     EXPECT_EQ(2u, target.memoryReads() - before);
