@@ -80,8 +80,17 @@ bool lookup(const std::string& name, std::string& address) {
     return true;
 }
 
-// One negotiation of a driver that asks for xSchedulerRunning alone, which GDB answers with address (empty:
-// the program has no such symbol).
+// A rig whose driver asks for xSchedulerRunning alone.
+class OneSymbolSession {
+public:
+    OneSymbolSession() : rig((driver.symbols = {kSchedulerRunning}, driver), 7) {}
+
+    FakeRtosDriver driver;
+    ProxyRig rig;
+};
+
+// One negotiation of OneSymbolSession's driver, which GDB answers with address (empty: the program has no
+// such symbol).
 void offerSchedulerRunning(ProxyRig& rig, const std::string& address) {
     ASSERT_TRUE(rig.gdb().sendPacket("qSymbol::"));
     EXPECT_EQ("qSymbol:" + kSchedulerRunningHex, rig.gdb().nextPayload());
@@ -233,9 +242,8 @@ TEST(SymbolNegotiationIntegration, AFailedDriverInitStillClosesWithOkAndThenStop
 }
 
 TEST(SymbolNegotiationIntegration, EveryOfferAsksAgainAndTheNewAddressReplacesTheOld) {
-    FakeRtosDriver driver;
-    driver.symbols = {kSchedulerRunning};
-    ProxyRig rig(driver, 7);
+    OneSymbolSession session;
+    ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
     for (const char* address : {"20000104", "20000999"}) {
         offerSchedulerRunning(rig, address);
@@ -247,13 +255,12 @@ TEST(SymbolNegotiationIntegration, EveryOfferAsksAgainAndTheNewAddressReplacesTh
     EXPECT_EQ((Calls{FakeRtosDriver::kCallInitServer, FakeRtosDriver::kCallGetSymbols,
                      FakeRtosDriver::kCallGetDataStructures, FakeRtosDriver::kCallInitServer,
                      FakeRtosDriver::kCallGetSymbols, FakeRtosDriver::kCallGetDataStructures}),
-              driver.calls());
+              session.driver.calls());
 }
 
 TEST(SymbolNegotiationIntegration, ANameTheNewProgramLacksIsForgotten) {
-    FakeRtosDriver driver;
-    driver.symbols = {kSchedulerRunning};
-    ProxyRig rig(driver, 7);
+    OneSymbolSession session;
+    ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
     offerSchedulerRunning(rig, "20000104");
     offerSchedulerRunning(rig, "");

@@ -2,7 +2,19 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+#include <string>
+
 namespace {
+
+// The thread selected for operation; none if get says so.
+std::optional<unsigned int> selected(const ThreadSelection& selection, const std::string& operation) {
+    unsigned int thread = 0;
+    if (!selection.get(operation, thread)) {
+        return std::nullopt;
+    }
+    return thread;
+}
 
 TEST(ThreadSelection, NothingIsSelectedAtFirst) {
     ThreadSelection selection;
@@ -16,24 +28,16 @@ TEST(ThreadSelection, EachOperationKeepsItsOwnLatestSelection) {
     selection.select("g", 0x20000810);
     selection.select("c", 0x20000a40);
     selection.select("g", 0x20000900);
-    unsigned int general = 0;
-    unsigned int resume = 0;
-    EXPECT_TRUE(selection.get("g", general));
-    EXPECT_TRUE(selection.get("c", resume));
-    EXPECT_EQ(0x20000900u, general);
-    EXPECT_EQ(0x20000a40u, resume);
+    EXPECT_EQ(0x20000900u, selected(selection, "g"));
+    EXPECT_EQ(0x20000a40u, selected(selection, "c"));
 }
 
 TEST(ThreadSelection, AStopMovesOnlyTheGeneralSelection) {
     ThreadSelection selection;
     selection.select("c", 0xFFFFFFFFu);
     selection.moveGeneralTo(0x20000a40);
-    unsigned int general = 0;
-    unsigned int resume = 0;
-    EXPECT_TRUE(selection.get("g", general));
-    EXPECT_TRUE(selection.get("c", resume));
-    EXPECT_EQ(0x20000a40u, general);
-    EXPECT_EQ(0xFFFFFFFFu, resume);
+    EXPECT_EQ(0x20000a40u, selected(selection, "g"));
+    EXPECT_EQ(0xFFFFFFFFu, selected(selection, "c"));
 }
 
 TEST(ThreadSelection, ForgetClearsEverySelection) {
@@ -41,9 +45,8 @@ TEST(ThreadSelection, ForgetClearsEverySelection) {
     selection.select("g", 1);
     selection.select("c", 2);
     selection.forget();
-    unsigned int thread = 0;
-    EXPECT_FALSE(selection.get("g", thread));
-    EXPECT_FALSE(selection.get("c", thread));
+    EXPECT_EQ(std::nullopt, selected(selection, "g"));
+    EXPECT_EQ(std::nullopt, selected(selection, "c"));
 }
 
 } // namespace
