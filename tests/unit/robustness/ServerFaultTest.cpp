@@ -4,10 +4,10 @@
 // the "state" command. Every case ends as the failure handling of the proxy and the drivers says, and the
 // session goes on (or ends in order, when the server is gone).
 #include "FaultyServer.h"
-#include "base/NumberCodec.h"
 #include "KernelSession.h"
 #include "RobustnessSteps.h"
 #include "RspFrame.h"
+#include "base/NumberCodec.h"
 
 #include <gtest/gtest.h>
 
@@ -68,6 +68,23 @@ std::string faultyStop(KernelSession& session, FaultyServer& target, Fault fault
     }
     return session.gdb().nextPayload(FaultyServer::kLateMs + 1000);
 }
+
+// threadx_state.elf behind a server that can be made to fail, every value read anew, and what the state
+// command prints while nothing fails.
+struct StateCommandSession {
+    StateCommandSession()
+        : session(target, "threadx", "cortex_m4", "threadx_state.elf", KernelSession::kDefaultLogLevel,
+                  KernelSession::exactReads()) {
+        if (session.ready()) {
+            session.negotiate();
+            whole = session.monitor("rtos -t state");
+        }
+    }
+
+    FaultyServer target{"threadx_state.elf"};
+    KernelSession session;
+    std::string whole;
+};
 
 class ServerFaultIntegration : public ::testing::TestWithParam<Fault> {};
 
@@ -162,12 +179,11 @@ TEST_P(ServerFaultIntegration, InARegisterRead) {
 // pools are walked last, so that even a late reply disturbs nothing else.
 TEST_P(ServerFaultIntegration, InTheStateCommand) {
     Fault fault = GetParam();
-    FaultyServer target("threadx_state.elf");
-    KernelSession session(target, "threadx", "cortex_m4", "threadx_state.elf",
-                          KernelSession::kDefaultLogLevel, KernelSession::exactReads());
-    ASSERT_TRUE(session.ready());
-    session.negotiate();
-    std::string whole = session.monitor("rtos -t state");
+    StateCommandSession state;
+    ASSERT_TRUE(state.session.ready());
+    KernelSession& session = state.session;
+    FaultyServer& target = state.target;
+    const std::string& whole = state.whole;
     ASSERT_NE(std::string::npos, whole.find(" Memory Byte Pools:\n"));
     std::uint32_t head = session.address("_tx_byte_pool_created_ptr");
     target.inject({head, 4, fault, 1});
@@ -193,12 +209,11 @@ TEST(ServerFaultStateIntegration, AFailedLinkDropsThatSectionAlone) {
     const Fault faults[] = {Fault::Error, Fault::Short, Fault::Silent};
     for (Fault fault : faults) {
         SCOPED_TRACE(faultName(fault));
-        FaultyServer target("threadx_state.elf");
-        KernelSession session(target, "threadx", "cortex_m4", "threadx_state.elf",
-                              KernelSession::kDefaultLogLevel, KernelSession::exactReads());
-        ASSERT_TRUE(session.ready());
-        session.negotiate();
-        std::string whole = session.monitor("rtos -t state");
+        StateCommandSession state;
+        ASSERT_TRUE(state.session.ready());
+        KernelSession& session = state.session;
+        FaultyServer& target = state.target;
+        const std::string& whole = state.whole;
         target.inject(
             {KernelSession::member("TX_MUTEX_STRUCT", session.address("mutex_fs"), "tx_mutex_created_next"),
              4, fault, 1});
