@@ -80,23 +80,29 @@ bool lookup(const std::string& name, std::string& address) {
     return true;
 }
 
-// A rig whose driver asks for xSchedulerRunning alone.
-class OneSymbolSession {
+// A rig whose driver asks for names.
+class SymbolSession {
 public:
-    OneSymbolSession() : rig((driver.symbols = {kSchedulerRunning}, driver), 7) {}
+    explicit SymbolSession(const std::vector<std::string>& names,
+                           unsigned int logLevel = ProxyRig::kAllSeverities)
+        : rig((driver.symbols = names, driver), logLevel) {}
+
+    // GDB offers to look symbols up; the proxy asks for the first name.
+    void offer() {
+        ASSERT_TRUE(rig.gdb().sendPacket("qSymbol::"));
+        EXPECT_EQ("qSymbol:" + hexOf(driver.symbols.front()), rig.gdb().nextPayload());
+    }
+    // One negotiation of a driver that asks for one name, which GDB answers with address (empty: the
+    // program has no such symbol).
+    void negotiateOne(const std::string& address) {
+        offer();
+        ASSERT_TRUE(rig.gdb().sendPacket("qSymbol:" + address + ":" + hexOf(driver.symbols.front())));
+        EXPECT_EQ("OK", rig.gdb().nextPayload());
+    }
 
     FakeRtosDriver driver;
     ProxyRig rig;
 };
-
-// One negotiation of OneSymbolSession's driver, which GDB answers with address (empty: the program has no
-// such symbol).
-void offerSchedulerRunning(ProxyRig& rig, const std::string& address) {
-    ASSERT_TRUE(rig.gdb().sendPacket("qSymbol::"));
-    EXPECT_EQ("qSymbol:" + kSchedulerRunningHex, rig.gdb().nextPayload());
-    ASSERT_TRUE(rig.gdb().sendPacket("qSymbol:" + address + ":" + kSchedulerRunningHex));
-    EXPECT_EQ("OK", rig.gdb().nextPayload());
-}
 
 TEST(SymbolNegotiationIntegration, TheWorkedExchangeAsksEachNameOnceAndAnswersOkBeforeTheLayouts) {
     ScratchCache cache;
@@ -161,12 +167,10 @@ TEST(SymbolNegotiationIntegration, ADriverThatAsksForNoSymbolsGetsOkAtOnceAndIts
 }
 
 TEST(SymbolNegotiationIntegration, AnAcknowledgementInPlaceOfAReplyLosesThatSymbolOnly) {
-    FakeRtosDriver driver;
-    driver.symbols = {kSchedulerRunning, kQueueRegistry};
-    ProxyRig rig(driver);
+    SymbolSession session({kSchedulerRunning, kQueueRegistry});
+    ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
-    ASSERT_TRUE(rig.gdb().sendPacket("qSymbol::"));
-    EXPECT_EQ("qSymbol:" + kSchedulerRunningHex, rig.gdb().nextPayload());
+    session.offer();
     ASSERT_TRUE(rig.gdb().sendRaw("+"));
     EXPECT_EQ("qSymbol:" + kQueueRegistryHex, rig.gdb().nextPayload());
     ASSERT_TRUE(rig.gdb().sendPacket("qSymbol:20000200:" + kQueueRegistryHex));
@@ -182,12 +186,11 @@ TEST(SymbolNegotiationIntegration, AnAcknowledgementInPlaceOfAReplyLosesThatSymb
 }
 
 TEST(SymbolNegotiationIntegration, ALateReplyIsTakenForTheNextNameAndTheWorkEnds) {
-    FakeRtosDriver driver;
-    driver.symbols = {kSchedulerRunning, kQueueRegistry};
-    ProxyRig rig(driver);
+    SymbolSession session({kSchedulerRunning, kQueueRegistry});
+    ProxyRig& rig = session.rig;
+    FakeRtosDriver& driver = session.driver;
     ASSERT_TRUE(rig.ready());
-    ASSERT_TRUE(rig.gdb().sendPacket("qSymbol::"));
-    EXPECT_EQ("qSymbol:" + kSchedulerRunningHex, rig.gdb().nextPayload());
+    session.offer();
     auto asked = Clock::now();
     // GDB is slow: the proxy gives the first name up after its second and asks the next.
     EXPECT_EQ("qSymbol:" + kQueueRegistryHex, rig.gdb().nextPayload(3000));
@@ -242,11 +245,11 @@ TEST(SymbolNegotiationIntegration, AFailedDriverInitStillClosesWithOkAndThenStop
 }
 
 TEST(SymbolNegotiationIntegration, EveryOfferAsksAgainAndTheNewAddressReplacesTheOld) {
-    OneSymbolSession session;
+    SymbolSession session({kSchedulerRunning}, 7);
     ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
     for (const char* address : {"20000104", "20000999"}) {
-        offerSchedulerRunning(rig, address);
+        session.negotiateOne(address);
     }
     EXPECT_TRUE(rig.finish());
     std::string address;
@@ -259,11 +262,11 @@ TEST(SymbolNegotiationIntegration, EveryOfferAsksAgainAndTheNewAddressReplacesTh
 }
 
 TEST(SymbolNegotiationIntegration, ANameTheNewProgramLacksIsForgotten) {
-    OneSymbolSession session;
+    SymbolSession session({kSchedulerRunning}, 7);
     ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
-    offerSchedulerRunning(rig, "20000104");
-    offerSchedulerRunning(rig, "");
+    session.negotiateOne("20000104");
+    session.negotiateOne("");
     EXPECT_TRUE(rig.finish());
     std::string address;
     EXPECT_FALSE(lookup(kSchedulerRunning, address));
