@@ -56,8 +56,7 @@ TEST(MonitorCommandIntegration, RtosDashMStateRunsTheDriverAndAnswersJsonInOnePa
     ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     ASSERT_TRUE(rig.gdb().sendPacket("qRcmd,72746f73202d6d207374617465"));
-    EXPECT_EQ("m20000104,4", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("01000000"));
+    serverAnswers(rig, "m20000104,4", "01000000");
     EXPECT_EQ(hexOf(kStateJson + "\n"), rig.gdb().nextPayload());
     EXPECT_TRUE(rig.gdb().quietFor(50)) << "no OK and no console packets follow";
     EXPECT_TRUE(rig.finish());

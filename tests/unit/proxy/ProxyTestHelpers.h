@@ -57,6 +57,12 @@ inline void expectReplies(ProxyRig& rig, const Exchanges& exchanges) {
     }
 }
 
+// The server is asked request, as the proxy forwards or makes it, and answers reply.
+inline void serverAnswers(ProxyRig& rig, const std::string& request, const std::string& reply) {
+    EXPECT_EQ(request, rig.server().nextPayload());
+    ASSERT_TRUE(rig.server().sendPacket(reply));
+}
+
 // The packet of sender's arrives at receiver as arrives (a whole frame), and receiver's '+' for it goes
 // back to sender through the proxy.
 inline void expectAcknowledgedRelay(FakeRspPeer& sender, FakeRspPeer& receiver, const std::string& packet,

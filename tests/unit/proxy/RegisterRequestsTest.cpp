@@ -89,8 +89,7 @@ TEST(RegisterRequestsIntegration, TheCoreAnswersForTheActiveThreadAndTheDriverFo
 
     EXPECT_EQ("OK", rig.ask("Hg20000810"));
     ASSERT_TRUE(rig.gdb().sendPacket("g"));
-    EXPECT_EQ("m20000700,4", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("00000000"));
+    serverAnswers(rig, "m20000700,4", "00000000");
     EXPECT_EQ(expectedRegisterText(0x01000000, kMProfilePayload), rig.gdb().nextPayload());
 
     // The selection lasts: a second read of the same task (GDB's flushregs) is the task's again, and an
@@ -158,12 +157,10 @@ TEST(RegisterRequestsIntegration, APOfASwitchedOutTaskWritesTheRegistersWordInIt
     ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
     ASSERT_TRUE(rig.gdb().sendPacket("P5=5a5a5a5a"));
-    EXPECT_EQ("M20000714,4:5a5a5a5a", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("OK"));
+    serverAnswers(rig, "M20000714,4:5a5a5a5a", "OK");
     EXPECT_EQ("OK", rig.gdb().nextPayload());
     ASSERT_TRUE(rig.gdb().sendPacket("Pf=00050000"));
-    EXPECT_EQ("M20000738,4:00050000", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("E01"));
+    serverAnswers(rig, "M20000738,4:00050000", "E01");
     EXPECT_EQ("E03", rig.gdb().nextPayload());
     // The stack pointer lives in the control block, not in the frame: refused, and nothing is sent.
     expectReplies(rig, {{"Pd=00080020", "E02"},
@@ -190,10 +187,8 @@ TEST(RegisterRequestsIntegration, AGOfASwitchedOutTaskWritesOnlyTheWordsThatChan
     changed.replace(5 * 8, 8, "5a5a5a5a");
     changed.replace(11 * 8, 8, "11111111");
     ASSERT_TRUE(rig.gdb().sendPacket("G" + changed));
-    EXPECT_EQ("M20000714,4:5a5a5a5a", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("OK"));
-    EXPECT_EQ("M2000072c,4:11111111", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("OK"));
+    serverAnswers(rig, "M20000714,4:5a5a5a5a", "OK");
+    serverAnswers(rig, "M2000072c,4:11111111", "OK");
     EXPECT_EQ("OK", rig.gdb().nextPayload());
     std::string withStackPointer = registers;
     withStackPointer.replace(13 * 8, 8, "00080020");
@@ -219,10 +214,8 @@ TEST(RegisterRequestsIntegration, FloatingPointRegistersComeFromTheFrameByName) 
     // d8 would need s17 as well, which this frame lacks.
     EXPECT_EQ("xxxxxxxxxxxxxxxx", rig.ask("p22"));
     ASSERT_TRUE(rig.gdb().sendPacket("P1b=0000004000000840"));
-    EXPECT_EQ("M20000788,4:00000040", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("OK"));
-    EXPECT_EQ("M2000078c,4:00000840", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("OK"));
+    serverAnswers(rig, "M20000788,4:00000040", "OK");
+    serverAnswers(rig, "M2000078c,4:00000840", "OK");
     EXPECT_EQ("OK", rig.gdb().nextPayload());
     EXPECT_TRUE(rig.finish());
 }
@@ -299,13 +292,10 @@ TEST(RegisterRequestsIntegration, WithoutATargetDescriptionASwitchedOutThreadIsA
 }
 
 TEST(RegisterRequestsIntegration, RegistersTheDriverCannotReadAreE01) {
-    FakeRtosDriver driver;
-    useTwoTaskSnapshot(driver);
-    driver.registersResult = false;
-    ProxyRig rig(driver);
+    TwoTaskSession session;
+    ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
-    rig.passFirstStop();
-    rig.stop("T05");
+    session.driver.registersResult = false;
     EXPECT_EQ("OK", rig.ask("Hg20000810"));
     EXPECT_EQ("E01", rig.ask("g"));
     EXPECT_TRUE(rig.finish());

@@ -21,12 +21,9 @@ TEST(StopRepliesIntegration, AStopIsRebuiltFromTheKernelBeforeGdbHearsOfIt) {
     ASSERT_TRUE(rig.ready());
     rig.passFirstStop();
     ASSERT_TRUE(rig.gdb().sendPacket("c"));
-    EXPECT_EQ("c", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("T05thread:1;hwbreak:;"));
-    EXPECT_EQ("m20000104,4", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("01000000"));
-    EXPECT_EQ("m20000200,4", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("03000000"));
+    serverAnswers(rig, "c", "T05thread:1;hwbreak:;");
+    serverAnswers(rig, "m20000104,4", "01000000");
+    serverAnswers(rig, "m20000200,4", "03000000");
     EXPECT_EQ("m20000a40,4", rig.server().nextPayload());
     ASSERT_TRUE(rig.gdb().quietFor(20)) << "GDB hears of the stop only after the reads";
     ASSERT_TRUE(rig.server().sendPacket("00070020"));
@@ -92,8 +89,7 @@ TEST(StopRepliesIntegration, AnUnknownSelectionGivesE05UntilAStopMovesIt) {
     // The pending selection moves to the thread that stopped, which the core answers for.
     EXPECT_EQ("T05thread:20000a40;", rig.stop("T05"));
     ASSERT_TRUE(rig.gdb().sendPacket("g"));
-    EXPECT_EQ("g", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("00112233"));
+    serverAnswers(rig, "g", "00112233");
     EXPECT_EQ("00112233", rig.gdb().nextPayload());
     EXPECT_TRUE(rig.finish());
     const std::string e5 =

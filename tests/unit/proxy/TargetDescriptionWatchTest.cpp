@@ -48,8 +48,7 @@ TEST(TargetDescriptionWatchIntegration, IncludedAnnexesAreReadInPiecesForTheRegi
     serveAnnex(rig, "system-registers.xml", "<feature name=\"org.gnu.gdb.arm.sys\"></feature>", 0x400);
     // The annexes GDB then reads itself pass as they are.
     ASSERT_TRUE(rig.gdb().sendPacket("qXfer:features:read:arm-m-profile.xml:0,3ff"));
-    EXPECT_EQ("qXfer:features:read:arm-m-profile.xml:0,3ff", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("l" + kMProfileAnnex));
+    serverAnswers(rig, "qXfer:features:read:arm-m-profile.xml:0,3ff", "l" + kMProfileAnnex);
     EXPECT_EQ("l" + kMProfileAnnex, rig.gdb().nextPayload());
     EXPECT_TRUE(rig.finish());
     EXPECT_EQ(xml, Tarnwick::getInstance().getDescriptionWatch().getTargetXml());
@@ -74,8 +73,7 @@ TEST(TargetDescriptionWatchIntegration, AMissingAnnexLeavesTheDescriptionOfTarge
     ASSERT_TRUE(rig.ready());
     readTargetXml(rig, testfiles::readSourceFile(kIncludingXml));
     serveAnnex(rig, "arm-m-profile.xml", kMProfileAnnex, 0x400);
-    EXPECT_EQ("qXfer:features:read:arm-vfp.xml:0,400", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("E00"));
+    serverAnswers(rig, "qXfer:features:read:arm-vfp.xml:0,400", "E00");
     // Nothing more is asked: the rest could not make the description whole.
     EXPECT_TRUE(rig.server().quietFor(100));
     EXPECT_TRUE(rig.finish());
@@ -102,12 +100,10 @@ TEST(TargetDescriptionWatchIntegration, TargetXmlInTwoChunksIsCollectedAndLoaded
     ASSERT_TRUE(rig.ready());
     const std::string xml = testfiles::readSourceFile(kMProfileXml);
     ASSERT_TRUE(rig.gdb().sendPacket(kFeaturesRequest + "0,3ff"));
-    EXPECT_EQ(kFeaturesRequest + "0,3ff", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("m" + xml.substr(0, 1023)));
+    serverAnswers(rig, kFeaturesRequest + "0,3ff", "m" + xml.substr(0, 1023));
     EXPECT_EQ("m" + xml.substr(0, 1023), rig.gdb().nextPayload());
     ASSERT_TRUE(rig.gdb().sendPacket(kFeaturesRequest + "3ff,3ff"));
-    EXPECT_EQ(kFeaturesRequest + "3ff,3ff", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("l" + xml.substr(1023)));
+    serverAnswers(rig, kFeaturesRequest + "3ff,3ff", "l" + xml.substr(1023));
     EXPECT_EQ("l" + xml.substr(1023), rig.gdb().nextPayload());
     EXPECT_TRUE(rig.finish());
     EXPECT_EQ(xml, Tarnwick::getInstance().getDescriptionWatch().getTargetXml());
@@ -137,8 +133,7 @@ TEST(TargetDescriptionWatchIntegration, AnErrorChunkIsLoggedAndStillForwarded) {
     ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     ASSERT_TRUE(rig.gdb().sendPacket(kFeaturesRequest + "0,3ff"));
-    EXPECT_EQ(kFeaturesRequest + "0,3ff", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("E01"));
+    serverAnswers(rig, kFeaturesRequest + "0,3ff", "E01");
     EXPECT_EQ("E01", rig.gdb().nextPayload());
     EXPECT_TRUE(rig.finish());
     EXPECT_EQ("", Tarnwick::getInstance().getDescriptionWatch().getTargetXml());

@@ -11,24 +11,37 @@ namespace {
 
 using rspframe::frame;
 
-// GDB's feature request and the server's answer, both acknowledged as at the start of every session.
-void negotiate(ProxyRig& rig, const std::string& features) {
-    rig.gdb().sendRaw("+" + frame("qSupported:swbreak+"));
-    EXPECT_EQ("+", rig.server().nextRaw());
-    EXPECT_EQ(frame("qSupported:swbreak+"), rig.server().nextRaw());
-    rig.server().sendRaw("+" + frame(features));
-    EXPECT_EQ("+", rig.gdb().nextRaw());
-    EXPECT_EQ(frame(features), rig.gdb().nextRaw());
-    rig.gdb().sendRaw("+");
-    EXPECT_EQ("+", rig.server().nextRaw());
-}
+// The rig of driver at log level 0 past GDB's feature request and the server's answer features, both
+// acknowledged as at the start of every session.
+class AckSession {
+public:
+    AckSession(FakeRtosDriver& driver, const std::string& features) : rig(driver, 0) {
+        if (rig.ready()) {
+            negotiate(features);
+        }
+    }
+
+    ProxyRig rig;
+
+private:
+    void negotiate(const std::string& features) {
+        rig.gdb().sendRaw("+" + frame("qSupported:swbreak+"));
+        EXPECT_EQ("+", rig.server().nextRaw());
+        EXPECT_EQ(frame("qSupported:swbreak+"), rig.server().nextRaw());
+        rig.server().sendRaw("+" + frame(features));
+        EXPECT_EQ("+", rig.gdb().nextRaw());
+        EXPECT_EQ(frame(features), rig.gdb().nextRaw());
+        rig.gdb().sendRaw("+");
+        EXPECT_EQ("+", rig.server().nextRaw());
+    }
+};
 
 // A server that keeps acknowledging (QEMU): the proxy acknowledges what it answers and takes GDB's '+'.
 TEST(TarnwickAckIntegration, RepliesOfItsOwnAreAcknowledgedBothWays) {
     FakeRtosDriver driver;
-    ProxyRig rig(driver, 0);
+    AckSession session(driver, "PacketSize=1000;qXfer:features:read+");
+    ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
-    negotiate(rig, "PacketSize=1000;qXfer:features:read+");
     rig.gdb().sendPacket("qC");
     EXPECT_EQ("+", rig.gdb().nextRaw());
     EXPECT_EQ("$QC1#c5", rig.gdb().nextRaw());
@@ -47,9 +60,9 @@ TEST(TarnwickAckIntegration, RepliesOfItsOwnAreAcknowledgedBothWays) {
 
 TEST(TarnwickAckIntegration, TakenStopReplyIsAcknowledgedToTheServer) {
     FakeRtosDriver driver;
-    ProxyRig rig(driver, 0);
+    AckSession session(driver, "PacketSize=1000");
+    ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
-    negotiate(rig, "PacketSize=1000");
     expectAcknowledgedRelay(rig.gdb(), rig.server(), "vCont;c", "$vCont;c#a8");
     expectAcknowledgedRelay(rig.server(), rig.gdb(), "T05thread:01;", frame("T05thread:1;"));
     EXPECT_TRUE(rig.server().quietFor(200));
@@ -60,9 +73,9 @@ TEST(TarnwickAckIntegration, TakenStopReplyIsAcknowledgedToTheServer) {
 // Where the server leaves acknowledgement mode, no byte changes: the proxy neither sends nor takes a '+'.
 TEST(TarnwickAckIntegration, NoAckSessionIsByteForByteAsBefore) {
     FakeRtosDriver driver;
-    ProxyRig rig(driver, 0);
+    AckSession session(driver, "PacketSize=4000;QStartNoAckMode+");
+    ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
-    negotiate(rig, "PacketSize=4000;QStartNoAckMode+");
     rig.gdb().sendPacket("QStartNoAckMode");
     EXPECT_EQ(frame("QStartNoAckMode"), rig.server().nextRaw());
     rig.server().sendRaw("+" + frame("OK"));
@@ -81,10 +94,6 @@ TEST(TarnwickAckIntegration, NoAckSessionIsByteForByteAsBefore) {
     EXPECT_TRUE(rig.finish());
 }
 
-} // namespace
-
-namespace {
-
 // The server's stop reply is taken and its '+' goes out in front of the proxy's first read; each read
 // then takes the server's '+' and acknowledges the reply.
 TEST(TarnwickAckIntegration, ReadsOfAStopKeepTheServersAcknowledgements) {
@@ -92,9 +101,9 @@ TEST(TarnwickAckIntegration, ReadsOfAStopKeepTheServersAcknowledgements) {
     useTwoTaskSnapshot(driver);
     driver.reads[FakeRtosDriver::kCallCheckKernelRunning] = {0x20000104};
     driver.reads[FakeRtosDriver::kCallGetThreads] = {0x20000200};
-    ProxyRig rig(driver, 0);
+    AckSession session(driver, "PacketSize=1000");
+    ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
-    negotiate(rig, "PacketSize=1000");
     rig.gdb().sendPacket("?");
     EXPECT_EQ(frame("?"), rig.server().nextRaw());
     rig.server().sendRaw("+" + frame("S05"));

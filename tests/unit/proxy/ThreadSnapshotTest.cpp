@@ -129,8 +129,7 @@ TEST(ThreadSnapshotIntegration, TheKernelIsReadOncePerStopNotPerQueryNorOnContin
     ASSERT_TRUE(rig.ready());
     rig.passFirstStop();
     ASSERT_TRUE(rig.server().sendPacket("T05"));
-    EXPECT_EQ("m20000104,4", rig.server().nextPayload());
-    ASSERT_TRUE(rig.server().sendPacket("01000000"));
+    serverAnswers(rig, "m20000104,4", "01000000");
     EXPECT_EQ("T05thread:20000a40;", rig.gdb().nextPayload());
     EXPECT_EQ("m20000810,20000a40", rig.ask("qfThreadInfo"));
     ASSERT_TRUE(rig.gdb().sendPacket("c"));
