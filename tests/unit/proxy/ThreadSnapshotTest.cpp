@@ -19,6 +19,12 @@ namespace {
 using Calls = std::vector<std::string>;
 const Calls kSnapshotCalls = {FakeRtosDriver::kCallCheckKernelRunning, FakeRtosDriver::kCallGetThreads};
 
+// The two-task snapshot behind a kernel check that reads its word at 0x20000104 through the server.
+void useCheckedTwoTaskSnapshot(FakeRtosDriver& driver) {
+    useTwoTaskSnapshot(driver);
+    driver.reads[FakeRtosDriver::kCallCheckKernelRunning] = {0x20000104};
+}
+
 TEST(ThreadSnapshotTest, WithoutADriverTheListHoldsTheFallbackThread) {
     IRtosDriver* const noDriver = nullptr;
     ThreadSnapshot snapshot(noDriver);
@@ -36,8 +42,7 @@ TEST(ThreadSnapshotTest, WithoutADriverTheListHoldsTheFallbackThread) {
 
 TEST(ThreadSnapshotIntegration, UntilTheSecondStopThreadOneStandsAloneAndTheTargetIsNotRead) {
     FakeRtosDriver driver;
-    useTwoTaskSnapshot(driver);
-    driver.reads[FakeRtosDriver::kCallCheckKernelRunning] = {0x20000104};
+    useCheckedTwoTaskSnapshot(driver);
     ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     EXPECT_EQ("m1", rig.ask("qfThreadInfo"));
@@ -123,8 +128,7 @@ TEST(ThreadSnapshotIntegration, ADriversOwnSwitchedOutThreadOneLeavesNoActiveThr
 
 TEST(ThreadSnapshotIntegration, TheKernelIsReadOncePerStopNotPerQueryNorOnContinue) {
     FakeRtosDriver driver;
-    useTwoTaskSnapshot(driver);
-    driver.reads[FakeRtosDriver::kCallCheckKernelRunning] = {0x20000104};
+    useCheckedTwoTaskSnapshot(driver);
     ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
     rig.passFirstStop();
