@@ -1,0 +1,163 @@
+"""What every end-to-end suite does around a GDB session: its command line and outcome, the program's symbols,
+the Python blocks it runs inside GDB, and the checks that more than one suite makes on GDB's output.
+
+harness.py starts and ends the processes; this module is the GDB side. Standard library only.
+"""
+
+import argparse
+import os
+import re
+import subprocess
+import sys
+
+import harness
+
+SKIPPED = 77
+KEEP_FILES_HELP = "keep the scratch directory for inspection"
+
+
+def main(description, body, paths=("tarnwick", "fixtures"), options=(), skip_option=None, session=True):
+    """A suite's command line and exit status. paths name required options taken as files (made absolute);
+    options are further (flags, keywords) pairs for add_argument. With skip_option, a non-empty value is the
+    reason the suite cannot run: it is printed and the suite exits with SKIPPED. body(args, session) runs in a
+    harness.Session (body(args) when session is False); an AssertionError or HarnessError it raises is printed
+    as the failure and gives exit status 1."""
+    parser = argparse.ArgumentParser(description=description, formatter_class=argparse.RawDescriptionHelpFormatter)
+    for name in paths:
+        parser.add_argument("--" + name.replace("_", "-"), required=True)
+    for flags, keywords in options:
+        parser.add_argument(*flags, **keywords)
+    parser.add_argument("--keep-files", action="store_true", help=KEEP_FILES_HELP)
+    args = parser.parse_args()
+    if skip_option and getattr(args, skip_option):
+        print(getattr(args, skip_option))
+        return SKIPPED
+    for name in paths:
+        setattr(args, name, os.path.abspath(getattr(args, name)))
+    try:
+        if not session:
+            body(args)
+            return 0
+        with harness.Session(keep_files=args.keep_files) as scratch:
+            try:
+                body(args, scratch)
+            finally:
+                if args.keep_files:
+                    print("scratch files in " + scratch.directory)
+    except (AssertionError, harness.HarnessError) as failure:
+        print("FAIL: %s" % failure)
+        return 1
+    return 0
+
+
+def run(*arguments, **keywords):
+    """main's exit status as the process's own."""
+    sys.exit(main(*arguments, **keywords))
+
+
+def elf_symbols(elf):
+    """Symbol name to (address, size) from arm-none-eabi-nm."""
+    listing = subprocess.run(["arm-none-eabi-nm", "-S", elf], capture_output=True, text=True, check=True).stdout
+    table = {}
+    for line in listing.splitlines():
+        fields = line.split()
+        if len(fields) == 4:
+            table[fields[3]] = (int(fields[0], 16), int(fields[1], 16))
+        elif len(fields) == 3:
+            table[fields[2]] = (int(fields[0], 16), 0)
+    return table
+
+
+def python_block(script):
+    """GDB command lines that run script in GDB's own Python."""
+    return ["python"] + script.strip("\n").splitlines() + ["end"]
+
+
+# On a switched-out task: r5 written through GDB reads back, the task's saved frame is read from memory after the
+# write, the running task's r5 stays, and flushregs then bt gives the backtrace of before. The old value is put
+# back afterwards. The lines before it define running_id and task_id (the target's thread ids) and frame_start
+# and frame_words (where the task's saved context lies).
+REGISTER_WRITE_SCRIPT = r'''
+import gdb, json, struct
+
+def r5():
+    return int(gdb.parse_and_eval("$r5")) & 0xffffffff
+
+def thread_of(thread_id):
+    return next(t for t in gdb.selected_inferior().threads() if (t.ptid[1] or t.ptid[2]) == thread_id)
+
+running, task = thread_of(running_id), thread_of(task_id)
+running.switch()
+write = {"running_before": r5()}
+task.switch()
+write["bt_before"] = gdb.execute("bt", to_string=True)
+write["before"] = r5()
+gdb.execute("set var $r5 = 0x5a5a5a5a")
+write["after"] = r5()
+write["frame"] = list(struct.unpack("<%dI" % frame_words,
+                                    gdb.selected_inferior().read_memory(frame_start, 4 * frame_words)))
+gdb.execute("flushregs", to_string=True)
+write["flushed"] = r5()
+write["bt_after"] = gdb.execute("bt", to_string=True)
+running.switch()
+write["running_after"] = r5()
+task.switch()
+gdb.execute("set var $r5 = %d" % write["before"])
+running.switch()
+print("@write " + json.dumps(write))
+'''
+WRITTEN = 0x5a5a5a5a
+
+
+def register_write_commands(setup):
+    """The commands of REGISTER_WRITE_SCRIPT, after the Python lines of setup; the result is the JSON of the line
+    "@write {...}" in GDB's output."""
+    return python_block(setup.strip("\n") + "\n" + REGISTER_WRITE_SCRIPT)
+
+
+def check_register_write(write, r5_of_frame, task):
+    """r5 of the task's frame as the port stores it (r5_of_frame of the words read after the write), what GDB
+    read back, before and after flushregs, and the running task's r5 and the task's backtrace unchanged."""
+    wanted = {"after": WRITTEN, "word": WRITTEN, "flushed": WRITTEN,
+              "running_after": write["running_before"], "bt_after": write["bt_before"]}
+    shown = dict(write, word=r5_of_frame(write["frame"]))
+    wrong = {key: (shown[key], value) for key, value in wanted.items() if shown[key] != value}
+    if wrong or write["before"] == WRITTEN:
+        raise AssertionError("set var $r5 on the switched-out %s: (shown, expected) %s\n%s" % (task, wrong, write))
+
+
+def watch_commands(variable, heading):
+    """Every breakpoint deleted, a hardware watchpoint on variable, then continue under the line heading."""
+    return ["delete", "watch " + variable, "echo %s\\n" % heading, "continue", "delete"]
+
+
+def check_watch(lines, variable):
+    """The stop names the hardware watchpoint on variable, with its old value and the new one, one more."""
+    stop = re.compile(r"^Thread \d+ hit Hardware watchpoint \d+: %s$" % re.escape(variable))
+    old = [line for line in lines if line.startswith("Old value = ")]
+    new = [line for line in lines if line.startswith("New value = ")]
+    if not any(stop.match(line) for line in lines) or len(old) != 1 or len(new) != 1 or \
+            int(new[0].split()[-1]) != int(old[0].split()[-1]) + 1:
+        raise AssertionError("the watchpoint stop does not name the watchpoint with old and new value:\n%s"
+                             % harness.indent("\n".join(lines)))
+
+
+FLOAT_REGISTERS = ["s%d" % n for n in range(32)] + ["fpscr"]
+# A line of "info registers s0 ... fpscr": a single shows its raw bits, fpscr its value first.
+FLOAT_LINE = re.compile(r"^(s\d+|fpscr)\s+(?:<unavailable>|\S+\s+\(raw (0x[0-9a-f]+)\)|(0x[0-9a-f]+)\s.*)$")
+
+
+def float_registers_command():
+    return "info registers " + " ".join(FLOAT_REGISTERS)
+
+
+def parse_float_registers(lines):
+    """Register name to its 32 bits, or None where GDB says <unavailable>, from lines of float_registers_command's
+    output."""
+    shown = {}
+    for line in lines:
+        found = FLOAT_LINE.match(line)
+        if found:
+            raw = found.group(2) or found.group(3)
+            shown[found.group(1)] = int(raw, 16) if raw else None
+    return shown
