@@ -18,13 +18,12 @@ tarnwick with --rtos freertos and the port's --rtos_variant:
 arrives whole.
 """
 
-import argparse
 import collections
 import os
 import re
 import subprocess
-import sys
 
+import gdbsession
 import harness
 
 EXPECTED_DIR = os.path.normpath(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "fixtures",
@@ -332,29 +331,13 @@ def run_hundred(args, session):
         HUNDRED.elf, 2 * len(sections["state"]), 2 * len(sections["json"])))
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--program", required=True, choices=sorted(PROGRAMS) + ["hundred"])
-    parser.add_argument("--tarnwick", required=True)
-    parser.add_argument("--target-sim", required=True)
-    parser.add_argument("--fixtures", required=True, help="directory of the built target programs")
-    parser.add_argument("--keep-files", action="store_true", help="keep the scratch directory for inspection")
-    args = parser.parse_args()
-    for name in ("tarnwick", "target_sim", "fixtures"):
-        setattr(args, name, os.path.abspath(getattr(args, name)))
-    with harness.Session(keep_files=args.keep_files) as session:
-        try:
-            if args.program == "hundred":
-                run_hundred(args, session)
-            else:
-                Suite(args, session, args.program, PROGRAMS[args.program]).run()
-        except (AssertionError, harness.HarnessError) as failure:
-            print("FAIL: %s" % failure)
-            if args.keep_files:
-                print("scratch files in " + session.directory)
-            return 1
-    return 0
+def run(args, session):
+    if args.program == "hundred":
+        run_hundred(args, session)
+    else:
+        Suite(args, session, args.program, PROGRAMS[args.program]).run()
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    gdbsession.run(__doc__, run, paths=("tarnwick", "target_sim", "fixtures"),
+                   options=[(["--program"], {"required": True, "choices": sorted(PROGRAMS) + ["hundred"]})])

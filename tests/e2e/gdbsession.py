@@ -16,24 +16,26 @@ SKIPPED = 77
 KEEP_FILES_HELP = "keep the scratch directory for inspection"
 
 
-def main(description, body, paths=("tarnwick", "fixtures"), options=(), skip_option=None, session=True):
-    """A suite's command line and exit status. paths name required options taken as files (made absolute);
-    options are further (flags, keywords) pairs for add_argument. With skip_option, a non-empty value is the
-    reason the suite cannot run: it is printed and the suite exits with SKIPPED. body(args, session) runs in a
-    harness.Session (body(args) when session is False); an AssertionError or HarnessError it raises is printed
-    as the failure and gives exit status 1."""
+class Skip(Exception):
+    """Raised by a suite that cannot run here; the message says why."""
+
+
+def main(description, body, paths=("tarnwick", "fixtures"), options=(), session=True):
+    """A suite's command line and exit status. paths name options taken as files, made absolute (required,
+    but for a name that ends in "?"); options are further (flags, keywords) pairs for add_argument. body(args,
+    session) runs in a harness.Session (body(args) when session is False). A Skip it raises is printed and
+    gives SKIPPED; an AssertionError, HarnessError or time-out is printed as the failure and gives 1."""
     parser = argparse.ArgumentParser(description=description, formatter_class=argparse.RawDescriptionHelpFormatter)
-    for name in paths:
-        parser.add_argument("--" + name.replace("_", "-"), required=True)
+    names = [name.rstrip("?") for name in paths]
+    for name, path in zip(names, paths):
+        parser.add_argument("--" + name.replace("_", "-"), required=not path.endswith("?"))
     for flags, keywords in options:
         parser.add_argument(*flags, **keywords)
     parser.add_argument("--keep-files", action="store_true", help=KEEP_FILES_HELP)
     args = parser.parse_args()
-    if skip_option and getattr(args, skip_option):
-        print(getattr(args, skip_option))
-        return SKIPPED
-    for name in paths:
-        setattr(args, name, os.path.abspath(getattr(args, name)))
+    for name in names:
+        if getattr(args, name) is not None:
+            setattr(args, name, os.path.abspath(getattr(args, name)))
     try:
         if not session:
             body(args)
@@ -44,7 +46,10 @@ def main(description, body, paths=("tarnwick", "fixtures"), options=(), skip_opt
             finally:
                 if args.keep_files:
                     print("scratch files in " + scratch.directory)
-    except (AssertionError, harness.HarnessError) as failure:
+    except Skip as reason:
+        print(reason)
+        return SKIPPED
+    except (AssertionError, harness.HarnessError, subprocess.TimeoutExpired) as failure:
         print("FAIL: %s" % failure)
         return 1
     return 0

@@ -17,14 +17,13 @@ leaving QEMU stopped): thread 1 alone at each session's first stop, every task a
 Ctrl-C.
 """
 
-import argparse
 import os
 import re
 import signal
 import subprocess
-import sys
 
 import freertos_targets
+import gdbsession
 import harness
 import qemu_tasks
 
@@ -191,32 +190,15 @@ class QemuSuite:
         print("the port detected in each session; Ctrl-C ends the waiting tarnwick with status 0")
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--case", choices=["sim", "qemu"], default="sim")
-    parser.add_argument("--tarnwick", required=True)
-    parser.add_argument("--target-sim", help="the target simulator, for --case sim")
-    parser.add_argument("--fixtures", required=True, help="directory of the built target programs")
-    parser.add_argument("--keep-files", action="store_true", help="keep the scratch directory for inspection")
-    args = parser.parse_args()
-    for name in ("tarnwick", "target_sim", "fixtures"):
-        if getattr(args, name) is not None:
-            setattr(args, name, os.path.abspath(getattr(args, name)))
-    with harness.Session(keep_files=args.keep_files) as session:
-        try:
-            if args.case == "qemu":
-                QemuSuite(args, session).run()
-            elif args.target_sim is None:
-                raise harness.HarnessError("--case sim needs --target-sim")
-            else:
-                PersistSuite(args, session, PROGRAM, freertos_targets.PROGRAMS[PROGRAM]).run()
-        except (AssertionError, harness.HarnessError) as failure:
-            print("FAIL: %s" % failure)
-            if args.keep_files:
-                print("scratch files in " + session.directory)
-            return 1
-    return 0
+def run(args, session):
+    if args.case == "qemu":
+        QemuSuite(args, session).run()
+    elif args.target_sim is None:
+        raise harness.HarnessError("--case sim needs --target-sim")
+    else:
+        PersistSuite(args, session, PROGRAM, freertos_targets.PROGRAMS[PROGRAM]).run()
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    gdbsession.run(__doc__, run, paths=("tarnwick", "target_sim?", "fixtures"),
+                   options=[(["--case"], {"choices": ["sim", "qemu"], "default": "sim"})])

@@ -19,15 +19,14 @@ task, the stopped one current; thread N and info registers give each switched-ou
 sp past it; bt reaches the task's entry function.
 """
 
-import argparse
 import collections
 import difflib
 import json
 import os
 import re
 import subprocess
-import sys
 
+import gdbsession
 import harness
 
 GDB_TIMEOUT = 30.0
@@ -590,26 +589,9 @@ def determinism_case(args):
             print("%s: registers and %d bytes of RAM equal in two runs" % (os.path.basename(elf), len(first[1])))
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--case", required=True,
-                        choices=["cm3", "cm4f", "registers", "control", "determinism"])
-    parser.add_argument("--tarnwick", required=True)
-    parser.add_argument("--fixtures", required=True, help="directory of the built target programs")
-    parser.add_argument("--keep-files", action="store_true", help="keep the scratch directory for inspection")
-    args = parser.parse_args()
-    args.tarnwick = os.path.abspath(args.tarnwick)
-    args.fixtures = os.path.abspath(args.fixtures)
-    cases = {"cm3": lambda: program_case(args, "cm3"), "cm4f": lambda: program_case(args, "cm4f"),
-             "registers": lambda: registers_case(args), "control": lambda: control_case(args),
-             "determinism": lambda: determinism_case(args)}
-    try:
-        cases[args.case]()
-    except (AssertionError, harness.HarnessError) as failure:
-        print("FAIL: %s" % failure)
-        return 1
-    return 0
-
+CASES = {"cm3": lambda args: program_case(args, "cm3"), "cm4f": lambda args: program_case(args, "cm4f"),
+         "registers": registers_case, "control": control_case, "determinism": determinism_case}
 
 if __name__ == "__main__":
-    sys.exit(main())
+    gdbsession.run(__doc__, lambda args: CASES[args.case](args), session=False,
+                   options=[(["--case"], {"required": True, "choices": sorted(CASES)})])

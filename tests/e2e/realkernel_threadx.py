@@ -551,7 +551,10 @@ def r5_of_frame(program, words):
     return words[(17 if program.fpu and not words[0] & 0x10 else 1) + (5 if program.low_first else 1)]
 
 
-def run_case(session, args, program):
+def run_case(args, session):
+    if args.skip_reason:
+        raise gdbsession.Skip(args.skip_reason)
+    program = PROGRAMS[args.case]
     elf = os.path.join(args.fixtures, program.elf)
     proxy, port = connect(session, args, program)
     result = session.run_gdb(session_commands(session, program, elf, port), timeout=GDB_TIMEOUT)
@@ -584,8 +587,7 @@ def run_case(session, args, program):
 
 
 if __name__ == "__main__":
-    gdbsession.run(__doc__, lambda args, session: run_case(session, args, PROGRAMS[args.case]),
+    gdbsession.run(__doc__, run_case,
                    options=[(["--case"], {"required": True, "choices": sorted(PROGRAMS)}),
                             (["--skip-reason"], {"default": "", "help": "why the real kernels are not there; "
-                                                                          "the case then skips with this line"})],
-                   skip_option="skip_reason")
+                                                                          "the case then skips with this line"})])

@@ -16,13 +16,12 @@ Second session, a new tarnwick and a new GDB to the same simulator: the kernel d
 the M profile, the core too (no --rtos_variant; the CPUID register is read); the same threads and registers.
 """
 
-import argparse
 import difflib
 import json
 import os
 import subprocess
-import sys
 
+import gdbsession
 import harness
 import threadx_programs as tx
 
@@ -261,35 +260,15 @@ def second_session(session, args, image, sim_port):
     expect_log(proxy, expected_log, name)
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--case", required=True, choices=sorted(tx.PROGRAMS))
-    parser.add_argument("--tarnwick", required=True)
-    parser.add_argument("--target-sim", required=True)
-    parser.add_argument("--fixtures", required=True, help="directory of the built target programs")
-    parser.add_argument("--sources", required=True, help="tests/fixtures/targets/threadx of the source tree")
-    parser.add_argument("--expected", required=True, help="tests/fixtures/expected of the source tree")
-    parser.add_argument("--keep-files", action="store_true", help="keep the scratch directory for inspection")
-    args = parser.parse_args()
-    for name in ("tarnwick", "target_sim", "fixtures", "sources", "expected"):
-        setattr(args, name, os.path.abspath(getattr(args, name)))
+def run(args, session):
     image = tx.Image(tx.PROGRAMS[args.case], args.fixtures, args.sources)
-    with harness.Session(keep_files=args.keep_files) as session:
-        try:
-            _, sim_port = tx.start_target(session, image, args.target_sim)
-            first_session(session, args, image, sim_port)
-            print("%s: first session as expected" % args.case)
-            second_session(session, args, image, sim_port)
-            print("%s: second session, kernel detected, as expected" % args.case)
-            if args.keep_files:
-                print("scratch files in " + session.directory)
-        except (AssertionError, harness.HarnessError) as failure:
-            print("FAIL: %s" % failure)
-            if args.keep_files:
-                print("scratch files in " + session.directory)
-            return 1
-    return 0
+    _, sim_port = tx.start_target(session, image, args.target_sim)
+    first_session(session, args, image, sim_port)
+    print("%s: first session as expected" % args.case)
+    second_session(session, args, image, sim_port)
+    print("%s: second session, kernel detected, as expected" % args.case)
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    gdbsession.run(__doc__, run, paths=("tarnwick", "target_sim", "fixtures", "sources", "expected"),
+                   options=[(["--case"], {"required": True, "choices": sorted(tx.PROGRAMS)})])
