@@ -9,7 +9,6 @@ import re
 
 import freertos_targets
 import gdbsession
-import harness
 
 ACK_LINE = "[remote] Received Ack"
 NO_ACK_REQUEST = "Sending packet: $QStartNoAckMode"

@@ -377,7 +377,7 @@ def check_qemu(args):
     console_at = lines.index("== tarnwick's console")
     session = lines[5:console_at]
     realkernel = "realkernel/freertos/"
-    reset = source_line(realkernel + "startup_m.c", "void Reset_Handler(void) {")
+    reset = source_line("cortex_m/startup.c", "void Reset_Handler(void) {")
     checkpoint = source_line(realkernel + "app.c", "    app_checkpoints = count;")
     receive = source_line(realkernel + "app.c", "        xQueueReceive(app_queue, item, portMAX_DELAY);")
     threads_at = session.index("(gdb) info threads")
@@ -390,7 +390,7 @@ def check_qemu(args):
                 row.group(5) not in functions + (() if number in (2, 11, 12) else (PORT_LOWERS_BASEPRI,)):
             raise AssertionError("info threads shows %r; expected thread %d %s in %s"
                                  % (row.group(0), number, label, "/".join(functions)))
-    expected = ["(gdb) target remote 127.0.0.1:%d" % port, "Reset_Handler () at startup_m.c:%d" % reset[0],
+    expected = ["(gdb) target remote 127.0.0.1:%d" % port, "Reset_Handler () at startup.c:%d" % reset[0],
                 "%d\t%s" % reset, "(gdb) break checkpoint_reached"]
     expected += [session[4] if re.match(r"^Breakpoint 1 at 0x[0-9a-f]+: file app.c, line %d\.$" % checkpoint[0],
                                         session[4]) else "Breakpoint 1 at <address>: file app.c, line %d." % checkpoint[0],

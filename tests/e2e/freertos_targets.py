@@ -127,7 +127,7 @@ def expected_view(symbols):
 
 
 def connect_commands(elf, port):
-    return harness.GDB_PRELUDE + ["file " + elf, "target remote 127.0.0.1:%d" % port]
+    return gdbsession.GDB_PRELUDE + ["file " + elf, "target remote 127.0.0.1:%d" % port]
 
 
 def monitor(name, command):
@@ -195,16 +195,16 @@ class Suite:
             raise AssertionError("%s exited with status %d:\n%s\n%s\n%s" % (
                 name, result.returncode, harness.indent(result.stdout), harness.indent(result.stderr),
                 proxy.describe()))
-        return harness.marked_sections(result.stdout), result
+        return gdbsession.marked_sections(result.stdout), result
 
     def check_first_stop(self, sections, label):
-        threads = harness.parse_info_threads(sections["first"].splitlines())
+        threads = gdbsession.parse_info_threads(sections["first"].splitlines())
         if threads != {1: (1, "1 RUNNING", True)}:
             raise AssertionError("%s: at the first stop info threads shows %s, not thread 1 alone:\n%s"
                                  % (label, threads, sections["first"]))
 
     def check_view(self, text, label):
-        threads = harness.parse_info_threads(text.splitlines())
+        threads = gdbsession.parse_info_threads(text.splitlines())
         if threads != expected_view(self.symbols):
             raise AssertionError("%s: info threads shows\n%s\nexpected %s" % (label, text, expected_view(self.symbols)))
 
@@ -215,7 +215,7 @@ class Suite:
             raise AssertionError("thread %d is not %s:\n%s" % (number, task.name, text))
         shown = {}
         for line in text.splitlines():
-            found = harness.REGISTER_LINE.match(line)
+            found = gdbsession.REGISTER_LINE.match(line)
             if found:
                 shown[found.group(1)] = int(found.group(2), 16)
         expected = expected_registers(self.program, self.symbols, task)
@@ -224,7 +224,7 @@ class Suite:
         if wrong or len(shown) != len(expected):
             raise AssertionError("%s: info registers: %s\n%s" % (task.name, "; ".join(wrong) or "other registers",
                                                                   text))
-        frames = [found.group(2) for found in map(harness.FRAME_LINE.match, backtrace.splitlines()) if found]
+        frames = [found.group(2) for found in map(gdbsession.FRAME_LINE.match, backtrace.splitlines()) if found]
         if frames != ["port_yield", task.entry] or len(backtrace.splitlines()) != 2:
             raise AssertionError("%s: bt shows %s, expected port_yield and %s:\n%s" % (task.name, frames,
                                                                                          task.entry, backtrace))

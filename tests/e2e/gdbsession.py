@@ -60,6 +60,42 @@ def run(*arguments, **keywords):
     sys.exit(main(*arguments, **keywords))
 
 
+# GDB's output, as the suites read it.
+GDB_PRELUDE = ["set pagination off", "set confirm off", "set width 0", "set tcp connect-timeout 5"]
+# A row of "info threads": current marker, GDB's number, the target's thread id (decimal), its label.
+THREAD_LINE = re.compile(r"^(\*)?\s+(\d+)\s+Thread (\d+) \((.*?)\)\s")
+# A line of "info registers": name and hexadecimal value.
+REGISTER_LINE = re.compile(r"^(\w+)\s+(0x[0-9a-f]+)\s")
+# A line of "bt": level and function name.
+FRAME_LINE = re.compile(r"^#(\d+)\s+(?:0x[0-9a-f]+ in )?(\S+) \(")
+# The line before each thread's output in "thread apply all ...": GDB's number, the target's id, its label.
+THREAD_HEADER = re.compile(r"^Thread (\d+) \(Thread (\d+) \((.*?)\)\):$")
+
+
+def parse_info_threads(lines):
+    """Thread id to (GDB's number, label, current) from the rows of "info threads" among lines."""
+    threads = {}
+    for line in lines:
+        found = THREAD_LINE.match(line)
+        if found:
+            current, number, tid, label = found.groups()
+            threads[int(tid)] = (int(number), label, current == "*")
+    return threads
+
+
+def marked_sections(output, marker="@"):
+    """The text between lines that start with marker, keyed by the rest of each marker line: a script
+    that says `echo @name\\n` before a command finds that command's output under "name"."""
+    sections, name, start = {}, None, 0
+    for found in re.finditer(r"^%s(.*)\n" % re.escape(marker), output, re.MULTILINE):
+        if name is not None:
+            sections[name] = output[start:found.start()]
+        name, start = found.group(1), found.end()
+    if name is not None:
+        sections[name] = output[start:]
+    return sections
+
+
 def elf_symbols(elf):
     """Symbol name to (address, size) from arm-none-eabi-nm."""
     listing = subprocess.run(["arm-none-eabi-nm", "-S", elf], capture_output=True, text=True, check=True).stdout

@@ -65,18 +65,18 @@ def check(args, session):
     proxy = session.start_tarnwick(args.tarnwick, sim_port, listen, [
         "--file", elf, "--debug_info_cache", session.path(ELF + ".proxy_cache"),
         "--rtos", "freertos", "--rtos_variant", "ARM_CM3"])
-    commands = harness.GDB_PRELUDE + ["file " + elf, "target remote 127.0.0.1:%d" % listen,
+    commands = gdbsession.GDB_PRELUDE + ["file " + elf, "target remote 127.0.0.1:%d" % listen,
                                       "break main", "continue", "echo @threads\\n", "info threads"]
     for name, command in FORMS:
         commands += monitor(name, command)
     commands += ["echo @detach\\n", "detach"]
     result = session.run_gdb(commands, name="gdb")
-    sections = harness.marked_sections(result.stdout)
+    sections = gdbsession.marked_sections(result.stdout)
     if "detach" not in sections:
         raise AssertionError("GDB did not get to the end:\n%s\n%s\n%s" % (
             result.stdout, result.stderr, proxy.describe()))
 
-    threads = harness.parse_info_threads(sections["threads"].splitlines())
+    threads = gdbsession.parse_info_threads(sections["threads"].splitlines())
     rows = [threads[tid] for tid in sorted(threads)]
     expect("info threads", [label for _, label, _ in rows], [NAMES[0] + " RUNNING"] + NAMES[1:], proxy)
     expect("the current thread", [current for _, _, current in rows], [True, False, False, False], proxy)

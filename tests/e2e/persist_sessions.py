@@ -155,12 +155,12 @@ class QemuSuite:
             "echo @first\\n", "info threads", "break " + breakpoint, "echo @second\\n", "continue",
             "info threads", "echo @disconnect\\n", "disconnect"]
         result = self.session.run_gdb(commands, name="gdb_qemu_%d" % number, timeout=qemu_tasks.GDB_TIMEOUT)
-        sections = harness.marked_sections(result.stdout)
-        first = harness.parse_info_threads(sections.get("first", "").splitlines())
+        sections = gdbsession.marked_sections(result.stdout)
+        first = gdbsession.parse_info_threads(sections.get("first", "").splitlines())
         if first != {1: (1, "1 RUNNING", True)}:
             raise AssertionError("%s: at the first stop info threads shows %s:\n%s\n%s" % (
                 label, first, result.stdout, result.stderr))
-        second = harness.parse_info_threads(sections.get("second", "").splitlines())
+        second = gdbsession.parse_info_threads(sections.get("second", "").splitlines())
         shown = {tid: shown_label for tid, (_, shown_label, _) in second.items()}
         if shown != self.expected_view(running):
             raise AssertionError("%s: at %s info threads shows %s, expected %s:\n%s\n%s" % (

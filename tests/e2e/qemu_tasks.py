@@ -83,7 +83,7 @@ class ElfSymbols:
 
 
 def gdb_prelude(elf, port, debug_remote=False):
-    lines = list(harness.GDB_PRELUDE)
+    lines = list(gdbsession.GDB_PRELUDE)
     if debug_remote:
         lines += ["set debug remote 1", "set debug remote-packet-max-chars unlimited"]
     return lines + ["file " + elf, "target remote 127.0.0.1:%d" % port]
@@ -302,7 +302,6 @@ def hexwords(words):
 # GDB's thread view through tarnwick's FreeRTOS driver, printed after each stop's dump.
 THREAD_VIEW = ["echo @threads\\n", "info threads", "echo @registers\\n", "thread apply all info registers",
                "echo @backtraces\\n", "thread apply all bt", "echo @view-end\\n"]
-THREAD_HEADER = re.compile(r"^Thread (\d+) \(Thread (\d+) \((.*?)\)\):$")
 CORE_REGISTERS = ["r%d" % number for number in range(13)] + ["sp", "lr", "pc", "xpsr"]
 
 
@@ -320,16 +319,16 @@ def parse_thread_views(output):
         elif line == "@view-end":
             views.append(view)
             view = None
-        elif section == "threads" and harness.THREAD_LINE.match(line):
-            view["threads"].update(harness.parse_info_threads([line]))
-        elif THREAD_HEADER.match(line):
-            thread = int(THREAD_HEADER.match(line).group(2))
+        elif section == "threads" and gdbsession.THREAD_LINE.match(line):
+            view["threads"].update(gdbsession.parse_info_threads([line]))
+        elif gdbsession.THREAD_HEADER.match(line):
+            thread = int(gdbsession.THREAD_HEADER.match(line).group(2))
             view[section][thread] = {} if section == "registers" else []
-        elif thread is not None and section == "registers" and harness.REGISTER_LINE.match(line):
-            name, value = harness.REGISTER_LINE.match(line).groups()
+        elif thread is not None and section == "registers" and gdbsession.REGISTER_LINE.match(line):
+            name, value = gdbsession.REGISTER_LINE.match(line).groups()
             view["registers"][thread][name] = int(value, 16)
-        elif thread is not None and section == "frames" and harness.FRAME_LINE.match(line):
-            view["frames"][thread].append(harness.FRAME_LINE.match(line).group(2))
+        elif thread is not None and section == "frames" and gdbsession.FRAME_LINE.match(line):
+            view["frames"][thread].append(gdbsession.FRAME_LINE.match(line).group(2))
     return views
 
 
@@ -410,6 +409,16 @@ def tarnwick_arguments(session, program, elf):
             "--rtos", "freertos", "--rtos_variant", VARIANTS[program.elf]]
 
 
+def start_route(session, args, program, elf, route):
+    """QEMU halted at reset, and on the route "tarnwick" tarnwick in front of it; the port GDB connects to."""
+    _, port = session.start_qemu(program.machine, elf, name="qemu_" + route)
+    if route != "tarnwick":
+        return port
+    listen = harness.free_port()
+    session.start_tarnwick(args.tarnwick, port, listen, tarnwick_arguments(session, program, elf))
+    return listen
+
+
 def run_gdb_checked(session, commands, name):
     result = session.run_gdb(commands, name=name, timeout=GDB_TIMEOUT)
     if result.returncode != 0 or "Error" in result.stderr:
@@ -423,11 +432,7 @@ def program_case(args, key):
     elf = os.path.join(args.fixtures, program.elf)
     with harness.Session(keep_files=args.keep_files) as session:
         for route in ("direct", "tarnwick"):
-            _, port = session.start_qemu(program.machine, elf, name="qemu_" + route)
-            if route == "tarnwick":
-                listen = harness.free_port()
-                session.start_tarnwick(args.tarnwick, port, listen, tarnwick_arguments(session, program, elf))
-                port = listen
+            port = start_route(session, args, program, elf, route)
             label = "%s %s" % (program.elf, "through tarnwick" if route == "tarnwick" else "straight from QEMU")
             commands = session_commands(program, elf, port, thread_view=route == "tarnwick")
             result = run_gdb_checked(session, commands, "gdb_" + route)
@@ -452,11 +457,7 @@ def registers_case(args):
         outputs = {}
         with harness.Session(keep_files=args.keep_files) as session:
             for route in ("direct", "tarnwick"):
-                _, port = session.start_qemu(program.machine, elf, name="qemu_" + route)
-                if route == "tarnwick":
-                    listen = harness.free_port()
-                    session.start_tarnwick(args.tarnwick, port, listen, tarnwick_arguments(session, program, elf))
-                    port = listen
+                port = start_route(session, args, program, elf, route)
                 commands = gdb_prelude(elf, port) + ["info all-registers", "detach"]
                 lines = run_gdb_checked(session, commands, "gdb_" + route).stdout.splitlines()
                 outputs[route] = [line for line in lines if not line.startswith("[Inferior 1")]
@@ -522,7 +523,7 @@ def control_case(args):
         proxy = session.start_tarnwick(args.tarnwick, qemu_port, listen,
                                        tarnwick_arguments(session, program, elf) + ["--loglevel", "15"])
         result = run_gdb_checked(session, control_commands(elf, listen), "gdb_control")
-        sections = harness.marked_sections(result.stdout)
+        sections = gdbsession.marked_sections(result.stdout)
         events = remote_log(result.stderr)
         sent = [payload for kind, payload in events if kind == "sent"]
         if "QStartNoAckMode" in sent or ("ack", "") not in events:

@@ -233,12 +233,11 @@ def truth_commands(in_control_block):
     return lines
 
 
-THREAD_HEADER = re.compile(r"^Thread (\d+) \(Thread (\d+) \((.*?)\)\):$")
 
 
 def session_commands(program, elf, port):
     in_control_block = program.frame is frame_mpu
-    lines = harness.GDB_PRELUDE + [
+    lines = gdbsession.GDB_PRELUDE + [
         "file " + elf, "target remote 127.0.0.1:%d" % port,
         "break HardFault_Handler" if "ca9" not in elf else "break Undefined_Handler",
         "break app_assert_failed", "break checkpoint_reached", "continue"]
@@ -333,19 +332,19 @@ def parse_view(text):
     for line in text.splitlines():
         if line in ("@threads", "@registers", "@backtraces"):
             section, thread = line[1:], None
-        elif section == "threads" and harness.THREAD_LINE.match(line):
-            view["threads"].update(harness.parse_info_threads([line]))
-        elif THREAD_HEADER.match(line):
-            thread = int(THREAD_HEADER.match(line).group(2))
+        elif section == "threads" and gdbsession.THREAD_LINE.match(line):
+            view["threads"].update(gdbsession.parse_info_threads([line]))
+        elif gdbsession.THREAD_HEADER.match(line):
+            thread = int(gdbsession.THREAD_HEADER.match(line).group(2))
             if section == "registers":
                 view["registers"][thread] = {}
             else:
                 view["frames"][thread] = []
-        elif thread is not None and section == "registers" and harness.REGISTER_LINE.match(line):
-            name, value = harness.REGISTER_LINE.match(line).groups()
+        elif thread is not None and section == "registers" and gdbsession.REGISTER_LINE.match(line):
+            name, value = gdbsession.REGISTER_LINE.match(line).groups()
             view["registers"][thread][name] = int(value, 16)
-        elif thread is not None and section == "backtraces" and harness.FRAME_LINE.match(line):
-            view["frames"][thread].append(harness.FRAME_LINE.match(line).group(2))
+        elif thread is not None and section == "backtraces" and gdbsession.FRAME_LINE.match(line):
+            view["frames"][thread].append(gdbsession.FRAME_LINE.match(line).group(2))
     return view
 
 
@@ -353,7 +352,7 @@ def parse_floats(text):
     """Thread id to its floating-point registers, from "thread apply all info registers s0 ... fpscr"."""
     shown, thread = {}, None
     for line in text.splitlines():
-        header = THREAD_HEADER.match(line)
+        header = gdbsession.THREAD_HEADER.match(line)
         if header:
             thread = int(header.group(2))
             shown[thread] = {}
@@ -489,7 +488,7 @@ class Checker:
         """r5 written on the task blocked on the binary semaphore lands in its frame; its backtrace stays its own."""
         task = next(task for task in truth["tasks"].values() if task["name"] == WRITTEN_TASK)
         gdbsession.check_register_write(write, lambda words: self.program.frame(words)[0]["r5"], WRITTEN_TASK)
-        frames = [found.group(2) for found in map(harness.FRAME_LINE.match, write["bt_after"].splitlines()) if found]
+        frames = [found.group(2) for found in map(gdbsession.FRAME_LINE.match, write["bt_after"].splitlines()) if found]
         if "task_binary" not in frames or "checkpoint_reached" in frames:
             raise AssertionError("bt of %s after flushregs is not its own:\n%s" % (task["name"], write["bt_after"]))
 
@@ -576,7 +575,7 @@ def run(args, session):
     proxy, port = connect(session, args, program, elf)
     result = session.run_gdb(session_commands(program, elf, port), timeout=GDB_TIMEOUT)
     session.write_file("gdb.output", result.stdout + "\n--- standard error\n" + result.stderr)
-    sections = harness.marked_sections(result.stdout, SECTION)
+    sections = gdbsession.marked_sections(result.stdout, SECTION)
     if "end" not in sections:
         raise AssertionError("the GDB session did not finish (status %d):\nstdout:\n%s\nstderr:\n%s" % (
             result.returncode, harness.indent(result.stdout), harness.indent(result.stderr)))

@@ -24,7 +24,6 @@ import os
 import re
 import struct
 import subprocess
-import time
 
 import gdbsession
 import harness
@@ -207,39 +206,17 @@ THREAD_STATES = ["READY", "COMPLETED", "TERMINATED", "SUSPENDED", "SLEEP", "SUSP
                  "SUSPENDED (SEMAPHORE)", "SUSPENDED (EVENT FLAG)", "SUSPENDED (BLOCK MEMORY)",
                  "SUSPENDED (BYTE MEMORY)", "SUSPENDED (IO DRIVER)", "SUSPENDED (TX FILE)", "SUSPENDED (TCP/IP)",
                  "SUSPENDED (MUTEX)"]
-INFO_THREADS_ROW = re.compile(r"^(\*)?\s+(\d+)\s+Thread (\d+) \((.*?)\)\s")
-REGISTER_ROW = re.compile(r"^(\w+)\s+0x([0-9a-f]+)\s")
-FRAME_ROW = re.compile(r"^#\d+\s+(?:0x[0-9a-f]+ in )?(\S+) \(")
 
 
 def differences(expected, actual):
     return "\n".join(difflib.unified_diff(expected, actual, "expected", "actual", lineterm=""))
 
 
-def start_qemu(session, program, elf, timeout=5.0, attempts=3):
-    """Like the harness's Session.start_qemu, with the program's own machine options (a -cpu, say); returns
-    the gdbstub's port once it listens."""
-    for attempt in range(attempts):
-        port = harness.free_port()
-        process = session.start("qemu_%d" % (attempt + 1), [
-            harness.QEMU, "-M", program.machine] + program.qemu_options + [
-            "-kernel", elf, "-nographic", "-S", "-gdb", "tcp:127.0.0.1:%d" % port, "-monitor", "none",
-            "-serial", "none"])
-        deadline = time.monotonic() + timeout
-        while time.monotonic() < deadline and not process.exited():
-            if harness.is_listening(port):
-                return port
-            time.sleep(0.02)
-        if not process.exited() or "Address already in use" not in process.stderr():
-            break
-    raise harness.HarnessError("QEMU's gdbstub did not listen:\n" + process.describe())
-
-
 def connect(session, args, program):
     """QEMU halted at reset, tarnwick in front of its gdbstub; returns tarnwick's process and the port GDB
     connects to. The one place that says how tarnwick reaches QEMU."""
     elf = os.path.join(args.fixtures, program.elf)
-    qemu_port = start_qemu(session, program, elf)
+    _, qemu_port = session.start_qemu(program.machine, elf, options=program.qemu_options)
     listen = harness.free_port()
     options = ["--file", elf, "--debug_info_cache", session.path("target.proxy_cache"), "--rtos", "threadx",
                "--loglevel", "15"]
@@ -254,7 +231,7 @@ def monitor_path(session, suffix):
 
 
 def session_commands(session, program, elf, port):
-    commands = harness.GDB_PRELUDE + [
+    commands = gdbsession.GDB_PRELUDE + [
         "file " + elf, "target remote 127.0.0.1:%d" % port, "break checkpoint_reached", "break fault_handler",
         "echo @first stop\\n", "continue", "echo @threads\\n", "info threads"]
     commands += gdbsession.python_block(TRUTH_SCRIPT)
@@ -292,12 +269,7 @@ def marked(output):
 
 def info_threads(lines):
     """Thread id to (current, label) from the rows of info threads."""
-    rows = {}
-    for line in lines:
-        found = INFO_THREADS_ROW.match(line)
-        if found:
-            rows[int(found.group(3))] = (found.group(1) == "*", found.group(4))
-    return rows
+    return {tid: (current, label) for tid, (_, label, current) in gdbsession.parse_info_threads(lines).items()}
 
 
 def check_thread_list(truth, lines, what):
@@ -390,7 +362,7 @@ def check_views(program, truth, views, symbols):
         view = by_id.get(thread["id"])
         if view is None:
             raise AssertionError("GDB has no thread for %s (0x%x)" % (name, thread["id"]))
-        trace = [FRAME_ROW.match(line).group(1) for line in view["bt"].splitlines() if FRAME_ROW.match(line)]
+        trace = [found.group(2) for found in map(gdbsession.FRAME_LINE.match, view["bt"].splitlines()) if found]
         if thread["entry"] not in trace:
             raise AssertionError("bt of %s does not reach its entry function %s:\n%s" % (
                 name, thread["entry"], harness.indent(view["bt"])))
@@ -405,7 +377,7 @@ def check_views(program, truth, views, symbols):
                 name, call, harness.indent(view["bt"])))
         shown = {}
         for line in view["registers"].splitlines():
-            found = REGISTER_ROW.match(line)
+            found = gdbsession.REGISTER_LINE.match(line)
             if found:
                 shown[found.group(1)] = int(found.group(2), 16)
         expected, saved_s16_s31 = saved_registers(program, thread)

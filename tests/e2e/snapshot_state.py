@@ -43,12 +43,12 @@ def check(args, session):
     listen = harness.free_port()
     proxy = session.start_tarnwick(args.tarnwick, sim_port, listen, [
         "--file", elf, "--debug_info_cache", session.path(elf_name + ".proxy_cache")] + options)
-    commands = harness.GDB_PRELUDE + ["file " + elf, "target remote 127.0.0.1:%d" % listen] + second_stop
+    commands = gdbsession.GDB_PRELUDE + ["file " + elf, "target remote 127.0.0.1:%d" % listen] + second_stop
     for name, command, _ in FORMS:
         commands += monitor(name, command)
     commands += ["echo @detach\\n", "detach"]
     result = session.run_gdb(commands, name="gdb")
-    sections = harness.marked_sections(result.stdout)
+    sections = gdbsession.marked_sections(result.stdout)
     for name, _, suffix in FORMS:
         expected = expected_text(prefix + suffix) + "\n"
         if sections.get(name) != expected:
