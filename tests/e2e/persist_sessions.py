@@ -140,7 +140,6 @@ class QemuSuite:
         self.program = qemu_tasks.PROGRAMS["cm4f"]
         self.elf = os.path.join(args.fixtures, self.program.elf)
         self.symbols = qemu_tasks.ElfSymbols(self.elf)
-        self.qemu_port = None
 
     def expected_view(self, running):
         """info threads at a breakpoint of the running task, as parse_info_threads gives it without GDB's
@@ -170,11 +169,9 @@ class QemuSuite:
         harness.wait_for_listening(proxy, port, 5.0)
 
     def run(self):
-        _, self.qemu_port = self.session.start_qemu(self.program.machine, self.elf)
-        listen = harness.free_port()
-        proxy = self.session.start_tarnwick(self.args.tarnwick, self.qemu_port, listen, [
-            "--file", self.elf, "--debug_info_cache", self.session.path("qemu.proxy_cache"),
-            "--gdbserver_connect_timeout", CONNECT_TIMEOUT, "--persist", "true"])
+        proxy, listen = self.session.start_tarnwick_before_qemu(
+            self.args.tarnwick, self.program.machine, self.elf,
+            ["--gdbserver_connect_timeout", CONNECT_TIMEOUT, "--persist", "true"])
         for number in (1, 2, 3):
             self.check_session(proxy, listen, number)
         print("three GDB sessions through one tarnwick in front of QEMU, each from its first stop")

@@ -403,20 +403,17 @@ def check_backtrace(program, stops, output, symbols):
 VARIANTS = {"qemu_sched_cm3.elf": "ARM_CM3", "qemu_sched_cm4f.elf": "ARM_CM4F"}
 
 
-def tarnwick_arguments(session, program, elf):
-    """Options of tarnwick for this program, with a debug-info cache of the session's own."""
-    return ["--file", elf, "--debug_info_cache", session.path(program.elf + ".proxy_cache"),
-            "--rtos", "freertos", "--rtos_variant", VARIANTS[program.elf]]
+def tarnwick_arguments(program):
+    """Options of tarnwick for this program beside its file and cache."""
+    return ["--rtos", "freertos", "--rtos_variant", VARIANTS[program.elf]]
 
 
 def start_route(session, args, program, elf, route):
     """QEMU halted at reset, and on the route "tarnwick" tarnwick in front of it; the port GDB connects to."""
-    _, port = session.start_qemu(program.machine, elf, name="qemu_" + route)
     if route != "tarnwick":
-        return port
-    listen = harness.free_port()
-    session.start_tarnwick(args.tarnwick, port, listen, tarnwick_arguments(session, program, elf))
-    return listen
+        return session.start_qemu(program.machine, elf, name="qemu_" + route)[1]
+    return session.start_tarnwick_before_qemu(args.tarnwick, program.machine, elf, tarnwick_arguments(program),
+                                              name="qemu_" + route)[1]
 
 
 def run_gdb_checked(session, commands, name):
@@ -518,10 +515,8 @@ def control_case(args):
     program = PROGRAMS["cm3"]
     elf = os.path.join(args.fixtures, program.elf)
     with harness.Session(keep_files=args.keep_files) as session:
-        _, qemu_port = session.start_qemu(program.machine, elf, name="qemu")
-        listen = harness.free_port()
-        proxy = session.start_tarnwick(args.tarnwick, qemu_port, listen,
-                                       tarnwick_arguments(session, program, elf) + ["--loglevel", "15"])
+        proxy, listen = session.start_tarnwick_before_qemu(args.tarnwick, program.machine, elf,
+                                                           tarnwick_arguments(program) + ["--loglevel", "15"])
         result = run_gdb_checked(session, control_commands(elf, listen), "gdb_control")
         sections = gdbsession.marked_sections(result.stdout)
         events = remote_log(result.stderr)

@@ -181,12 +181,7 @@ def expected_registers(program, words, top):
 def connect(session, args, program, elf):
     """Starts QEMU halted at reset and tarnwick straight in front of its gdbstub; returns tarnwick's process and
     the port GDB connects to. No --rtos_variant: tarnwick finds the port in the program's debug information."""
-    _, qemu_port = session.start_qemu(program.machine, elf)
-    listen = harness.free_port()
-    proxy = session.start_tarnwick(args.tarnwick, qemu_port, listen,
-                                   ["--file", elf, "--debug_info_cache", session.path("proxy_cache"),
-                                    "--rtos", "freertos"])
-    return proxy, listen
+    return session.start_tarnwick_before_qemu(args.tarnwick, program.machine, elf, ["--rtos", "freertos"])
 
 
 def check_console(program, proxy, registry):

@@ -216,14 +216,11 @@ def connect(session, args, program):
     """QEMU halted at reset, tarnwick in front of its gdbstub; returns tarnwick's process and the port GDB
     connects to. The one place that says how tarnwick reaches QEMU."""
     elf = os.path.join(args.fixtures, program.elf)
-    _, qemu_port = session.start_qemu(program.machine, elf, options=program.qemu_options)
-    listen = harness.free_port()
-    options = ["--file", elf, "--debug_info_cache", session.path("target.proxy_cache"), "--rtos", "threadx",
-               "--loglevel", "15"]
+    options = ["--rtos", "threadx", "--loglevel", "15"]
     if program.named:
         options += ["--rtos_variant", program.variant]
-    proxy = session.start_tarnwick(args.tarnwick, qemu_port, listen, options)
-    return proxy, listen
+    return session.start_tarnwick_before_qemu(args.tarnwick, program.machine, elf, options,
+                                              qemu_options=program.qemu_options)
 
 
 def monitor_path(session, suffix):
