@@ -96,6 +96,30 @@ def marked_sections(output, marker="@"):
     return sections
 
 
+
+def per_thread(lines):
+    """The lines of "thread apply all <command>" under each thread's header, keyed by the target's thread id."""
+    threads, current = {}, None
+    for line in lines:
+        header = THREAD_HEADER.match(line)
+        if header:
+            current = threads.setdefault(int(header.group(2)), [])
+        elif current is not None:
+            current.append(line)
+    return threads
+
+
+def thread_view(threads, registers=(), backtraces=()):
+    """The lines of "info threads", "thread apply all info registers" and "thread apply all bt" as one view:
+    "threads" as parse_info_threads gives them, "registers" and "frames" map a thread id to its register values
+    and to the function names of its backtrace."""
+    return {"threads": parse_info_threads(threads),
+            "registers": {tid: {found.group(1): int(found.group(2), 16)
+                                for found in map(REGISTER_LINE.match, lines) if found}
+                          for tid, lines in per_thread(registers).items()},
+            "frames": {tid: [found.group(2) for found in map(FRAME_LINE.match, lines) if found]
+                       for tid, lines in per_thread(backtraces).items()}}
+
 def elf_symbols(elf):
     """Symbol name to (address, size) from arm-none-eabi-nm."""
     listing = subprocess.run(["arm-none-eabi-nm", "-S", elf], capture_output=True, text=True, check=True).stdout

@@ -306,29 +306,20 @@ CORE_REGISTERS = ["r%d" % number for number in range(13)] + ["sp", "lr", "pc", "
 
 
 def parse_thread_views(output):
-    """One dictionary per stop: 'threads' maps a thread id to (GDB's number, its label, current or not),
-    'registers' and 'frames' map a thread id to its register values and its backtrace's function names."""
-    views, view, section, thread = [], None, None, None
+    """One view per stop, as gdbsession.thread_view makes it."""
+    views, parts, section = [], None, None
     for line in output.splitlines():
         if line == "@threads":
-            view, section = {"threads": {}, "registers": {}, "frames": {}}, "threads"
-        elif view is None:
+            parts, section = {"threads": [], "registers": [], "backtraces": []}, "threads"
+        elif parts is None:
             continue
         elif line in ("@registers", "@backtraces"):
-            section, thread = ("registers" if line == "@registers" else "frames"), None
+            section = line[1:]
         elif line == "@view-end":
-            views.append(view)
-            view = None
-        elif section == "threads" and gdbsession.THREAD_LINE.match(line):
-            view["threads"].update(gdbsession.parse_info_threads([line]))
-        elif gdbsession.THREAD_HEADER.match(line):
-            thread = int(gdbsession.THREAD_HEADER.match(line).group(2))
-            view[section][thread] = {} if section == "registers" else []
-        elif thread is not None and section == "registers" and gdbsession.REGISTER_LINE.match(line):
-            name, value = gdbsession.REGISTER_LINE.match(line).groups()
-            view["registers"][thread][name] = int(value, 16)
-        elif thread is not None and section == "frames" and gdbsession.FRAME_LINE.match(line):
-            view["frames"][thread].append(gdbsession.FRAME_LINE.match(line).group(2))
+            views.append(gdbsession.thread_view(parts["threads"], parts["registers"], parts["backtraces"]))
+            parts = None
+        else:
+            parts[section].append(line)
     return views
 
 

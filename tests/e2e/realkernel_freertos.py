@@ -320,40 +320,10 @@ class Symbols:
         return {address: (text[2 * i], text[2 * i + 1].rsplit(":", 1)[0]) for i, address in enumerate(addresses)}
 
 
-def parse_view(text):
-    """info threads, the registers and the backtraces of every thread, keyed by thread id."""
-    view = {"threads": {}, "registers": {}, "frames": {}}
-    section, thread = None, None
-    for line in text.splitlines():
-        if line in ("@threads", "@registers", "@backtraces"):
-            section, thread = line[1:], None
-        elif section == "threads" and gdbsession.THREAD_LINE.match(line):
-            view["threads"].update(gdbsession.parse_info_threads([line]))
-        elif gdbsession.THREAD_HEADER.match(line):
-            thread = int(gdbsession.THREAD_HEADER.match(line).group(2))
-            if section == "registers":
-                view["registers"][thread] = {}
-            else:
-                view["frames"][thread] = []
-        elif thread is not None and section == "registers" and gdbsession.REGISTER_LINE.match(line):
-            name, value = gdbsession.REGISTER_LINE.match(line).groups()
-            view["registers"][thread][name] = int(value, 16)
-        elif thread is not None and section == "backtraces" and gdbsession.FRAME_LINE.match(line):
-            view["frames"][thread].append(gdbsession.FRAME_LINE.match(line).group(2))
-    return view
-
-
 def parse_floats(text):
     """Thread id to its floating-point registers, from "thread apply all info registers s0 ... fpscr"."""
-    shown, thread = {}, None
-    for line in text.splitlines():
-        header = gdbsession.THREAD_HEADER.match(line)
-        if header:
-            thread = int(header.group(2))
-            shown[thread] = {}
-        elif thread is not None:
-            shown[thread].update(gdbsession.parse_float_registers([line]))
-    return shown
+    return {tid: gdbsession.parse_float_registers(lines)
+            for tid, lines in gdbsession.per_thread(text.splitlines()).items()}
 
 
 def parse_tree(text):
@@ -584,8 +554,8 @@ def run(args, session):
     if program.registry is not None:
         # Only the slots that the program's own xQueueRegistrySize names are read.
         first["queues"] = {slot: queue for slot, queue in first["queues"].items() if slot < program.registry}
-    view = parse_view("@threads\n" + sections["threads"] + "@registers\n" + sections["registers"] +
-                      "@backtraces\n" + sections["backtraces"])
+    view = gdbsession.thread_view(sections["threads"].splitlines(), sections["registers"].splitlines(),
+                                  sections["backtraces"].splitlines())
     checker.check_threads(first, view, 1)
     switched = checker.check_switched_out(first, view)
     monitor = {form.strip(): sections[label] for form, label in MONITOR_FORMS.items()}
@@ -600,7 +570,7 @@ def run(args, session):
     second = parse_truth(sections["stop 2"])
     if second.get("count") != 1:
         raise AssertionError("continue did not reach the next checkpoint:\n" + sections["continue"])
-    checker.check_threads(second, parse_view("@threads\n" + sections["threads2"]), 2)
+    checker.check_threads(second, gdbsession.thread_view(sections["threads2"].splitlines()), 2)
     gdbsession.check_watch(sections["watch"].splitlines(), "app_checkpoints")
     if "[Inferior 1 (Remote target) killed]" not in sections["kill"]:
         raise AssertionError("kill: %r" % sections["kill"])
