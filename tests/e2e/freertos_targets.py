@@ -183,11 +183,9 @@ class Suite:
         self.sim, self.sim_port = self.session.start_target_sim_serving(self.args.target_sim, self.elf, extra)
 
     def start_tarnwick(self, name):
-        listen = harness.free_port()
-        proxy = self.session.start_tarnwick(self.args.tarnwick, self.sim_port, listen, [
-            "--file", self.elf, "--debug_info_cache", self.session.path(self.key + ".proxy_cache"),
-            "--rtos", "freertos", "--rtos_variant", self.program.variant], name=name)
-        return proxy, listen
+        return self.session.start_tarnwick_for(self.args.tarnwick, self.sim_port, self.elf,
+                                               ["--rtos", "freertos", "--rtos_variant", self.program.variant],
+                                               name=name)
 
     def run_gdb(self, commands, name, proxy):
         result = self.session.run_gdb(commands, name=name, timeout=GDB_TIMEOUT)

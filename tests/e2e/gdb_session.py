@@ -147,12 +147,10 @@ def check_direct(session, args):
 
 def check_proxied(session, args, direct, direct_port):
     sim, sim_port = start_sim(session, args, "sim_proxied")
-    listen_port = harness.free_port()
     try:
         # A program without a kernel: the driver finds nothing, and tarnwick must be invisible to GDB.
-        proxy = session.start_tarnwick(args.tarnwick, sim_port, listen_port, [
-            "--file", args.elf, "--debug_info_cache", session.path("sim_cm3.proxy_cache"),
-            "--rtos", "freertos", "--rtos_variant", "ARM_CM3"])
+        proxy, listen_port = session.start_tarnwick_for(args.tarnwick, sim_port, args.elf,
+                                                        ["--rtos", "freertos", "--rtos_variant", "ARM_CM3"])
     except harness.HarnessError as error:
         raise AssertionError("the proxied half cannot run:\n%s" % error)
     result = run_session(session, args, "gdb_proxied", listen_port)

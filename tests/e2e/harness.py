@@ -210,16 +210,20 @@ class Session:
         raise HarnessError("tarnwick did not listen for GDB on port %d within %.0f s:\n%s"
                            % (listen_port, timeout, process.describe()))
 
-    def start_tarnwick_before_qemu(self, tarnwick_binary, machine, elf, args=(), qemu_options=(), name="qemu"):
-        """QEMU halted at reset, and tarnwick straight in front of its gdbstub with the program elf and a
-        debug-info cache in the scratch directory, then args; returns tarnwick's process and the port GDB
-        connects to."""
-        _, qemu_port = self.start_qemu(machine, elf, name=name, options=qemu_options)
+    def start_tarnwick_for(self, tarnwick_binary, server_port, elf, args=(), name="tarnwick"):
+        """tarnwick in front of the server on server_port, with the program elf and a debug-info cache in the
+        scratch directory, then args; returns its process and the port GDB connects to."""
         listen = free_port()
         cache = self.path(os.path.basename(elf) + ".proxy_cache")
-        process = self.start_tarnwick(tarnwick_binary, qemu_port, listen,
-                                      ["--file", elf, "--debug_info_cache", cache] + list(args))
+        process = self.start_tarnwick(tarnwick_binary, server_port, listen,
+                                      ["--file", elf, "--debug_info_cache", cache] + list(args), name=name)
         return process, listen
+
+    def start_tarnwick_before_qemu(self, tarnwick_binary, machine, elf, args=(), qemu_options=(), name="qemu"):
+        """QEMU halted at reset, and tarnwick straight in front of its gdbstub as start_tarnwick_for starts it;
+        returns tarnwick's process and the port GDB connects to."""
+        _, qemu_port = self.start_qemu(machine, elf, name=name, options=qemu_options)
+        return self.start_tarnwick_for(tarnwick_binary, qemu_port, elf, args)
 
     def start_tarnwick_options(self, tarnwick_binary, options_file, listen_port, timeout=5.0, name="tarnwick"):
         """Starts the proxy with all its options from a file (-f); returns the process once it listens for GDB

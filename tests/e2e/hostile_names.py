@@ -12,7 +12,6 @@ import os
 import re
 
 import gdbsession
-import harness
 
 ELF = "freertos_hostile_names.elf"
 NAMES = ['a#b<c>"d', "$}*&'", "back\\slash", '{"k":[1]}']
@@ -61,10 +60,8 @@ def json_names(text):
 def check(args, session):
     elf = os.path.join(args.fixtures, ELF)
     _, sim_port = session.start_target_sim(args.target_sim, elf, ["--ram", "0x20000000:0x10000"])
-    listen = harness.free_port()
-    proxy = session.start_tarnwick(args.tarnwick, sim_port, listen, [
-        "--file", elf, "--debug_info_cache", session.path(ELF + ".proxy_cache"),
-        "--rtos", "freertos", "--rtos_variant", "ARM_CM3"])
+    proxy, listen = session.start_tarnwick_for(args.tarnwick, sim_port, elf,
+                                               ["--rtos", "freertos", "--rtos_variant", "ARM_CM3"])
     commands = gdbsession.GDB_PRELUDE + ["file " + elf, "target remote 127.0.0.1:%d" % listen,
                                       "break main", "continue", "echo @threads\\n", "info threads"]
     for name, command in FORMS:

@@ -65,11 +65,8 @@ def expected_console(listen, sim_port):
 
 class PersistSuite(freertos_targets.Suite):
     def start_persistent_tarnwick(self):
-        listen = harness.free_port()
-        proxy = self.session.start_tarnwick(self.args.tarnwick, self.sim_port, listen, [
-            "--file", self.elf, "--debug_info_cache", self.session.path("persist.proxy_cache"),
-            "--gdbserver_connect_timeout", CONNECT_TIMEOUT, "--persist", "true"])
-        return proxy, listen
+        return self.session.start_tarnwick_for(self.args.tarnwick, self.sim_port, self.elf,
+                                               ["--gdbserver_connect_timeout", CONNECT_TIMEOUT, "--persist", "true"])
 
     def check_session(self, proxy, port, number):
         breakpoint = BREAKPOINTS[number - 1]

@@ -10,7 +10,6 @@ The first stop shows the core alone (thread 1), so the commands run after the se
 import os
 
 import gdbsession
-import harness
 
 EXPECTED_DIR = os.path.normpath(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "fixtures",
                                              "expected"))
@@ -40,9 +39,7 @@ def check(args, session):
     elf_name, options, second_stop, prefix = SNAPSHOTS[args.kernel]
     elf = os.path.join(args.fixtures, elf_name)
     _, sim_port = session.start_target_sim(args.target_sim, elf, ["--ram", "0x20000000:0x10000"])
-    listen = harness.free_port()
-    proxy = session.start_tarnwick(args.tarnwick, sim_port, listen, [
-        "--file", elf, "--debug_info_cache", session.path(elf_name + ".proxy_cache")] + options)
+    proxy, listen = session.start_tarnwick_for(args.tarnwick, sim_port, elf, options)
     commands = gdbsession.GDB_PRELUDE + ["file " + elf, "target remote 127.0.0.1:%d" % listen] + second_stop
     for name, command, _ in FORMS:
         commands += monitor(name, command)
