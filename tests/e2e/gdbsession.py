@@ -13,7 +13,6 @@ import sys
 import harness
 
 SKIPPED = 77
-KEEP_FILES_HELP = "keep the scratch directory for inspection"
 
 
 class Skip(Exception):
@@ -31,7 +30,7 @@ def main(description, body, paths=("tarnwick", "fixtures"), options=(), session=
         parser.add_argument("--" + name.replace("_", "-"), required=not path.endswith("?"))
     for flags, keywords in options:
         parser.add_argument(*flags, **keywords)
-    parser.add_argument("--keep-files", action="store_true", help=KEEP_FILES_HELP)
+    parser.add_argument("--keep-files", action="store_true", help="keep the scratch directory for inspection")
     args = parser.parse_args()
     for name in names:
         if getattr(args, name) is not None:
@@ -96,7 +95,6 @@ def marked_sections(output, marker="@"):
     return sections
 
 
-
 def per_thread(lines):
     """The lines of "thread apply all <command>" under each thread's header, keyed by the target's thread id."""
     threads, current = {}, None
@@ -119,6 +117,7 @@ def thread_view(threads, registers=(), backtraces=()):
                           for tid, lines in per_thread(registers).items()},
             "frames": {tid: [found.group(2) for found in map(FRAME_LINE.match, lines) if found]
                        for tid, lines in per_thread(backtraces).items()}}
+
 
 def elf_symbols(elf):
     """Symbol name to (address, size) from arm-none-eabi-nm."""
