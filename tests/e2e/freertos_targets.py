@@ -126,10 +126,6 @@ def expected_view(symbols):
                                         task.name == RUNNING) for task in TASKS}
 
 
-def connect_commands(elf, port):
-    return gdbsession.GDB_PRELUDE + ["file " + elf, "target remote 127.0.0.1:%d" % port]
-
-
 def monitor(name, command):
     """A monitor command whose output lands between its marker and the next: GDB writes what the target
     says through a stream of its own, buffered apart from the echo lines, so the output is taken as a
@@ -139,8 +135,8 @@ def monitor(name, command):
 
 def main_commands(program, elf, port, symbols):
     numbers = gdb_numbers(symbols)
-    lines = connect_commands(elf, port) + ["echo @first\\n", "info threads", "break control_step",
-                                           "echo @second\\n", "continue", "info threads"]
+    lines = gdbsession.connect_commands(elf, port) + ["echo @first\\n", "info threads", "break control_step",
+                                                      "echo @second\\n", "continue", "info threads"]
     for task in TASKS:
         if task.name != RUNNING:
             lines += ["echo @task %s\\n" % task.name, "thread %d" % numbers[task.name], "info registers",
@@ -162,9 +158,9 @@ def reconnect_commands(elf, port):
     """The core still stands at control_step, where the first session left it. The breakpoint goes
     elsewhere: GDB 13 would step the thread of the first stop (thread 1) over a breakpoint at the pc, and
     the step's stop, reported for Control, fails its assertion in finish_step_over."""
-    return connect_commands(elf, port) + ["echo @first\\n", "info threads", "break port_yield", "echo @second\\n",
-                                          "continue", "info threads"] + monitor("state", "rtos state") + [
-                                          "echo @detach\\n", "detach", "echo @end\\n"]
+    return gdbsession.connect_commands(elf, port) + [
+        "echo @first\\n", "info threads", "break port_yield", "echo @second\\n", "continue", "info threads"] + monitor(
+        "state", "rtos state") + ["echo @detach\\n", "detach", "echo @end\\n"]
 
 
 class Suite:
@@ -304,7 +300,7 @@ def run_hundred(args, session):
     suite = Suite(args, session, "hundred", HUNDRED)
     suite.start_sim(["--threads-xfer"])
     proxy, port = suite.start_tarnwick("tarnwick")
-    commands = connect_commands(elf, port) + ["break main", "continue", "echo @threads\\n", "info threads"]
+    commands = gdbsession.connect_commands(elf, port) + ["break main", "continue", "echo @threads\\n", "info threads"]
     commands += monitor("state", "rtos state") + monitor("json", "rtos -m state") + ["echo @detach\\n", "detach"]
     sections, _ = suite.run_gdb(commands, "gdb", proxy)
     # From the thread document GDB shows each name in quotes and the extra text in brackets.

@@ -71,6 +71,11 @@ FRAME_LINE = re.compile(r"^#(\d+)\s+(?:0x[0-9a-f]+ in )?(\S+) \(")
 THREAD_HEADER = re.compile(r"^Thread (\d+) \(Thread (\d+) \((.*?)\)\):$")
 
 
+def connect_commands(elf, port, prelude=GDB_PRELUDE):
+    """The settings of prelude, then GDB loads the program and connects to port on this host."""
+    return list(prelude) + ["file " + elf, "target remote 127.0.0.1:%d" % port]
+
+
 def parse_info_threads(lines):
     """Thread id to (GDB's number, label, current) from the rows of "info threads" among lines."""
     threads = {}

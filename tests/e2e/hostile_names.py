@@ -62,8 +62,8 @@ def check(args, session):
     _, sim_port = session.start_target_sim(args.target_sim, elf, ["--ram", "0x20000000:0x10000"])
     proxy, listen = session.start_tarnwick_for(args.tarnwick, sim_port, elf,
                                                ["--rtos", "freertos", "--rtos_variant", "ARM_CM3"])
-    commands = gdbsession.GDB_PRELUDE + ["file " + elf, "target remote 127.0.0.1:%d" % listen,
-                                      "break main", "continue", "echo @threads\\n", "info threads"]
+    commands = gdbsession.connect_commands(elf, listen) + ["break main", "continue", "echo @threads\\n",
+                                                           "info threads"]
     for name, command in FORMS:
         commands += monitor(name, command)
     commands += ["echo @detach\\n", "detach"]

@@ -37,7 +37,7 @@ DETECTED = "Detected rtos variant: ARM_CM4F (no port file; architecture v7E-M wi
 
 
 def session_commands(elf, port, breakpoint):
-    return freertos_targets.connect_commands(elf, port) + [
+    return gdbsession.connect_commands(elf, port) + [
         "echo @first\\n", "info threads", "break " + breakpoint, "echo @second\\n", "continue", "info threads"
     ] + freertos_targets.monitor("state", "rtos state") + ["echo @detach\\n", "detach", "echo @end\\n"]
 
@@ -85,7 +85,7 @@ class PersistSuite(freertos_targets.Suite):
 
     def check_server_gone(self, proxy, port):
         self.sim.stop()
-        result = self.session.run_gdb(freertos_targets.connect_commands(self.elf, port), name="gdb_no_server",
+        result = self.session.run_gdb(gdbsession.connect_commands(self.elf, port), name="gdb_no_server",
                                       timeout=freertos_targets.GDB_TIMEOUT)
         if "Remote communication error.  Target disconnected." not in result.stderr:
             raise AssertionError("GDB without a server: %s\n%s" % (result.stdout, result.stderr))

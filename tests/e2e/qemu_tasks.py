@@ -86,7 +86,7 @@ def gdb_prelude(elf, port, debug_remote=False):
     lines = list(gdbsession.GDB_PRELUDE)
     if debug_remote:
         lines += ["set debug remote 1", "set debug remote-packet-max-chars unlimited"]
-    return lines + ["file " + elf, "target remote 127.0.0.1:%d" % port]
+    return gdbsession.connect_commands(elf, port, lines)
 
 
 def stop_dump(program):

@@ -232,8 +232,7 @@ def truth_commands(in_control_block):
 
 def session_commands(program, elf, port):
     in_control_block = program.frame is frame_mpu
-    lines = gdbsession.GDB_PRELUDE + [
-        "file " + elf, "target remote 127.0.0.1:%d" % port,
+    lines = gdbsession.connect_commands(elf, port) + [
         "break HardFault_Handler" if "ca9" not in elf else "break Undefined_Handler",
         "break app_assert_failed", "break checkpoint_reached", "continue"]
     lines += ["echo %%stop 1\\n"] + truth_commands(in_control_block)

@@ -228,8 +228,8 @@ def monitor_path(session, suffix):
 
 
 def session_commands(session, program, elf, port):
-    commands = gdbsession.GDB_PRELUDE + [
-        "file " + elf, "target remote 127.0.0.1:%d" % port, "break checkpoint_reached", "break fault_handler",
+    commands = gdbsession.connect_commands(elf, port) + [
+        "break checkpoint_reached", "break fault_handler",
         "echo @first stop\\n", "continue", "echo @threads\\n", "info threads"]
     commands += gdbsession.python_block(TRUTH_SCRIPT)
     commands += gdbsession.python_block(VIEW_SCRIPT.replace("FPU", str(program.fpu)))

@@ -40,7 +40,7 @@ def check(args, session):
     elf = os.path.join(args.fixtures, elf_name)
     _, sim_port = session.start_target_sim(args.target_sim, elf, ["--ram", "0x20000000:0x10000"])
     proxy, listen = session.start_tarnwick_for(args.tarnwick, sim_port, elf, options)
-    commands = gdbsession.GDB_PRELUDE + ["file " + elf, "target remote 127.0.0.1:%d" % listen] + second_stop
+    commands = gdbsession.connect_commands(elf, listen) + second_stop
     for name, command, _ in FORMS:
         commands += monitor(name, command)
     commands += ["echo @detach\\n", "detach"]

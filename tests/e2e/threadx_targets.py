@@ -54,10 +54,9 @@ def first_session_commands(session, image, port):
     numbers = range(2, 2 + len(tx.THREAD_ORDER))
     # The connection's stop is the first: tarnwick shows thread 1 alone and reads nothing of the kernel. The
     # continue brings the second stop (the simulator stops at once), from which on the kernel's threads show.
-    commands = tx.GDB_SETUP + ["file " + image.elf, "target remote 127.0.0.1:%d" % port,
-                               tx.marked("first stop"), "info threads",
-                               tx.marked("continue"), "continue",
-                               tx.marked("threads"), "info threads"]
+    commands = gdbsession.connect_commands(image.elf, port, tx.GDB_SETUP) + [
+        tx.marked("first stop"), "info threads", tx.marked("continue"), "continue", tx.marked("threads"),
+        "info threads"]
     commands += thread_commands(numbers)
     # GDB prints a monitor command's output on standard error; a log file per command keeps each apart.
     commands += ["set logging overwrite on", "set logging redirect on"]
@@ -77,9 +76,8 @@ def first_session_commands(session, image, port):
 
 def second_session_commands(image, port):
     numbers = range(2, 2 + len(tx.THREAD_ORDER))
-    commands = tx.GDB_SETUP + ["file " + image.elf, "target remote 127.0.0.1:%d" % port,
-                               tx.marked("continue"), "continue",
-                               tx.marked("threads"), "info threads"]
+    commands = gdbsession.connect_commands(image.elf, port, tx.GDB_SETUP) + [
+        tx.marked("continue"), "continue", tx.marked("threads"), "info threads"]
     return commands + thread_commands(numbers) + [tx.marked("detach"), "detach"]
 
 
