@@ -4,14 +4,11 @@ for the whole session, as QEMU keeps them). GDB must print the same in both, por
 second run GDB must have stayed in acknowledgement mode throughout.
 """
 
-import argparse
 import difflib
-import os
 import re
-import sys
 
 import freertos_targets
-import harness
+import gdbsession
 
 ACK_LINE = "[remote] Received Ack"
 NO_ACK_REQUEST = "Sending packet: $QStartNoAckMode"
@@ -38,34 +35,20 @@ def transcript(args, session, key, ack_mode):
     return lines, result.stderr
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--program", default="cm3", choices=sorted(freertos_targets.PROGRAMS))
-    parser.add_argument("--tarnwick", required=True)
-    parser.add_argument("--target-sim", required=True)
-    parser.add_argument("--fixtures", required=True, help="directory of the built target programs")
-    parser.add_argument("--keep-files", action="store_true", help="keep the scratch directory for inspection")
-    args = parser.parse_args()
-    for name in ("tarnwick", "target_sim", "fixtures"):
-        setattr(args, name, os.path.abspath(getattr(args, name)))
-    with harness.Session(keep_files=args.keep_files) as session:
-        try:
-            plain, plain_log = transcript(args, session, args.program, False)
-            acknowledged, ack_log = transcript(args, session, args.program, True)
-            if NO_ACK_REQUEST not in plain_log or NO_ACK_REQUEST in ack_log or ack_log.count(ACK_LINE) < 20:
-                raise AssertionError("the sessions did not run in the modes asked for (%d acknowledgements)"
-                                     % ack_log.count(ACK_LINE))
-            plain = without_no_ack_request(plain)
-            if acknowledged != plain:
-                raise AssertionError("GDB printed otherwise in acknowledgement mode:\n%s" % "\n".join(
-                    difflib.unified_diff(plain, acknowledged, "no-ack", "ack", lineterm="")))
-            print("%s: %d lines of GDB output, the same with and without acknowledgements (%d in the second)"
-                  % (args.program, len(plain), ack_log.count(ACK_LINE)))
-        except (AssertionError, harness.HarnessError) as failure:
-            print("FAIL: %s" % failure)
-            return 1
-    return 0
+def run(args, session):
+    plain, plain_log = transcript(args, session, args.program, False)
+    acknowledged, ack_log = transcript(args, session, args.program, True)
+    if NO_ACK_REQUEST not in plain_log or NO_ACK_REQUEST in ack_log or ack_log.count(ACK_LINE) < 20:
+        raise AssertionError("the sessions did not run in the modes asked for (%d acknowledgements)"
+                             % ack_log.count(ACK_LINE))
+    plain = without_no_ack_request(plain)
+    if acknowledged != plain:
+        raise AssertionError("GDB printed otherwise in acknowledgement mode:\n%s" % "\n".join(
+            difflib.unified_diff(plain, acknowledged, "no-ack", "ack", lineterm="")))
+    print("%s: %d lines of GDB output, the same with and without acknowledgements (%d in the second)"
+          % (args.program, len(plain), ack_log.count(ACK_LINE)))
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    gdbsession.run(__doc__, run, paths=("tarnwick", "target_sim", "fixtures"),
+                   options=[(["--program"], {"default": "cm3", "choices": sorted(freertos_targets.PROGRAMS)})])

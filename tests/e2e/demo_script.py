@@ -12,7 +12,6 @@ backtrace, and the tasks and objects of monitor rtos state; with --unavailable (
 each time it ends at once, says why, and leaves nothing behind.
 """
 
-import argparse
 import collections
 import difflib
 import os
@@ -20,11 +19,11 @@ import re
 import signal
 import stat
 import subprocess
-import sys
 import tempfile
 import time
 
 import freertos_targets as freertos
+import gdbsession
 import harness
 import threadx_programs as threadx
 
@@ -32,7 +31,6 @@ SOURCE_DIR = os.path.normpath(os.path.join(os.path.dirname(os.path.abspath(__fil
 FIXTURES = os.path.join(SOURCE_DIR, "tests", "fixtures")
 DEMO = os.path.join(SOURCE_DIR, "scripts", "demo.sh")
 DEMO_TIMEOUT = 120
-SKIPPED = 77
 
 # Per kernel: the program and how tarnwick and the simulator serve it, the demo's two lines about it, and the
 # GDB commands that bring the second stop (the first shows the core alone).
@@ -379,7 +377,7 @@ def check_qemu(args):
     console_at = lines.index("== tarnwick's console")
     session = lines[5:console_at]
     realkernel = "realkernel/freertos/"
-    reset = source_line(realkernel + "startup_m.c", "void Reset_Handler(void) {")
+    reset = source_line("cortex_m/startup.c", "void Reset_Handler(void) {")
     checkpoint = source_line(realkernel + "app.c", "    app_checkpoints = count;")
     receive = source_line(realkernel + "app.c", "        xQueueReceive(app_queue, item, portMAX_DELAY);")
     threads_at = session.index("(gdb) info threads")
@@ -392,7 +390,7 @@ def check_qemu(args):
                 row.group(5) not in functions + (() if number in (2, 11, 12) else (PORT_LOWERS_BASEPRI,)):
             raise AssertionError("info threads shows %r; expected thread %d %s in %s"
                                  % (row.group(0), number, label, "/".join(functions)))
-    expected = ["(gdb) target remote 127.0.0.1:%d" % port, "Reset_Handler () at startup_m.c:%d" % reset[0],
+    expected = ["(gdb) target remote 127.0.0.1:%d" % port, "Reset_Handler () at startup.c:%d" % reset[0],
                 "%d\t%s" % reset, "(gdb) break checkpoint_reached"]
     expected += [session[4] if re.match(r"^Breakpoint 1 at 0x[0-9a-f]+: file app.c, line %d\.$" % checkpoint[0],
                                         session[4]) else "Breakpoint 1 at <address>: file app.c, line %d." % checkpoint[0],
@@ -542,33 +540,23 @@ def check_terminated(args, directory):
     check_left_nothing(*ports_and_scratch(stdout))
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--case", required=True, choices=["freertos", "threadx", "qemu", "failures"])
-    parser.add_argument("--build-dir", required=True)
-    parser.add_argument("--unavailable", help="why the real kernels are missing: print it and skip --case qemu")
-    args = parser.parse_args()
-    args.build_dir = os.path.abspath(args.build_dir)
-    if args.case == "qemu" and args.unavailable is not None:
-        print(args.unavailable)
-        return SKIPPED
-    try:
-        if args.case == "qemu":
-            check_qemu(args)
-        elif args.case == "failures":
-            check_unknown_kernel(args)
-            with tempfile.TemporaryDirectory(prefix="tarnwick-demo-test-") as directory:
-                check_failing_gdb(args, directory)
-            with tempfile.TemporaryDirectory(prefix="tarnwick-demo-test-") as directory:
-                check_terminated(args, directory)
-            print("scripts/demo.sh fails loudly and cleans up: unknown kernel, failing GDB, SIGTERM")
-        else:
-            check_kernel(args, args.case)
-    except (AssertionError, harness.HarnessError) as failure:
-        print("FAIL: %s" % failure)
-        return 1
-    return 0
+def run(args):
+    if args.case == "qemu":
+        if args.unavailable is not None:
+            raise gdbsession.Skip(args.unavailable)
+        check_qemu(args)
+    elif args.case == "failures":
+        check_unknown_kernel(args)
+        with tempfile.TemporaryDirectory(prefix="tarnwick-demo-test-") as directory:
+            check_failing_gdb(args, directory)
+        with tempfile.TemporaryDirectory(prefix="tarnwick-demo-test-") as directory:
+            check_terminated(args, directory)
+        print("scripts/demo.sh fails loudly and cleans up: unknown kernel, failing GDB, SIGTERM")
+    else:
+        check_kernel(args, args.case)
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    gdbsession.run(__doc__, run, paths=("build_dir",), session=False, options=[
+        (["--case"], {"required": True, "choices": ["freertos", "threadx", "qemu", "failures"]}),
+        (["--unavailable"], {"help": "why the real kernels are missing: print it and skip --case qemu"})])

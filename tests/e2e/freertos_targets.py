@@ -18,13 +18,12 @@ tarnwick with --rtos freertos and the port's --rtos_variant:
 arrives whole.
 """
 
-import argparse
 import collections
 import os
 import re
 import subprocess
-import sys
 
+import gdbsession
 import harness
 
 EXPECTED_DIR = os.path.normpath(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "fixtures",
@@ -127,10 +126,6 @@ def expected_view(symbols):
                                         task.name == RUNNING) for task in TASKS}
 
 
-def connect_commands(elf, port):
-    return harness.GDB_PRELUDE + ["file " + elf, "target remote 127.0.0.1:%d" % port]
-
-
 def monitor(name, command):
     """A monitor command whose output lands between its marker and the next: GDB writes what the target
     says through a stream of its own, buffered apart from the echo lines, so the output is taken as a
@@ -140,8 +135,8 @@ def monitor(name, command):
 
 def main_commands(program, elf, port, symbols):
     numbers = gdb_numbers(symbols)
-    lines = connect_commands(elf, port) + ["echo @first\\n", "info threads", "break control_step",
-                                           "echo @second\\n", "continue", "info threads"]
+    lines = gdbsession.connect_commands(elf, port) + ["echo @first\\n", "info threads", "break control_step",
+                                                      "echo @second\\n", "continue", "info threads"]
     for task in TASKS:
         if task.name != RUNNING:
             lines += ["echo @task %s\\n" % task.name, "thread %d" % numbers[task.name], "info registers",
@@ -163,9 +158,9 @@ def reconnect_commands(elf, port):
     """The core still stands at control_step, where the first session left it. The breakpoint goes
     elsewhere: GDB 13 would step the thread of the first stop (thread 1) over a breakpoint at the pc, and
     the step's stop, reported for Control, fails its assertion in finish_step_over."""
-    return connect_commands(elf, port) + ["echo @first\\n", "info threads", "break port_yield", "echo @second\\n",
-                                          "continue", "info threads"] + monitor("state", "rtos state") + [
-                                          "echo @detach\\n", "detach", "echo @end\\n"]
+    return gdbsession.connect_commands(elf, port) + [
+        "echo @first\\n", "info threads", "break port_yield", "echo @second\\n", "continue", "info threads"] + monitor(
+        "state", "rtos state") + ["echo @detach\\n", "detach", "echo @end\\n"]
 
 
 class Suite:
@@ -184,11 +179,9 @@ class Suite:
         self.sim, self.sim_port = self.session.start_target_sim_serving(self.args.target_sim, self.elf, extra)
 
     def start_tarnwick(self, name):
-        listen = harness.free_port()
-        proxy = self.session.start_tarnwick(self.args.tarnwick, self.sim_port, listen, [
-            "--file", self.elf, "--debug_info_cache", self.session.path(self.key + ".proxy_cache"),
-            "--rtos", "freertos", "--rtos_variant", self.program.variant], name=name)
-        return proxy, listen
+        return self.session.start_tarnwick_for(self.args.tarnwick, self.sim_port, self.elf,
+                                               ["--rtos", "freertos", "--rtos_variant", self.program.variant],
+                                               name=name)
 
     def run_gdb(self, commands, name, proxy):
         result = self.session.run_gdb(commands, name=name, timeout=GDB_TIMEOUT)
@@ -196,16 +189,16 @@ class Suite:
             raise AssertionError("%s exited with status %d:\n%s\n%s\n%s" % (
                 name, result.returncode, harness.indent(result.stdout), harness.indent(result.stderr),
                 proxy.describe()))
-        return harness.marked_sections(result.stdout), result
+        return gdbsession.marked_sections(result.stdout), result
 
     def check_first_stop(self, sections, label):
-        threads = harness.parse_info_threads(sections["first"].splitlines())
+        threads = gdbsession.parse_info_threads(sections["first"].splitlines())
         if threads != {1: (1, "1 RUNNING", True)}:
             raise AssertionError("%s: at the first stop info threads shows %s, not thread 1 alone:\n%s"
                                  % (label, threads, sections["first"]))
 
     def check_view(self, text, label):
-        threads = harness.parse_info_threads(text.splitlines())
+        threads = gdbsession.parse_info_threads(text.splitlines())
         if threads != expected_view(self.symbols):
             raise AssertionError("%s: info threads shows\n%s\nexpected %s" % (label, text, expected_view(self.symbols)))
 
@@ -216,7 +209,7 @@ class Suite:
             raise AssertionError("thread %d is not %s:\n%s" % (number, task.name, text))
         shown = {}
         for line in text.splitlines():
-            found = harness.REGISTER_LINE.match(line)
+            found = gdbsession.REGISTER_LINE.match(line)
             if found:
                 shown[found.group(1)] = int(found.group(2), 16)
         expected = expected_registers(self.program, self.symbols, task)
@@ -225,7 +218,7 @@ class Suite:
         if wrong or len(shown) != len(expected):
             raise AssertionError("%s: info registers: %s\n%s" % (task.name, "; ".join(wrong) or "other registers",
                                                                   text))
-        frames = [found.group(2) for found in map(harness.FRAME_LINE.match, backtrace.splitlines()) if found]
+        frames = [found.group(2) for found in map(gdbsession.FRAME_LINE.match, backtrace.splitlines()) if found]
         if frames != ["port_yield", task.entry] or len(backtrace.splitlines()) != 2:
             raise AssertionError("%s: bt shows %s, expected port_yield and %s:\n%s" % (task.name, frames,
                                                                                          task.entry, backtrace))
@@ -307,7 +300,7 @@ def run_hundred(args, session):
     suite = Suite(args, session, "hundred", HUNDRED)
     suite.start_sim(["--threads-xfer"])
     proxy, port = suite.start_tarnwick("tarnwick")
-    commands = connect_commands(elf, port) + ["break main", "continue", "echo @threads\\n", "info threads"]
+    commands = gdbsession.connect_commands(elf, port) + ["break main", "continue", "echo @threads\\n", "info threads"]
     commands += monitor("state", "rtos state") + monitor("json", "rtos -m state") + ["echo @detach\\n", "detach"]
     sections, _ = suite.run_gdb(commands, "gdb", proxy)
     # From the thread document GDB shows each name in quotes and the extra text in brackets.
@@ -332,29 +325,13 @@ def run_hundred(args, session):
         HUNDRED.elf, 2 * len(sections["state"]), 2 * len(sections["json"])))
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--program", required=True, choices=sorted(PROGRAMS) + ["hundred"])
-    parser.add_argument("--tarnwick", required=True)
-    parser.add_argument("--target-sim", required=True)
-    parser.add_argument("--fixtures", required=True, help="directory of the built target programs")
-    parser.add_argument("--keep-files", action="store_true", help="keep the scratch directory for inspection")
-    args = parser.parse_args()
-    for name in ("tarnwick", "target_sim", "fixtures"):
-        setattr(args, name, os.path.abspath(getattr(args, name)))
-    with harness.Session(keep_files=args.keep_files) as session:
-        try:
-            if args.program == "hundred":
-                run_hundred(args, session)
-            else:
-                Suite(args, session, args.program, PROGRAMS[args.program]).run()
-        except (AssertionError, harness.HarnessError) as failure:
-            print("FAIL: %s" % failure)
-            if args.keep_files:
-                print("scratch files in " + session.directory)
-            return 1
-    return 0
+def run(args, session):
+    if args.program == "hundred":
+        run_hundred(args, session)
+    else:
+        Suite(args, session, args.program, PROGRAMS[args.program]).run()
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    gdbsession.run(__doc__, run, paths=("tarnwick", "target_sim", "fixtures"),
+                   options=[(["--program"], {"required": True, "choices": sorted(PROGRAMS) + ["hundred"]})])

@@ -5,13 +5,12 @@ continues to it and detaches. The direct run must print exactly the lines this t
 file and the sources; the run through the proxy must print the same, port numbers aside.
 """
 
-import argparse
 import difflib
 import os
 import re
 import subprocess
-import sys
 
+import gdbsession
 import harness
 
 SOURCE_DIR = os.path.normpath(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "fixtures", "sim"))
@@ -25,19 +24,6 @@ FILE_REGISTERS = {"r%d" % i: 0x01010101 * i for i in range(13)}
 LR_VALUE = 0xfffffff9
 RAM = "0x20000000:0x10000"
 BREAKPOINT = re.compile(r"^Breakpoint 1 at 0x([0-9a-f]+): file ", re.MULTILINE)
-
-
-def symbols(elf):
-    """Symbol name to (address, size) from arm-none-eabi-nm."""
-    listing = subprocess.run(["arm-none-eabi-nm", "-S", elf], capture_output=True, text=True, check=True).stdout
-    table = {}
-    for line in listing.splitlines():
-        fields = line.split()
-        if len(fields) == 4:
-            table[fields[3]] = (int(fields[0], 16), int(fields[1], 16))
-        elif len(fields) == 3:
-            table[fields[2]] = (int(fields[0], 16), 0)
-    return table
 
 
 def source_line(name, marker, whole=False):
@@ -84,7 +70,7 @@ def gdb_commands(elf, port, break_spec):
 
 
 def expected_lines(elf, breakpoint_address):
-    table = symbols(elf)
+    table = gdbsession.elf_symbols(elf)
     entry_path, entry_line, entry_text = source_line("startup.c", "void Reset_Handler(void)", whole=True)
     with open(entry_path) as source:
         brace = source.read().splitlines()[entry_line]
@@ -161,12 +147,10 @@ def check_direct(session, args):
 
 def check_proxied(session, args, direct, direct_port):
     sim, sim_port = start_sim(session, args, "sim_proxied")
-    listen_port = harness.free_port()
     try:
         # A program without a kernel: the driver finds nothing, and tarnwick must be invisible to GDB.
-        proxy = session.start_tarnwick(args.tarnwick, sim_port, listen_port, [
-            "--file", args.elf, "--debug_info_cache", session.path("sim_cm3.proxy_cache"),
-            "--rtos", "freertos", "--rtos_variant", "ARM_CM3"])
+        proxy, listen_port = session.start_tarnwick_for(args.tarnwick, sim_port, args.elf,
+                                                        ["--rtos", "freertos", "--rtos_variant", "ARM_CM3"])
     except harness.HarnessError as error:
         raise AssertionError("the proxied half cannot run:\n%s" % error)
     result = run_session(session, args, "gdb_proxied", listen_port)
@@ -178,28 +162,12 @@ def check_proxied(session, args, direct, direct_port):
             proxy.describe()))
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--tarnwick", required=True)
-    parser.add_argument("--target-sim", required=True)
-    parser.add_argument("--elf", required=True)
-    parser.add_argument("--keep-files", action="store_true", help="keep the scratch directory for inspection")
-    args = parser.parse_args()
-    for name in ("tarnwick", "target_sim", "elf"):
-        setattr(args, name, os.path.abspath(getattr(args, name)))
-    with harness.Session(keep_files=args.keep_files) as session:
-        try:
-            direct, direct_port = check_direct(session, args)
-            print("direct session: %d lines as expected" % len(direct.stdout.splitlines()))
-            check_proxied(session, args, direct, direct_port)
-            print("session through tarnwick: identical to the direct one")
-        except (AssertionError, harness.HarnessError) as failure:
-            print("FAIL: %s" % failure)
-            if args.keep_files:
-                print("scratch files in " + session.directory)
-            return 1
-    return 0
+def run(args, session):
+    direct, direct_port = check_direct(session, args)
+    print("direct session: %d lines as expected" % len(direct.stdout.splitlines()))
+    check_proxied(session, args, direct, direct_port)
+    print("session through tarnwick: identical to the direct one")
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    gdbsession.run(__doc__, run, paths=("tarnwick", "target_sim", "elf"))

@@ -10,7 +10,6 @@ import shutil
 import signal
 import socket
 import subprocess
-import sys
 import tempfile
 import time
 
@@ -183,13 +182,14 @@ class Session:
         process = self.start(name, [sim_binary, "--port", "0"] + list(args) + [elf])
         return process, wait_for_port_line(process, SIM_READY, "the target simulator", timeout)
 
-    def start_qemu(self, machine, elf, name="qemu", timeout=5.0, attempts=3):
-        """Starts qemu-system-arm halted at reset (-S) with its gdbstub on a free port of 127.0.0.1;
-        returns (process, port) once the stub listens. A port taken meanwhile costs one more attempt."""
+    def start_qemu(self, machine, elf, name="qemu", timeout=5.0, attempts=3, options=()):
+        """Starts qemu-system-arm halted at reset (-S) with its gdbstub on a free port of 127.0.0.1, and the
+        machine's own options (a -cpu, say); returns (process, port) once the stub listens. A port taken
+        meanwhile costs one more attempt."""
         for attempt in range(attempts):
             port = free_port()
             label = name if attempt == 0 else "%s_%d" % (name, attempt + 1)
-            process = self.start(label, [QEMU, "-M", machine, "-kernel", elf, "-nographic", "-S",
+            process = self.start(label, [QEMU, "-M", machine] + list(options) + ["-kernel", elf, "-nographic", "-S",
                                          "-gdb", "tcp:127.0.0.1:%d" % port, "-monitor", "none", "-serial", "none"])
             deadline = time.monotonic() + timeout
             while time.monotonic() < deadline and not process.exited():
@@ -218,6 +218,21 @@ class Session:
         raise HarnessError("tarnwick did not listen for GDB on port %d within %.0f s:\n%s"
                            % (listen_port, timeout, process.describe()))
 
+    def start_tarnwick_for(self, tarnwick_binary, server_port, elf, args=(), name="tarnwick"):
+        """tarnwick in front of the server on server_port, with the program elf and a debug-info cache in the
+        scratch directory, then args; returns its process and the port GDB connects to."""
+        listen = free_port()
+        cache = self.path(os.path.basename(elf) + ".proxy_cache")
+        process = self.start_tarnwick(tarnwick_binary, server_port, listen,
+                                      ["--file", elf, "--debug_info_cache", cache] + list(args), name=name)
+        return process, listen
+
+    def start_tarnwick_before_qemu(self, tarnwick_binary, machine, elf, args=(), qemu_options=(), name="qemu"):
+        """QEMU halted at reset, and tarnwick straight in front of its gdbstub as start_tarnwick_for starts it;
+        returns tarnwick's process and the port GDB connects to."""
+        _, qemu_port = self.start_qemu(machine, elf, name=name, options=qemu_options)
+        return self.start_tarnwick_for(tarnwick_binary, qemu_port, elf, args)
+
     def start_tarnwick_options(self, tarnwick_binary, options_file, listen_port, timeout=5.0, name="tarnwick"):
         """Starts the proxy with all its options from a file (-f); returns the process once it listens for GDB
         on listen_port, which the file must name."""
@@ -245,37 +260,3 @@ def decode(data):
     if data is None:
         return ""
     return data if isinstance(data, str) else data.decode(errors="replace")
-
-
-# GDB's output, as the suites read it.
-GDB_PRELUDE = ["set pagination off", "set confirm off", "set width 0", "set tcp connect-timeout 5"]
-# A row of "info threads": current marker, GDB's number, the target's thread id (decimal), its label.
-THREAD_LINE = re.compile(r"^(\*)?\s+(\d+)\s+Thread (\d+) \((.*?)\)\s")
-# A line of "info registers": name and hexadecimal value.
-REGISTER_LINE = re.compile(r"^(\w+)\s+(0x[0-9a-f]+)\s")
-# A line of "bt": level and function name.
-FRAME_LINE = re.compile(r"^#(\d+)\s+(?:0x[0-9a-f]+ in )?(\S+) \(")
-
-
-def parse_info_threads(lines):
-    """Thread id to (GDB's number, label, current) from the rows of "info threads" among lines."""
-    threads = {}
-    for line in lines:
-        found = THREAD_LINE.match(line)
-        if found:
-            current, number, tid, label = found.groups()
-            threads[int(tid)] = (int(number), label, current == "*")
-    return threads
-
-
-def marked_sections(output, marker="@"):
-    """The text between lines that start with marker, keyed by the rest of each marker line: a script
-    that says `echo @name\\n` before a command finds that command's output under "name"."""
-    sections, name, start = {}, None, 0
-    for found in re.finditer(r"^%s(.*)\n" % re.escape(marker), output, re.MULTILINE):
-        if name is not None:
-            sections[name] = output[start:found.start()]
-        name, start = found.group(1), found.end()
-    if name is not None:
-        sections[name] = output[start:]
-    return sections

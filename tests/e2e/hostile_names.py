@@ -7,13 +7,11 @@ three forms (table, tree, JSON) must name each task whole; the JSON form must be
 are the names. The first stop shows the core alone, so everything is asked after the second.
 """
 
-import argparse
 import json
 import os
 import re
-import sys
 
-import harness
+import gdbsession
 
 ELF = "freertos_hostile_names.elf"
 NAMES = ['a#b<c>"d', "$}*&'", "back\\slash", '{"k":[1]}']
@@ -59,55 +57,37 @@ def json_names(text):
     return names, [row["label"] for row in usage["value"]]
 
 
-def check(args):
+def check(args, session):
     elf = os.path.join(args.fixtures, ELF)
-    with harness.Session(keep_files=args.keep_files) as session:
-        _, sim_port = session.start_target_sim(args.target_sim, elf, ["--ram", "0x20000000:0x10000"])
-        listen = harness.free_port()
-        proxy = session.start_tarnwick(args.tarnwick, sim_port, listen, [
-            "--file", elf, "--debug_info_cache", session.path(ELF + ".proxy_cache"),
-            "--rtos", "freertos", "--rtos_variant", "ARM_CM3"])
-        commands = harness.GDB_PRELUDE + ["file " + elf, "target remote 127.0.0.1:%d" % listen,
-                                          "break main", "continue", "echo @threads\\n", "info threads"]
-        for name, command in FORMS:
-            commands += monitor(name, command)
-        commands += ["echo @detach\\n", "detach"]
-        result = session.run_gdb(commands, name="gdb")
-        sections = harness.marked_sections(result.stdout)
-        if "detach" not in sections:
-            raise AssertionError("GDB did not get to the end:\n%s\n%s\n%s" % (
-                result.stdout, result.stderr, proxy.describe()))
+    _, sim_port = session.start_target_sim(args.target_sim, elf, ["--ram", "0x20000000:0x10000"])
+    proxy, listen = session.start_tarnwick_for(args.tarnwick, sim_port, elf,
+                                               ["--rtos", "freertos", "--rtos_variant", "ARM_CM3"])
+    commands = gdbsession.connect_commands(elf, listen) + ["break main", "continue", "echo @threads\\n",
+                                                           "info threads"]
+    for name, command in FORMS:
+        commands += monitor(name, command)
+    commands += ["echo @detach\\n", "detach"]
+    result = session.run_gdb(commands, name="gdb")
+    sections = gdbsession.marked_sections(result.stdout)
+    if "detach" not in sections:
+        raise AssertionError("GDB did not get to the end:\n%s\n%s\n%s" % (
+            result.stdout, result.stderr, proxy.describe()))
 
-        threads = harness.parse_info_threads(sections["threads"].splitlines())
-        rows = [threads[tid] for tid in sorted(threads)]
-        expect("info threads", [label for _, label, _ in rows], [NAMES[0] + " RUNNING"] + NAMES[1:], proxy)
-        expect("the current thread", [current for _, _, current in rows], [True, False, False, False], proxy)
+    threads = gdbsession.parse_info_threads(sections["threads"].splitlines())
+    rows = [threads[tid] for tid in sorted(threads)]
+    expect("info threads", [label for _, label, _ in rows], [NAMES[0] + " RUNNING"] + NAMES[1:], proxy)
+    expect("the current thread", [current for _, _, current in rows], [True, False, False, False], proxy)
 
-        expect("monitor rtos state", table_names(sections["table"]), NAMES, proxy)
-        expect("monitor rtos -t state", tree_names(sections["tree"]), NAMES, proxy)
-        try:
-            names, usage = json_names(sections["json"])
-        except ValueError as error:
-            raise AssertionError("monitor rtos -m state is no JSON (%s):\n%s" % (error, sections["json"]))
-        expect("monitor rtos -m state, task names", names, NAMES, proxy)
-        expect("monitor rtos -m state, stack usage labels", usage, NAMES, proxy)
-        print("%s: every name whole in info threads and in the three forms of monitor rtos state" % ELF)
-
-
-def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--tarnwick", required=True)
-    parser.add_argument("--target-sim", required=True)
-    parser.add_argument("--fixtures", required=True, help="directory of the built target programs")
-    parser.add_argument("--keep-files", action="store_true", help="keep the scratch directory for inspection")
-    args = parser.parse_args()
+    expect("monitor rtos state", table_names(sections["table"]), NAMES, proxy)
+    expect("monitor rtos -t state", tree_names(sections["tree"]), NAMES, proxy)
     try:
-        check(args)
-    except (AssertionError, harness.HarnessError) as error:
-        print("FAIL: %s" % error)
-        return 1
-    return 0
+        names, usage = json_names(sections["json"])
+    except ValueError as error:
+        raise AssertionError("monitor rtos -m state is no JSON (%s):\n%s" % (error, sections["json"]))
+    expect("monitor rtos -m state, task names", names, NAMES, proxy)
+    expect("monitor rtos -m state, stack usage labels", usage, NAMES, proxy)
+    print("%s: every name whole in info threads and in the three forms of monitor rtos state" % ELF)
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    gdbsession.run(__doc__, check, paths=("tarnwick", "target_sim", "fixtures"))

@@ -16,13 +16,12 @@ Third start, as the second, after the program's modification time was set to the
 not newer by whole seconds is stale, and readelf makes it anew.
 """
 
-import argparse
 import os
 import shutil
 import subprocess
-import sys
 import time
 
+import gdbsession
 import harness
 import threadx_programs as tx
 
@@ -109,76 +108,59 @@ def readelf_dump(elf):
     return subprocess.run(["arm-none-eabi-readelf", "-wi", elf], capture_output=True, check=True).stdout
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--tarnwick", required=True)
-    parser.add_argument("--target-sim", required=True)
-    parser.add_argument("--fixtures", required=True, help="directory of the built target programs")
-    parser.add_argument("--sources", required=True, help="tests/fixtures/targets/threadx of the source tree")
-    parser.add_argument("--keep-files", action="store_true", help="keep the scratch directory for inspection")
-    args = parser.parse_args()
-    for name in ("tarnwick", "target_sim", "fixtures", "sources"):
-        setattr(args, name, os.path.abspath(getattr(args, name)))
+def run(args, session):
     program = tx.PROGRAMS[PROGRAM]
-    with harness.Session(keep_files=args.keep_files) as session:
-        try:
-            directory = session.path("target with blank")
-            os.mkdir(directory)
-            elf = os.path.join(directory, program.elf_name)
-            shutil.copyfile(os.path.join(args.fixtures, program.elf_name), elf)
-            past = time.time() - ELF_AGE_SECONDS
-            os.utime(elf, (past, past))
-            image = tx.Image(program, args.fixtures, args.sources, elf=elf)
-            cache = elf + ".proxy_cache"
-            _, sim_port = tx.start_target(session, image, args.target_sim)
+    directory = session.path("target with blank")
+    os.mkdir(directory)
+    elf = os.path.join(directory, program.elf_name)
+    shutil.copyfile(os.path.join(args.fixtures, program.elf_name), elf)
+    past = time.time() - ELF_AGE_SECONDS
+    os.utime(elf, (past, past))
+    image = tx.Image(program, args.fixtures, args.sources, elf=elf)
+    cache = elf + ".proxy_cache"
+    _, sim_port = tx.start_target(session, image, args.target_sim)
 
-            log, proxy = run_start(session, args, image,
-                                   lambda port: first_options(elf, sim_port, port, harness.free_port()), "first")
-            expect_in_log(log, ["Loading RTOS driver... ThreadX\n", "SymbolTable::generateDebugInfo(), Cache: %s\n"
-                                % cache, "Port driver loaded: cortex_m4\n"], "first", proxy)
-            # Each symbol negotiation looks at the cache again, but only once it has been made.
-            if "SymbolTable::validDebugInfo()" in log.split("SymbolTable::generateDebugInfo(), Cache:")[0]:
-                fail("first: a cache was looked at before there was one", proxy)
-            if not os.path.isfile(cache):
-                fail("first: no cache at " + cache, proxy)
-            with open(cache, "rb") as made:
-                dump = made.read()
-            if not dump or dump != readelf_dump(elf):
-                fail("first: the cache (%d bytes) is not what arm-none-eabi-readelf -wi prints" % len(dump), proxy)
-            made_at = os.stat(cache).st_mtime_ns
-            print("first start: threads seen, cache made by readelf")
+    log, proxy = run_start(session, args, image,
+                           lambda port: first_options(elf, sim_port, port, harness.free_port()), "first")
+    expect_in_log(log, ["Loading RTOS driver... ThreadX\n", "SymbolTable::generateDebugInfo(), Cache: %s\n"
+                        % cache, "Port driver loaded: cortex_m4\n"], "first", proxy)
+    # Each symbol negotiation looks at the cache again, but only once it has been made.
+    if "SymbolTable::validDebugInfo()" in log.split("SymbolTable::generateDebugInfo(), Cache:")[0]:
+        fail("first: a cache was looked at before there was one", proxy)
+    if not os.path.isfile(cache):
+        fail("first: no cache at " + cache, proxy)
+    with open(cache, "rb") as made:
+        dump = made.read()
+    if not dump or dump != readelf_dump(elf):
+        fail("first: the cache (%d bytes) is not what arm-none-eabi-readelf -wi prints" % len(dump), proxy)
+    made_at = os.stat(cache).st_mtime_ns
+    print("first start: threads seen, cache made by readelf")
 
-            log, proxy = run_start(session, args, image, lambda port: second_options(elf, sim_port, port), "second")
-            expect_in_log(log, ["SymbolTable::validDebugInfo(), True\n",
-                                "Loading RTOS driver (Auto)... " + RESOLVED + RESOLVED + "ThreadX\n",
-                                "Port driver loaded (auto)\n"], "second", proxy)
-            if "generateDebugInfo" in log:
-                fail("second: the cache was made again", proxy)
-            if os.stat(cache).st_mtime_ns != made_at:
-                fail("second: the cache's modification time changed", proxy)
-            with open(cache, "rb") as kept:
-                if kept.read() != dump:
-                    fail("second: the cache's content changed", proxy)
-            print("second start: kernel and core detected, cache reused")
+    log, proxy = run_start(session, args, image, lambda port: second_options(elf, sim_port, port), "second")
+    expect_in_log(log, ["SymbolTable::validDebugInfo(), True\n",
+                        "Loading RTOS driver (Auto)... " + RESOLVED + RESOLVED + "ThreadX\n",
+                        "Port driver loaded (auto)\n"], "second", proxy)
+    if "generateDebugInfo" in log:
+        fail("second: the cache was made again", proxy)
+    if os.stat(cache).st_mtime_ns != made_at:
+        fail("second: the cache's modification time changed", proxy)
+    with open(cache, "rb") as kept:
+        if kept.read() != dump:
+            fail("second: the cache's content changed", proxy)
+    print("second start: kernel and core detected, cache reused")
 
-            # The program as old as the cache, to the second: the cache counts as stale and is made anew.
-            os.utime(elf, ns=(made_at, made_at))
-            log, proxy = run_start(session, args, image, lambda port: second_options(elf, sim_port, port), "third")
-            expect_in_log(log, ["SymbolTable::validDebugInfo(), False\n",
-                                "SymbolTable::generateDebugInfo(), Cache: %s\n" % cache], "third", proxy)
-            if os.stat(cache).st_mtime_ns == made_at:
-                fail("third: the stale cache was not made anew", proxy)
-            with open(cache, "rb") as remade:
-                if remade.read() != dump:
-                    fail("third: the cache made anew differs from readelf's dump", proxy)
-            print("third start: a cache of the program's second counts as stale and is made anew")
-        except (AssertionError, harness.HarnessError) as failure:
-            print("FAIL: %s" % failure)
-            if args.keep_files:
-                print("scratch files in " + session.directory)
-            return 1
-    return 0
+    # The program as old as the cache, to the second: the cache counts as stale and is made anew.
+    os.utime(elf, ns=(made_at, made_at))
+    log, proxy = run_start(session, args, image, lambda port: second_options(elf, sim_port, port), "third")
+    expect_in_log(log, ["SymbolTable::validDebugInfo(), False\n",
+                        "SymbolTable::generateDebugInfo(), Cache: %s\n" % cache], "third", proxy)
+    if os.stat(cache).st_mtime_ns == made_at:
+        fail("third: the stale cache was not made anew", proxy)
+    with open(cache, "rb") as remade:
+        if remade.read() != dump:
+            fail("third: the cache made anew differs from readelf's dump", proxy)
+    print("third start: a cache of the program's second counts as stale and is made anew")
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    gdbsession.run(__doc__, run, paths=("tarnwick", "target_sim", "fixtures", "sources"))

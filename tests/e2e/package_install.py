@@ -8,17 +8,16 @@ target simulator, must show GDB the tasks of the FreeRTOS snapshot: so it found 
 was installed and ran the dump tool.
 """
 
-import argparse
 import difflib
 import filecmp
 import glob
 import os
 import shutil
 import subprocess
-import sys
 import tarfile
 
 import demo_script
+import gdbsession
 import harness
 
 SOURCE_DIR = demo_script.SOURCE_DIR
@@ -139,32 +138,18 @@ def check_session(session, args, tarnwick):
         raise AssertionError("the installed tarnwick left an empty debug-info cache")
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--case", required=True, choices=["install", "deb", "tgz"])
-    parser.add_argument("--build-dir", required=True)
-    parser.add_argument("--target-sim", required=True)
-    parser.add_argument("--keep-files", action="store_true", help="keep the scratch directory for inspection")
-    args = parser.parse_args()
-    args.build_dir = os.path.abspath(args.build_dir)
-    args.target_sim = os.path.abspath(args.target_sim)
-    install = {"install": install_tree, "deb": install_deb, "tgz": install_tgz}[args.case]
-    with harness.Session(keep_files=args.keep_files) as session:
-        try:
-            root, bin_dir = install(session, args)
-            check_layout(root, bin_dir)
-            tarnwick = os.path.join(root, bin_dir, "tarnwick")
-            check_banner(tarnwick)
-            check_session(session, args, tarnwick)
-            print("%s: %s/tarnwick with drivers/drivers.csv beside it; banner and session as expected"
-                  % (args.case, bin_dir))
-        except (AssertionError, harness.HarnessError, subprocess.TimeoutExpired) as failure:
-            print("FAIL: %s" % failure)
-            if args.keep_files:
-                print("scratch files in " + session.directory)
-            return 1
-    return 0
+def check_install(args, session):
+    root, bin_dir = INSTALLERS[args.case](session, args)
+    check_layout(root, bin_dir)
+    tarnwick = os.path.join(root, bin_dir, "tarnwick")
+    check_banner(tarnwick)
+    check_session(session, args, tarnwick)
+    print("%s: %s/tarnwick with drivers/drivers.csv beside it; banner and session as expected"
+          % (args.case, bin_dir))
 
+
+INSTALLERS = {"install": install_tree, "deb": install_deb, "tgz": install_tgz}
 
 if __name__ == "__main__":
-    sys.exit(main())
+    gdbsession.run(__doc__, check_install, paths=("build_dir", "target_sim"),
+                   options=[(["--case"], {"required": True, "choices": sorted(INSTALLERS)})])

@@ -17,14 +17,13 @@ leaving QEMU stopped): thread 1 alone at each session's first stop, every task a
 Ctrl-C.
 """
 
-import argparse
 import os
 import re
 import signal
 import subprocess
-import sys
 
 import freertos_targets
+import gdbsession
 import harness
 import qemu_tasks
 
@@ -38,7 +37,7 @@ DETECTED = "Detected rtos variant: ARM_CM4F (no port file; architecture v7E-M wi
 
 
 def session_commands(elf, port, breakpoint):
-    return freertos_targets.connect_commands(elf, port) + [
+    return gdbsession.connect_commands(elf, port) + [
         "echo @first\\n", "info threads", "break " + breakpoint, "echo @second\\n", "continue", "info threads"
     ] + freertos_targets.monitor("state", "rtos state") + ["echo @detach\\n", "detach", "echo @end\\n"]
 
@@ -66,11 +65,8 @@ def expected_console(listen, sim_port):
 
 class PersistSuite(freertos_targets.Suite):
     def start_persistent_tarnwick(self):
-        listen = harness.free_port()
-        proxy = self.session.start_tarnwick(self.args.tarnwick, self.sim_port, listen, [
-            "--file", self.elf, "--debug_info_cache", self.session.path("persist.proxy_cache"),
-            "--gdbserver_connect_timeout", CONNECT_TIMEOUT, "--persist", "true"])
-        return proxy, listen
+        return self.session.start_tarnwick_for(self.args.tarnwick, self.sim_port, self.elf,
+                                               ["--gdbserver_connect_timeout", CONNECT_TIMEOUT, "--persist", "true"])
 
     def check_session(self, proxy, port, number):
         breakpoint = BREAKPOINTS[number - 1]
@@ -89,7 +85,7 @@ class PersistSuite(freertos_targets.Suite):
 
     def check_server_gone(self, proxy, port):
         self.sim.stop()
-        result = self.session.run_gdb(freertos_targets.connect_commands(self.elf, port), name="gdb_no_server",
+        result = self.session.run_gdb(gdbsession.connect_commands(self.elf, port), name="gdb_no_server",
                                       timeout=freertos_targets.GDB_TIMEOUT)
         if "Remote communication error.  Target disconnected." not in result.stderr:
             raise AssertionError("GDB without a server: %s\n%s" % (result.stdout, result.stderr))
@@ -141,7 +137,6 @@ class QemuSuite:
         self.program = qemu_tasks.PROGRAMS["cm4f"]
         self.elf = os.path.join(args.fixtures, self.program.elf)
         self.symbols = qemu_tasks.ElfSymbols(self.elf)
-        self.qemu_port = None
 
     def expected_view(self, running):
         """info threads at a breakpoint of the running task, as parse_info_threads gives it without GDB's
@@ -156,12 +151,12 @@ class QemuSuite:
             "echo @first\\n", "info threads", "break " + breakpoint, "echo @second\\n", "continue",
             "info threads", "echo @disconnect\\n", "disconnect"]
         result = self.session.run_gdb(commands, name="gdb_qemu_%d" % number, timeout=qemu_tasks.GDB_TIMEOUT)
-        sections = harness.marked_sections(result.stdout)
-        first = harness.parse_info_threads(sections.get("first", "").splitlines())
+        sections = gdbsession.marked_sections(result.stdout)
+        first = gdbsession.parse_info_threads(sections.get("first", "").splitlines())
         if first != {1: (1, "1 RUNNING", True)}:
             raise AssertionError("%s: at the first stop info threads shows %s:\n%s\n%s" % (
                 label, first, result.stdout, result.stderr))
-        second = harness.parse_info_threads(sections.get("second", "").splitlines())
+        second = gdbsession.parse_info_threads(sections.get("second", "").splitlines())
         shown = {tid: shown_label for tid, (_, shown_label, _) in second.items()}
         if shown != self.expected_view(running):
             raise AssertionError("%s: at %s info threads shows %s, expected %s:\n%s\n%s" % (
@@ -171,11 +166,9 @@ class QemuSuite:
         harness.wait_for_listening(proxy, port, 5.0)
 
     def run(self):
-        _, self.qemu_port = self.session.start_qemu(self.program.machine, self.elf)
-        listen = harness.free_port()
-        proxy = self.session.start_tarnwick(self.args.tarnwick, self.qemu_port, listen, [
-            "--file", self.elf, "--debug_info_cache", self.session.path("qemu.proxy_cache"),
-            "--gdbserver_connect_timeout", CONNECT_TIMEOUT, "--persist", "true"])
+        proxy, listen = self.session.start_tarnwick_before_qemu(
+            self.args.tarnwick, self.program.machine, self.elf,
+            ["--gdbserver_connect_timeout", CONNECT_TIMEOUT, "--persist", "true"])
         for number in (1, 2, 3):
             self.check_session(proxy, listen, number)
         print("three GDB sessions through one tarnwick in front of QEMU, each from its first stop")
@@ -191,32 +184,15 @@ class QemuSuite:
         print("the port detected in each session; Ctrl-C ends the waiting tarnwick with status 0")
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--case", choices=["sim", "qemu"], default="sim")
-    parser.add_argument("--tarnwick", required=True)
-    parser.add_argument("--target-sim", help="the target simulator, for --case sim")
-    parser.add_argument("--fixtures", required=True, help="directory of the built target programs")
-    parser.add_argument("--keep-files", action="store_true", help="keep the scratch directory for inspection")
-    args = parser.parse_args()
-    for name in ("tarnwick", "target_sim", "fixtures"):
-        if getattr(args, name) is not None:
-            setattr(args, name, os.path.abspath(getattr(args, name)))
-    with harness.Session(keep_files=args.keep_files) as session:
-        try:
-            if args.case == "qemu":
-                QemuSuite(args, session).run()
-            elif args.target_sim is None:
-                raise harness.HarnessError("--case sim needs --target-sim")
-            else:
-                PersistSuite(args, session, PROGRAM, freertos_targets.PROGRAMS[PROGRAM]).run()
-        except (AssertionError, harness.HarnessError) as failure:
-            print("FAIL: %s" % failure)
-            if args.keep_files:
-                print("scratch files in " + session.directory)
-            return 1
-    return 0
+def run(args, session):
+    if args.case == "qemu":
+        QemuSuite(args, session).run()
+    elif args.target_sim is None:
+        raise harness.HarnessError("--case sim needs --target-sim")
+    else:
+        PersistSuite(args, session, PROGRAM, freertos_targets.PROGRAMS[PROGRAM]).run()
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    gdbsession.run(__doc__, run, paths=("tarnwick", "target_sim?", "fixtures"),
+                   options=[(["--case"], {"choices": ["sim", "qemu"], "default": "sim"})])

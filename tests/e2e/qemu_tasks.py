@@ -19,15 +19,14 @@ task, the stopped one current; thread N and info registers give each switched-ou
 sp past it; bt reaches the task's entry function.
 """
 
-import argparse
 import collections
 import difflib
 import json
 import os
 import re
 import subprocess
-import sys
 
+import gdbsession
 import harness
 
 GDB_TIMEOUT = 30.0
@@ -84,10 +83,10 @@ class ElfSymbols:
 
 
 def gdb_prelude(elf, port, debug_remote=False):
-    lines = list(harness.GDB_PRELUDE)
+    lines = list(gdbsession.GDB_PRELUDE)
     if debug_remote:
         lines += ["set debug remote 1", "set debug remote-packet-max-chars unlimited"]
-    return lines + ["file " + elf, "target remote 127.0.0.1:%d" % port]
+    return gdbsession.connect_commands(elf, port, lines)
 
 
 def stop_dump(program):
@@ -303,34 +302,24 @@ def hexwords(words):
 # GDB's thread view through tarnwick's FreeRTOS driver, printed after each stop's dump.
 THREAD_VIEW = ["echo @threads\\n", "info threads", "echo @registers\\n", "thread apply all info registers",
                "echo @backtraces\\n", "thread apply all bt", "echo @view-end\\n"]
-THREAD_HEADER = re.compile(r"^Thread (\d+) \(Thread (\d+) \((.*?)\)\):$")
 CORE_REGISTERS = ["r%d" % number for number in range(13)] + ["sp", "lr", "pc", "xpsr"]
 
 
 def parse_thread_views(output):
-    """One dictionary per stop: 'threads' maps a thread id to (GDB's number, its label, current or not),
-    'registers' and 'frames' map a thread id to its register values and its backtrace's function names."""
-    views, view, section, thread = [], None, None, None
+    """One view per stop, as gdbsession.thread_view makes it."""
+    views, parts, section = [], None, None
     for line in output.splitlines():
         if line == "@threads":
-            view, section = {"threads": {}, "registers": {}, "frames": {}}, "threads"
-        elif view is None:
+            parts, section = {"threads": [], "registers": [], "backtraces": []}, "threads"
+        elif parts is None:
             continue
         elif line in ("@registers", "@backtraces"):
-            section, thread = ("registers" if line == "@registers" else "frames"), None
+            section = line[1:]
         elif line == "@view-end":
-            views.append(view)
-            view = None
-        elif section == "threads" and harness.THREAD_LINE.match(line):
-            view["threads"].update(harness.parse_info_threads([line]))
-        elif THREAD_HEADER.match(line):
-            thread = int(THREAD_HEADER.match(line).group(2))
-            view[section][thread] = {} if section == "registers" else []
-        elif thread is not None and section == "registers" and harness.REGISTER_LINE.match(line):
-            name, value = harness.REGISTER_LINE.match(line).groups()
-            view["registers"][thread][name] = int(value, 16)
-        elif thread is not None and section == "frames" and harness.FRAME_LINE.match(line):
-            view["frames"][thread].append(harness.FRAME_LINE.match(line).group(2))
+            views.append(gdbsession.thread_view(parts["threads"], parts["registers"], parts["backtraces"]))
+            parts = None
+        else:
+            parts[section].append(line)
     return views
 
 
@@ -405,10 +394,17 @@ def check_backtrace(program, stops, output, symbols):
 VARIANTS = {"qemu_sched_cm3.elf": "ARM_CM3", "qemu_sched_cm4f.elf": "ARM_CM4F"}
 
 
-def tarnwick_arguments(session, program, elf):
-    """Options of tarnwick for this program, with a debug-info cache of the session's own."""
-    return ["--file", elf, "--debug_info_cache", session.path(program.elf + ".proxy_cache"),
-            "--rtos", "freertos", "--rtos_variant", VARIANTS[program.elf]]
+def tarnwick_arguments(program):
+    """Options of tarnwick for this program beside its file and cache."""
+    return ["--rtos", "freertos", "--rtos_variant", VARIANTS[program.elf]]
+
+
+def start_route(session, args, program, elf, route):
+    """QEMU halted at reset, and on the route "tarnwick" tarnwick in front of it; the port GDB connects to."""
+    if route != "tarnwick":
+        return session.start_qemu(program.machine, elf, name="qemu_" + route)[1]
+    return session.start_tarnwick_before_qemu(args.tarnwick, program.machine, elf, tarnwick_arguments(program),
+                                              name="qemu_" + route)[1]
 
 
 def run_gdb_checked(session, commands, name):
@@ -424,11 +420,7 @@ def program_case(args, key):
     elf = os.path.join(args.fixtures, program.elf)
     with harness.Session(keep_files=args.keep_files) as session:
         for route in ("direct", "tarnwick"):
-            _, port = session.start_qemu(program.machine, elf, name="qemu_" + route)
-            if route == "tarnwick":
-                listen = harness.free_port()
-                session.start_tarnwick(args.tarnwick, port, listen, tarnwick_arguments(session, program, elf))
-                port = listen
+            port = start_route(session, args, program, elf, route)
             label = "%s %s" % (program.elf, "through tarnwick" if route == "tarnwick" else "straight from QEMU")
             commands = session_commands(program, elf, port, thread_view=route == "tarnwick")
             result = run_gdb_checked(session, commands, "gdb_" + route)
@@ -453,11 +445,7 @@ def registers_case(args):
         outputs = {}
         with harness.Session(keep_files=args.keep_files) as session:
             for route in ("direct", "tarnwick"):
-                _, port = session.start_qemu(program.machine, elf, name="qemu_" + route)
-                if route == "tarnwick":
-                    listen = harness.free_port()
-                    session.start_tarnwick(args.tarnwick, port, listen, tarnwick_arguments(session, program, elf))
-                    port = listen
+                port = start_route(session, args, program, elf, route)
                 commands = gdb_prelude(elf, port) + ["info all-registers", "detach"]
                 lines = run_gdb_checked(session, commands, "gdb_" + route).stdout.splitlines()
                 outputs[route] = [line for line in lines if not line.startswith("[Inferior 1")]
@@ -518,12 +506,10 @@ def control_case(args):
     program = PROGRAMS["cm3"]
     elf = os.path.join(args.fixtures, program.elf)
     with harness.Session(keep_files=args.keep_files) as session:
-        _, qemu_port = session.start_qemu(program.machine, elf, name="qemu")
-        listen = harness.free_port()
-        proxy = session.start_tarnwick(args.tarnwick, qemu_port, listen,
-                                       tarnwick_arguments(session, program, elf) + ["--loglevel", "15"])
+        proxy, listen = session.start_tarnwick_before_qemu(args.tarnwick, program.machine, elf,
+                                                           tarnwick_arguments(program) + ["--loglevel", "15"])
         result = run_gdb_checked(session, control_commands(elf, listen), "gdb_control")
-        sections = harness.marked_sections(result.stdout)
+        sections = gdbsession.marked_sections(result.stdout)
         events = remote_log(result.stderr)
         sent = [payload for kind, payload in events if kind == "sent"]
         if "QStartNoAckMode" in sent or ("ack", "") not in events:
@@ -590,26 +576,9 @@ def determinism_case(args):
             print("%s: registers and %d bytes of RAM equal in two runs" % (os.path.basename(elf), len(first[1])))
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--case", required=True,
-                        choices=["cm3", "cm4f", "registers", "control", "determinism"])
-    parser.add_argument("--tarnwick", required=True)
-    parser.add_argument("--fixtures", required=True, help="directory of the built target programs")
-    parser.add_argument("--keep-files", action="store_true", help="keep the scratch directory for inspection")
-    args = parser.parse_args()
-    args.tarnwick = os.path.abspath(args.tarnwick)
-    args.fixtures = os.path.abspath(args.fixtures)
-    cases = {"cm3": lambda: program_case(args, "cm3"), "cm4f": lambda: program_case(args, "cm4f"),
-             "registers": lambda: registers_case(args), "control": lambda: control_case(args),
-             "determinism": lambda: determinism_case(args)}
-    try:
-        cases[args.case]()
-    except (AssertionError, harness.HarnessError) as failure:
-        print("FAIL: %s" % failure)
-        return 1
-    return 0
-
+CASES = {"cm3": lambda args: program_case(args, "cm3"), "cm4f": lambda args: program_case(args, "cm4f"),
+         "registers": registers_case, "control": control_case, "determinism": determinism_case}
 
 if __name__ == "__main__":
-    sys.exit(main())
+    gdbsession.run(__doc__, lambda args: CASES[args.case](args), session=False,
+                   options=[(["--case"], {"required": True, "choices": sorted(CASES)})])

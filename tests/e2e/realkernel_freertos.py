@@ -16,17 +16,16 @@ With --unavailable (the real kernels could not be unpacked) the suite prints the
 SKIPPED, which ctest reports as a skipped test.
 """
 
-import argparse
 import collections
 import json
 import os
 import re
+import struct
 import subprocess
-import sys
 
+import gdbsession
 import harness
 
-SKIPPED = 77
 # Starts the lines that divide GDB's output into the sections of the session; "@" starts the kernel's values.
 SECTION = "%%"
 MONITOR_FORMS = {"": "table", "-t ": "tree", "-m ": "json"}
@@ -125,6 +124,22 @@ for base, suffixes in VARIANTS.items():
             elf="realkernel_freertos_%s_%s.elf" % (base, suffix))
 PROGRAMS["cm3_registry_3"] = PROGRAMS["cm3_registry_3"]._replace(registry=3)
 FRAME_WORDS = 83
+# Where an extended frame keeps the floating-point registers: the words of s16-s31, of s0-s15, and of FPSCR.
+FLOAT_SLOTS = {frame_cm4f: (9, 33, 49), frame_cm33_ntz: (10, 34, 50), frame_mpu: (0, 16, 32)}
+# The task that blocks with s0-s15 = -1.0 to -16.0 and s16-s31 = 16.0 to 31.0 where the core has an FPU.
+FLOAT_TASK = "CountingSem"
+FLOAT_PATTERN = dict([("s%d" % n, -1.0 - n) for n in range(16)] + [("s%d" % n, float(n)) for n in range(16, 32)])
+# The switched-out task whose r5 the session writes: blocked on the binary semaphore.
+WRITTEN_TASK = "BinarySem"
+WRITE_SETUP = r'''
+def address(expression):
+    return int(gdb.parse_and_eval("(unsigned long) (%s)" % expression))
+
+running_id = address("pxCurrentTCB")
+task_id = address("app_tasks[APP_TASK_BINARY].handle")
+frame_start = address("((struct tskTaskControlBlock *) app_tasks[APP_TASK_BINARY].handle)->pxTopOfStack") - 4 * CONTEXT
+frame_words = WORDS
+'''
 # The words of a memory protection port's context that lie before pxTopOfStack.
 CONTEXT_WORDS = 52
 
@@ -132,6 +147,20 @@ CONTEXT_WORDS = 52
 def in_control_block(program):
     """The port keeps a switched-out task's context in its control block, not on its stack."""
     return program.frame is frame_mpu
+
+
+def holds_floats(program):
+    """The core has an FPU and the port may save an extended frame on Cortex-M."""
+    return program.frame in FLOAT_SLOTS and bool(program.fpu)
+
+
+def float_registers(program, words):
+    """s0-s31 and FPSCR as the extended frame in words holds them."""
+    high, low, fpscr = FLOAT_SLOTS[program.frame]
+    registers = {"s%d" % n: words[low + n] for n in range(16)}
+    registers.update(("s%d" % (16 + n), words[high + n]) for n in range(16))
+    registers["fpscr"] = words[fpscr]
+    return registers
 
 
 def names(first, last):
@@ -152,12 +181,7 @@ def expected_registers(program, words, top):
 def connect(session, args, program, elf):
     """Starts QEMU halted at reset and tarnwick straight in front of its gdbstub; returns tarnwick's process and
     the port GDB connects to. No --rtos_variant: tarnwick finds the port in the program's debug information."""
-    _, qemu_port = session.start_qemu(program.machine, elf)
-    listen = harness.free_port()
-    proxy = session.start_tarnwick(args.tarnwick, qemu_port, listen,
-                                   ["--file", elf, "--debug_info_cache", session.path("proxy_cache"),
-                                    "--rtos", "freertos"])
-    return proxy, listen
+    return session.start_tarnwick_before_qemu(args.tarnwick, program.machine, elf, ["--rtos", "freertos"])
 
 
 def check_console(program, proxy, registry):
@@ -204,12 +228,11 @@ def truth_commands(in_control_block):
     return lines
 
 
-THREAD_HEADER = re.compile(r"^Thread (\d+) \(Thread (\d+) \((.*?)\)\):$")
 
 
-def session_commands(elf, port, in_control_block):
-    lines = harness.GDB_PRELUDE + [
-        "file " + elf, "target remote 127.0.0.1:%d" % port,
+def session_commands(program, elf, port):
+    in_control_block = program.frame is frame_mpu
+    lines = gdbsession.connect_commands(elf, port) + [
         "break HardFault_Handler" if "ca9" not in elf else "break Undefined_Handler",
         "break app_assert_failed", "break checkpoint_reached", "continue"]
     lines += ["echo %%stop 1\\n"] + truth_commands(in_control_block)
@@ -219,8 +242,14 @@ def session_commands(elf, port, in_control_block):
         # GDB writes what the target says through a stream of its own, buffered apart from the echo lines.
         lines += ["echo %s%s\\n" % (SECTION, label),
                   'python gdb.write(gdb.execute("monitor rtos %sstate", to_string=True))' % form]
+    if holds_floats(program):
+        lines += ["echo %%floats\\n", "thread apply all " + gdbsession.float_registers_command()]
+    lines += ["echo %%write\\n"] + gdbsession.register_write_commands(WRITE_SETUP.replace(
+        "CONTEXT", str(CONTEXT_WORDS if in_control_block else 0)).replace("WORDS", str(FRAME_WORDS)))
     lines += ["echo %%continue\\n", "continue", "echo %%stop 2\\n"] + truth_commands(in_control_block)
-    lines += ["echo %%threads2\\n", "info threads", "echo %%kill\\n", "kill", "echo %%end\\n"]
+    lines += ["echo %%threads2\\n", "info threads"]
+    lines += gdbsession.watch_commands("app_checkpoints", SECTION + "watch")
+    lines += ["echo %%kill\\n", "kill", "echo %%end\\n"]
     return lines
 
 
@@ -290,27 +319,10 @@ class Symbols:
         return {address: (text[2 * i], text[2 * i + 1].rsplit(":", 1)[0]) for i, address in enumerate(addresses)}
 
 
-def parse_view(text):
-    """info threads, the registers and the backtraces of every thread, keyed by thread id."""
-    view = {"threads": {}, "registers": {}, "frames": {}}
-    section, thread = None, None
-    for line in text.splitlines():
-        if line in ("@threads", "@registers", "@backtraces"):
-            section, thread = line[1:], None
-        elif section == "threads" and harness.THREAD_LINE.match(line):
-            view["threads"].update(harness.parse_info_threads([line]))
-        elif THREAD_HEADER.match(line):
-            thread = int(THREAD_HEADER.match(line).group(2))
-            if section == "registers":
-                view["registers"][thread] = {}
-            else:
-                view["frames"][thread] = []
-        elif thread is not None and section == "registers" and harness.REGISTER_LINE.match(line):
-            name, value = harness.REGISTER_LINE.match(line).groups()
-            view["registers"][thread][name] = int(value, 16)
-        elif thread is not None and section == "backtraces" and harness.FRAME_LINE.match(line):
-            view["frames"][thread].append(harness.FRAME_LINE.match(line).group(2))
-    return view
+def parse_floats(text):
+    """Thread id to its floating-point registers, from "thread apply all info registers s0 ... fpscr"."""
+    return {tid: gdbsession.parse_float_registers(lines)
+            for tid, lines in gdbsession.per_thread(text.splitlines()).items()}
 
 
 def parse_tree(text):
@@ -413,6 +425,37 @@ class Checker:
                                      % (task["name"], pc, function, source, self.kernel_source))
         return len(pcs)
 
+    def check_floats(self, truth, shown):
+        """Every switched-out task with an extended frame shows the floating-point registers of that frame."""
+        checked = []
+        for index, task in truth["tasks"].items():
+            words = truth["frames"][index]
+            if task["tcb"] == truth["current"] or not expected_registers(self.program, words, task["top"])[1]:
+                continue
+            expected = float_registers(self.program, words)
+            actual = shown.get(task["tcb"], {})
+            wrong = ["%s %s, not 0x%x" % (name, "-" if actual.get(name) is None else "0x%x" % actual[name], value)
+                     for name, value in sorted(expected.items()) if actual.get(name) != value]
+            if wrong:
+                raise AssertionError("the floating-point registers of %s (extended frame at 0x%x): %s"
+                                     % (task["name"], task["top"], "; ".join(wrong)))
+            checked.append(task["name"])
+            if task["name"] == FLOAT_TASK:
+                held = {name: struct.unpack("<f", struct.pack("<I", expected[name]))[0] for name in FLOAT_PATTERN}
+                if held != FLOAT_PATTERN:
+                    raise AssertionError("the extended frame of %s does not hold its pattern: %s" % (task["name"], held))
+        if FLOAT_TASK not in checked:
+            raise AssertionError("%s, blocked after loading its pattern, has no extended frame (checked: %s)"
+                                 % (FLOAT_TASK, checked))
+
+    def check_write(self, truth, write):
+        """r5 written on the task blocked on the binary semaphore lands in its frame; its backtrace stays its own."""
+        task = next(task for task in truth["tasks"].values() if task["name"] == WRITTEN_TASK)
+        gdbsession.check_register_write(write, lambda words: self.program.frame(words)[0]["r5"], WRITTEN_TASK)
+        frames = [found.group(2) for found in map(gdbsession.FRAME_LINE.match, write["bt_after"].splitlines()) if found]
+        if "task_binary" not in frames or "checkpoint_reached" in frames:
+            raise AssertionError("bt of %s after flushregs is not its own:\n%s" % (task["name"], write["bt_after"]))
+
     def check_state(self, truth, monitor):
         """The three forms of monitor rtos state agree, and the tree holds the kernel's values."""
         tree = parse_tree(monitor["-t"])
@@ -488,66 +531,58 @@ class Checker:
                 raise AssertionError("monitor rtos state, timer %s: %s" % (timer["name"], "; ".join(wrong)))
 
 
-def run(args):
+def run(args, session):
+    if args.unavailable is not None:
+        raise gdbsession.Skip(args.unavailable)
     program = PROGRAMS[args.program]
     elf = os.path.join(args.fixtures, program.elf)
-    with harness.Session(keep_files=args.keep_files) as session:
-        proxy, port = connect(session, args, program, elf)
-        result = session.run_gdb(session_commands(elf, port, in_control_block(program)), timeout=GDB_TIMEOUT)
-        session.write_file("gdb.output", result.stdout + "\n--- standard error\n" + result.stderr)
-        sections = harness.marked_sections(result.stdout, SECTION)
-        if "end" not in sections:
-            raise AssertionError("the GDB session did not finish (status %d):\nstdout:\n%s\nstderr:\n%s" % (
-                result.returncode, harness.indent(result.stdout), harness.indent(result.stderr)))
-        checker = Checker(program, elf, args.kernel_source)
-        first = parse_truth(sections["stop 1"])
-        if first.get("count") != 0 or len(first["tasks"]) != 13:
-            raise AssertionError("the first stop is not the first checkpoint:\n" + sections["stop 1"])
-        if first["registry"] != REGISTRY_SLOTS:
-            raise AssertionError("the queue registry has %d slots, the session reads %d"
-                                 % (first["registry"], REGISTRY_SLOTS))
-        if program.registry is not None:
-            # Only the slots that the program's own xQueueRegistrySize names are read.
-            first["queues"] = {slot: queue for slot, queue in first["queues"].items() if slot < program.registry}
-        view = parse_view("@threads\n" + sections["threads"] + "@registers\n" + sections["registers"] +
-                          "@backtraces\n" + sections["backtraces"])
-        checker.check_threads(first, view, 1)
-        switched = checker.check_switched_out(first, view)
-        monitor = {form.strip(): sections[label] for form, label in MONITOR_FORMS.items()}
-        checker.check_state(first, monitor)
-        second = parse_truth(sections["stop 2"])
-        if second.get("count") != 1:
-            raise AssertionError("continue did not reach the next checkpoint:\n" + sections["continue"])
-        checker.check_threads(second, parse_view("@threads\n" + sections["threads2"]), 2)
-        if "[Inferior 1 (Remote target) killed]" not in sections["kill"]:
-            raise AssertionError("kill: %r" % sections["kill"])
-        print(check_console(program, proxy, first["registry"]))
-        print("%s: %d tasks listed, %d switched-out frames and backtraces, monitor rtos state in three forms "
-              "with %d registry objects and %d timers, continued to the next checkpoint, killed"
-              % (program.elf, len(first["tasks"]), switched, len(first["queues"]), len(first["timers"])))
-
-
-def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--program", required=True, choices=sorted(PROGRAMS))
-    parser.add_argument("--tarnwick", required=True)
-    parser.add_argument("--fixtures", required=True, help="directory of the built target programs")
-    parser.add_argument("--kernel-source", help="the unpacked FreeRTOS-Kernel tree the programs were built from")
-    parser.add_argument("--unavailable", help="why the real kernels are missing: print it and skip")
-    parser.add_argument("--keep-files", action="store_true", help="keep the scratch directory for inspection")
-    args = parser.parse_args()
-    if args.unavailable is not None:
-        print(args.unavailable)
-        return SKIPPED
-    args.tarnwick = os.path.abspath(args.tarnwick)
-    args.fixtures = os.path.abspath(args.fixtures)
-    try:
-        run(args)
-    except (AssertionError, harness.HarnessError) as failure:
-        print("FAIL: %s" % failure)
-        return 1
-    return 0
+    proxy, port = connect(session, args, program, elf)
+    result = session.run_gdb(session_commands(program, elf, port), timeout=GDB_TIMEOUT)
+    session.write_file("gdb.output", result.stdout + "\n--- standard error\n" + result.stderr)
+    sections = gdbsession.marked_sections(result.stdout, SECTION)
+    if "end" not in sections:
+        raise AssertionError("the GDB session did not finish (status %d):\nstdout:\n%s\nstderr:\n%s" % (
+            result.returncode, harness.indent(result.stdout), harness.indent(result.stderr)))
+    checker = Checker(program, elf, args.kernel_source)
+    first = parse_truth(sections["stop 1"])
+    if first.get("count") != 0 or len(first["tasks"]) != 13:
+        raise AssertionError("the first stop is not the first checkpoint:\n" + sections["stop 1"])
+    if first["registry"] != REGISTRY_SLOTS:
+        raise AssertionError("the queue registry has %d slots, the session reads %d"
+                             % (first["registry"], REGISTRY_SLOTS))
+    if program.registry is not None:
+        # Only the slots that the program's own xQueueRegistrySize names are read.
+        first["queues"] = {slot: queue for slot, queue in first["queues"].items() if slot < program.registry}
+    view = gdbsession.thread_view(sections["threads"].splitlines(), sections["registers"].splitlines(),
+                                  sections["backtraces"].splitlines())
+    checker.check_threads(first, view, 1)
+    switched = checker.check_switched_out(first, view)
+    monitor = {form.strip(): sections[label] for form, label in MONITOR_FORMS.items()}
+    checker.check_state(first, monitor)
+    if holds_floats(program):
+        checker.check_floats(first, parse_floats(sections["floats"]))
+    write_lines = sections["write"].splitlines()
+    write = [json.loads(line[len("@write "):]) for line in write_lines if line.startswith("@write ")]
+    if len(write) != 1:
+        raise AssertionError("no register write on %s:\n%s" % (WRITTEN_TASK, sections["write"]))
+    checker.check_write(first, write[0])
+    second = parse_truth(sections["stop 2"])
+    if second.get("count") != 1:
+        raise AssertionError("continue did not reach the next checkpoint:\n" + sections["continue"])
+    checker.check_threads(second, gdbsession.thread_view(sections["threads2"].splitlines()), 2)
+    gdbsession.check_watch(sections["watch"].splitlines(), "app_checkpoints")
+    if "[Inferior 1 (Remote target) killed]" not in sections["kill"]:
+        raise AssertionError("kill: %r" % sections["kill"])
+    print(check_console(program, proxy, first["registry"]))
+    print("%s: %d tasks listed, %d switched-out frames and backtraces, monitor rtos state in three forms "
+          "with %d registry objects and %d timers, r5 of %s written, continued to the next checkpoint, "
+          "stopped by a watchpoint, killed"
+          % (program.elf, len(first["tasks"]), switched, len(first["queues"]), len(first["timers"]),
+             WRITTEN_TASK))
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    gdbsession.run(__doc__, run, options=[
+        (["--program"], {"required": True, "choices": sorted(PROGRAMS)}),
+        (["--kernel-source"], {"help": "the unpacked FreeRTOS-Kernel tree the programs were built from"}),
+        (["--unavailable"], {"help": "why the real kernels are missing: print it and skip"})])

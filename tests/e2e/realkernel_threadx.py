@@ -15,22 +15,19 @@ lists of every object kind, the control blocks and each thread's stack) and that
   - continue stops at the checkpoint again with the same threads; kill ends the session.
 tarnwick is started with --rtos threadx and finds a Cortex-M port from the core's CPUID register; the
 Cortex-M55 and Cortex-A7 ports are named with --rtos_variant.
-When the real kernels were not unpacked, the case prints why and exits with SKIP_CODE.
+When the real kernels were not unpacked, the case prints why and exits with status 77 (skipped).
 """
 
-import argparse
 import difflib
 import json
 import os
 import re
 import struct
 import subprocess
-import sys
-import time
 
+import gdbsession
 import harness
 
-SKIP_CODE = 77
 GDB_TIMEOUT = 40.0
 
 
@@ -196,38 +193,11 @@ for thread in sorted(gdb.selected_inferior().threads(), key=lambda t: t.num):
 print("@views " + json.dumps(views))
 '''
 
-# On the switched-out sleeper: r5 written through GDB reads back and lands in the r5 word of its saved frame
-# (EXC_RETURN, then r4-r11, the Cortex-M0 storing r8-r11 first), the running thread's r5 stays, and flushregs
-# then bt gives the backtrace of before. The old value is put back afterwards.
-WRITE_SCRIPT = r'''
-import gdb, json
-
-def r5():
-    return int(gdb.parse_and_eval("$r5")) & 0xffffffff
-
-def thread_of(thread_id):
-    return next(t for t in gdb.selected_inferior().threads() if (t.ptid[1] or t.ptid[2]) == thread_id)
-
+# The switched-out thread whose registers the session writes, and where its saved context lies.
+WRITE_SETUP = r'''
 saved = next(t for t in truth["threads"] if t["name"] == "sleeper")
-slot = saved["stack_ptr"] + 4 * ((17 if FPU and not saved["frame"][0] & 0x10 else 1) + (5 if LOW_FIRST else 1))
-running, sleeper = thread_of(truth["current"]), thread_of(saved["id"])
-running.switch()
-write = {"running_before": r5()}
-sleeper.switch()
-write["bt_before"] = gdb.execute("bt", to_string=True)
-write["before"] = r5()
-gdb.execute("set var $r5 = 0x5a5a5a5a")
-write["after"] = r5()
-write["word"] = int(gdb.parse_and_eval("*(unsigned int *) %d" % slot)) & 0xffffffff
-gdb.execute("flushregs", to_string=True)
-write["flushed"] = r5()
-write["bt_after"] = gdb.execute("bt", to_string=True)
-running.switch()
-write["running_after"] = r5()
-sleeper.switch()
-gdb.execute("set var $r5 = %d" % write["before"])
-running.switch()
-print("@write " + json.dumps(write))
+running_id, task_id = truth["current"], saved["id"]
+frame_start, frame_words = saved["stack_ptr"], len(saved["frame"])
 '''
 
 MONITOR_FORMATS = [("monitor rtos state", "state.txt"), ("monitor rtos -t state", "state_tree.txt"),
@@ -236,50 +206,21 @@ THREAD_STATES = ["READY", "COMPLETED", "TERMINATED", "SUSPENDED", "SLEEP", "SUSP
                  "SUSPENDED (SEMAPHORE)", "SUSPENDED (EVENT FLAG)", "SUSPENDED (BLOCK MEMORY)",
                  "SUSPENDED (BYTE MEMORY)", "SUSPENDED (IO DRIVER)", "SUSPENDED (TX FILE)", "SUSPENDED (TCP/IP)",
                  "SUSPENDED (MUTEX)"]
-INFO_THREADS_ROW = re.compile(r"^(\*)?\s+(\d+)\s+Thread (\d+) \((.*?)\)\s")
-REGISTER_ROW = re.compile(r"^(\w+)\s+0x([0-9a-f]+)\s")
-FRAME_ROW = re.compile(r"^#\d+\s+(?:0x[0-9a-f]+ in )?(\S+) \(")
 
 
 def differences(expected, actual):
     return "\n".join(difflib.unified_diff(expected, actual, "expected", "actual", lineterm=""))
 
 
-def start_qemu(session, program, elf, timeout=5.0, attempts=3):
-    """Like the harness's Session.start_qemu, with the program's own machine options (a -cpu, say); returns
-    the gdbstub's port once it listens."""
-    for attempt in range(attempts):
-        port = harness.free_port()
-        process = session.start("qemu_%d" % (attempt + 1), [
-            harness.QEMU, "-M", program.machine] + program.qemu_options + [
-            "-kernel", elf, "-nographic", "-S", "-gdb", "tcp:127.0.0.1:%d" % port, "-monitor", "none",
-            "-serial", "none"])
-        deadline = time.monotonic() + timeout
-        while time.monotonic() < deadline and not process.exited():
-            if harness.is_listening(port):
-                return port
-            time.sleep(0.02)
-        if not process.exited() or "Address already in use" not in process.stderr():
-            break
-    raise harness.HarnessError("QEMU's gdbstub did not listen:\n" + process.describe())
-
-
 def connect(session, args, program):
     """QEMU halted at reset, tarnwick in front of its gdbstub; returns tarnwick's process and the port GDB
     connects to. The one place that says how tarnwick reaches QEMU."""
     elf = os.path.join(args.fixtures, program.elf)
-    qemu_port = start_qemu(session, program, elf)
-    listen = harness.free_port()
-    options = ["--file", elf, "--debug_info_cache", session.path("target.proxy_cache"), "--rtos", "threadx",
-               "--loglevel", "15"]
+    options = ["--rtos", "threadx", "--loglevel", "15"]
     if program.named:
         options += ["--rtos_variant", program.variant]
-    proxy = session.start_tarnwick(args.tarnwick, qemu_port, listen, options)
-    return proxy, listen
-
-
-def python_block(script):
-    return ["python"] + script.strip("\n").splitlines() + ["end"]
+    return session.start_tarnwick_before_qemu(args.tarnwick, program.machine, elf, options,
+                                              qemu_options=program.qemu_options)
 
 
 def monitor_path(session, suffix):
@@ -287,22 +228,21 @@ def monitor_path(session, suffix):
 
 
 def session_commands(session, program, elf, port):
-    commands = harness.GDB_PRELUDE + [
-        "file " + elf, "target remote 127.0.0.1:%d" % port, "break checkpoint_reached", "break fault_handler",
+    commands = gdbsession.connect_commands(elf, port) + [
+        "break checkpoint_reached", "break fault_handler",
         "echo @first stop\\n", "continue", "echo @threads\\n", "info threads"]
-    commands += python_block(TRUTH_SCRIPT)
-    commands += python_block(VIEW_SCRIPT.replace("FPU", str(program.fpu)))
+    commands += gdbsession.python_block(TRUTH_SCRIPT)
+    commands += gdbsession.python_block(VIEW_SCRIPT.replace("FPU", str(program.fpu)))
     # GDB prints a monitor command's output on standard error; a log file per command keeps each apart.
     commands += ["set logging overwrite on", "set logging redirect on"]
     for command, suffix in MONITOR_FORMATS:
         commands += ["set logging file " + monitor_path(session, suffix), "set logging enabled on", command,
                      "set logging enabled off"]
     if not program.a_profile:
-        commands += python_block(WRITE_SCRIPT.replace("FPU", str(program.fpu)).replace("LOW_FIRST",
-                                                                                        str(program.low_first)))
+        commands += gdbsession.register_write_commands(WRITE_SETUP)
     commands += ["echo @continue\\n", "continue", "echo @threads again\\n", "info threads"]
     # A hardware watchpoint on a variable the checker writes: GDB names it and shows old and new value.
-    commands += ["delete", "watch checkpoint_count", "echo @watch\\n", "continue", "delete", "echo @kill\\n", "kill"]
+    commands += gdbsession.watch_commands("checkpoint_count", "@watch") + ["echo @kill\\n", "kill"]
     return commands
 
 
@@ -326,12 +266,7 @@ def marked(output):
 
 def info_threads(lines):
     """Thread id to (current, label) from the rows of info threads."""
-    rows = {}
-    for line in lines:
-        found = INFO_THREADS_ROW.match(line)
-        if found:
-            rows[int(found.group(3))] = (found.group(1) == "*", found.group(4))
-    return rows
+    return {tid: (current, label) for tid, (_, label, current) in gdbsession.parse_info_threads(lines).items()}
 
 
 def check_thread_list(truth, lines, what):
@@ -424,7 +359,7 @@ def check_views(program, truth, views, symbols):
         view = by_id.get(thread["id"])
         if view is None:
             raise AssertionError("GDB has no thread for %s (0x%x)" % (name, thread["id"]))
-        trace = [FRAME_ROW.match(line).group(1) for line in view["bt"].splitlines() if FRAME_ROW.match(line)]
+        trace = [found.group(2) for found in map(gdbsession.FRAME_LINE.match, view["bt"].splitlines()) if found]
         if thread["entry"] not in trace:
             raise AssertionError("bt of %s does not reach its entry function %s:\n%s" % (
                 name, thread["entry"], harness.indent(view["bt"])))
@@ -439,7 +374,7 @@ def check_views(program, truth, views, symbols):
                 name, call, harness.indent(view["bt"])))
         shown = {}
         for line in view["registers"].splitlines():
-            found = REGISTER_ROW.match(line)
+            found = gdbsession.REGISTER_LINE.match(line)
             if found:
                 shown[found.group(1)] = int(found.group(2), 16)
         expected, saved_s16_s31 = saved_registers(program, thread)
@@ -579,28 +514,16 @@ def expect_log(proxy, lines):
             raise AssertionError("tarnwick's log lacks %r:\n%s" % (line, proxy.describe()))
 
 
-def check_write(write):
-    wanted = {"after": 0x5a5a5a5a, "word": 0x5a5a5a5a, "flushed": 0x5a5a5a5a,
-              "running_after": write["running_before"], "bt_after": write["bt_before"]}
-    wrong = {key: (write[key], value) for key, value in wanted.items() if write[key] != value}
-    if wrong or write["before"] == 0x5a5a5a5a:
-        raise AssertionError("set var $r5 on the switched-out sleeper: (shown, expected) %s\n%s" % (wrong, write))
+def r5_of_frame(program, words):
+    """r5 in the frame the port saved: EXC_RETURN, s16-s31 when it is extended, then r4-r11 (the Cortex-M0
+    storing r8-r11 first)."""
+    return words[(17 if program.fpu and not words[0] & 0x10 else 1) + (5 if program.low_first else 1)]
 
 
-WATCH_STOP = re.compile(r"^Thread \d+ hit Hardware watchpoint \d+: checkpoint_count$")
-
-
-def check_watch(lines):
-    text = "\n".join(lines)
-    old = [line for line in lines if line.startswith("Old value = ")]
-    new = [line for line in lines if line.startswith("New value = ")]
-    if not any(WATCH_STOP.match(line) for line in lines) or len(old) != 1 or len(new) != 1 or \
-            int(new[0].split()[-1]) != int(old[0].split()[-1]) + 1:
-        raise AssertionError("the watchpoint stop does not name the watchpoint with old and new value:\n%s"
-                             % harness.indent(text))
-
-
-def run_case(session, args, program):
+def run_case(args, session):
+    if args.skip_reason:
+        raise gdbsession.Skip(args.skip_reason)
+    program = PROGRAMS[args.case]
     elf = os.path.join(args.fixtures, program.elf)
     proxy, port = connect(session, args, program)
     result = session.run_gdb(session_commands(session, program, elf, port), timeout=GDB_TIMEOUT)
@@ -624,40 +547,16 @@ def run_case(session, args, program):
     check_monitor(session, expected_state(truth))
     check_thread_list(truth, parts["threads again"], "after continue")
     if not program.a_profile:
-        check_write(parts["write"])
-    check_watch(parts["watch"])
+        gdbsession.check_register_write(parts["write"], lambda words: r5_of_frame(program, words), "sleeper")
+    gdbsession.check_watch(parts["watch"], "checkpoint_count")
     if parts["kill"] != ["[Inferior 1 (Remote target) killed]"]:
         raise AssertionError("kill printed %r" % parts["kill"])
     expect_log(proxy, ["ThreadX, port driver created: %s\n" % program.variant])
-
-
-def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--case", required=True, choices=sorted(PROGRAMS))
-    parser.add_argument("--tarnwick", required=True)
-    parser.add_argument("--fixtures", required=True, help="directory of the built target programs")
-    parser.add_argument("--skip-reason", default="",
-                        help="why the real kernels are not there; the case then skips with this line")
-    parser.add_argument("--keep-files", action="store_true", help="keep the scratch directory for inspection")
-    args = parser.parse_args()
-    if args.skip_reason:
-        print(args.skip_reason)
-        return SKIP_CODE
-    args.tarnwick = os.path.abspath(args.tarnwick)
-    args.fixtures = os.path.abspath(args.fixtures)
-    program = PROGRAMS[args.case]
-    with harness.Session(keep_files=args.keep_files) as session:
-        try:
-            run_case(session, args, program)
-            print("%s: every thread and object as the kernel holds them" % args.case)
-        except (AssertionError, harness.HarnessError) as failure:
-            print("FAIL: %s" % failure)
-            return 1
-        finally:
-            if args.keep_files:
-                print("scratch files in " + session.directory)
-    return 0
+    print("%s: every thread and object as the kernel holds them" % program.elf)
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    gdbsession.run(__doc__, run_case,
+                   options=[(["--case"], {"required": True, "choices": sorted(PROGRAMS)}),
+                            (["--skip-reason"], {"default": "", "help": "why the real kernels are not there; "
+                                                                          "the case then skips with this line"})])

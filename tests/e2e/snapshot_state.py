@@ -7,11 +7,9 @@ tests/fixtures/expected/ over fake peers; here the same texts must reach GDB who
 The first stop shows the core alone (thread 1), so the commands run after the second.
 """
 
-import argparse
 import os
-import sys
 
-import harness
+import gdbsession
 
 EXPECTED_DIR = os.path.normpath(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "fixtures",
                                              "expected"))
@@ -37,43 +35,25 @@ def expected_text(name):
         return text.read()
 
 
-def check(args):
+def check(args, session):
     elf_name, options, second_stop, prefix = SNAPSHOTS[args.kernel]
     elf = os.path.join(args.fixtures, elf_name)
-    with harness.Session(keep_files=args.keep_files) as session:
-        _, sim_port = session.start_target_sim(args.target_sim, elf, ["--ram", "0x20000000:0x10000"])
-        listen = harness.free_port()
-        proxy = session.start_tarnwick(args.tarnwick, sim_port, listen, [
-            "--file", elf, "--debug_info_cache", session.path(elf_name + ".proxy_cache")] + options)
-        commands = harness.GDB_PRELUDE + ["file " + elf, "target remote 127.0.0.1:%d" % listen] + second_stop
-        for name, command, _ in FORMS:
-            commands += monitor(name, command)
-        commands += ["echo @detach\\n", "detach"]
-        result = session.run_gdb(commands, name="gdb")
-        sections = harness.marked_sections(result.stdout)
-        for name, _, suffix in FORMS:
-            expected = expected_text(prefix + suffix) + "\n"
-            if sections.get(name) != expected:
-                raise AssertionError("%s: monitor output %s is\n%r\nexpected\n%r\n%s" % (
-                    elf_name, name, sections.get(name), expected, proxy.describe()))
-        print("%s: the three forms of monitor rtos state arrived as expected" % elf_name)
-
-
-def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--kernel", required=True, choices=sorted(SNAPSHOTS))
-    parser.add_argument("--tarnwick", required=True)
-    parser.add_argument("--target-sim", required=True)
-    parser.add_argument("--fixtures", required=True, help="directory of the built target programs")
-    parser.add_argument("--keep-files", action="store_true", help="keep the scratch directory for inspection")
-    args = parser.parse_args()
-    try:
-        check(args)
-    except (AssertionError, harness.HarnessError) as error:
-        print("FAIL: %s" % error)
-        return 1
-    return 0
+    _, sim_port = session.start_target_sim(args.target_sim, elf, ["--ram", "0x20000000:0x10000"])
+    proxy, listen = session.start_tarnwick_for(args.tarnwick, sim_port, elf, options)
+    commands = gdbsession.connect_commands(elf, listen) + second_stop
+    for name, command, _ in FORMS:
+        commands += monitor(name, command)
+    commands += ["echo @detach\\n", "detach"]
+    result = session.run_gdb(commands, name="gdb")
+    sections = gdbsession.marked_sections(result.stdout)
+    for name, _, suffix in FORMS:
+        expected = expected_text(prefix + suffix) + "\n"
+        if sections.get(name) != expected:
+            raise AssertionError("%s: monitor output %s is\n%r\nexpected\n%r\n%s" % (
+                elf_name, name, sections.get(name), expected, proxy.describe()))
+    print("%s: the three forms of monitor rtos state arrived as expected" % elf_name)
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    gdbsession.run(__doc__, check, paths=("tarnwick", "target_sim", "fixtures"),
+                   options=[(["--kernel"], {"required": True, "choices": sorted(SNAPSHOTS)})])

@@ -10,6 +10,7 @@ import os
 import re
 import subprocess
 
+import gdbsession
 import harness
 
 SOURCE = "target_threads.c"
@@ -148,19 +149,6 @@ PROGRAMS = {
 CALL_WORDS = 6  # entry, work and inner function each pushed a frame pointer and lr
 
 
-def elf_symbols(elf):
-    """Symbol name to (address, size) from arm-none-eabi-nm."""
-    listing = subprocess.run(["arm-none-eabi-nm", "-S", elf], capture_output=True, text=True, check=True).stdout
-    table = {}
-    for line in listing.splitlines():
-        fields = line.split()
-        if len(fields) == 4:
-            table[fields[3]] = (int(fields[0], 16), int(fields[1], 16))
-        elif len(fields) == 3:
-            table[fields[2]] = (int(fields[0], 16), 0)
-    return table
-
-
 class Image:
     """A built program with its symbols; answers the questions of the checks."""
 
@@ -169,7 +157,7 @@ class Image:
         self.program = program
         self.elf = elf or os.path.join(fixtures_dir, program.elf_name)
         self.source = os.path.join(sources_dir, SOURCE)
-        self.symbols = elf_symbols(self.elf)
+        self.symbols = gdbsession.elf_symbols(self.elf)
         self.core_pc = None
         with open(self.source) as text:
             self.source_lines = text.read().splitlines()

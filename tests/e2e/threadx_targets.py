@@ -16,13 +16,12 @@ Second session, a new tarnwick and a new GDB to the same simulator: the kernel d
 the M profile, the core too (no --rtos_variant; the CPUID register is read); the same threads and registers.
 """
 
-import argparse
 import difflib
 import json
 import os
 import subprocess
-import sys
 
+import gdbsession
 import harness
 import threadx_programs as tx
 
@@ -55,10 +54,9 @@ def first_session_commands(session, image, port):
     numbers = range(2, 2 + len(tx.THREAD_ORDER))
     # The connection's stop is the first: tarnwick shows thread 1 alone and reads nothing of the kernel. The
     # continue brings the second stop (the simulator stops at once), from which on the kernel's threads show.
-    commands = tx.GDB_SETUP + ["file " + image.elf, "target remote 127.0.0.1:%d" % port,
-                               tx.marked("first stop"), "info threads",
-                               tx.marked("continue"), "continue",
-                               tx.marked("threads"), "info threads"]
+    commands = gdbsession.connect_commands(image.elf, port, tx.GDB_SETUP) + [
+        tx.marked("first stop"), "info threads", tx.marked("continue"), "continue", tx.marked("threads"),
+        "info threads"]
     commands += thread_commands(numbers)
     # GDB prints a monitor command's output on standard error; a log file per command keeps each apart.
     commands += ["set logging overwrite on", "set logging redirect on"]
@@ -78,9 +76,8 @@ def first_session_commands(session, image, port):
 
 def second_session_commands(image, port):
     numbers = range(2, 2 + len(tx.THREAD_ORDER))
-    commands = tx.GDB_SETUP + ["file " + image.elf, "target remote 127.0.0.1:%d" % port,
-                               tx.marked("continue"), "continue",
-                               tx.marked("threads"), "info threads"]
+    commands = gdbsession.connect_commands(image.elf, port, tx.GDB_SETUP) + [
+        tx.marked("continue"), "continue", tx.marked("threads"), "info threads"]
     return commands + thread_commands(numbers) + [tx.marked("detach"), "detach"]
 
 
@@ -261,35 +258,15 @@ def second_session(session, args, image, sim_port):
     expect_log(proxy, expected_log, name)
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--case", required=True, choices=sorted(tx.PROGRAMS))
-    parser.add_argument("--tarnwick", required=True)
-    parser.add_argument("--target-sim", required=True)
-    parser.add_argument("--fixtures", required=True, help="directory of the built target programs")
-    parser.add_argument("--sources", required=True, help="tests/fixtures/targets/threadx of the source tree")
-    parser.add_argument("--expected", required=True, help="tests/fixtures/expected of the source tree")
-    parser.add_argument("--keep-files", action="store_true", help="keep the scratch directory for inspection")
-    args = parser.parse_args()
-    for name in ("tarnwick", "target_sim", "fixtures", "sources", "expected"):
-        setattr(args, name, os.path.abspath(getattr(args, name)))
+def run(args, session):
     image = tx.Image(tx.PROGRAMS[args.case], args.fixtures, args.sources)
-    with harness.Session(keep_files=args.keep_files) as session:
-        try:
-            _, sim_port = tx.start_target(session, image, args.target_sim)
-            first_session(session, args, image, sim_port)
-            print("%s: first session as expected" % args.case)
-            second_session(session, args, image, sim_port)
-            print("%s: second session, kernel detected, as expected" % args.case)
-            if args.keep_files:
-                print("scratch files in " + session.directory)
-        except (AssertionError, harness.HarnessError) as failure:
-            print("FAIL: %s" % failure)
-            if args.keep_files:
-                print("scratch files in " + session.directory)
-            return 1
-    return 0
+    _, sim_port = tx.start_target(session, image, args.target_sim)
+    first_session(session, args, image, sim_port)
+    print("%s: first session as expected" % args.case)
+    second_session(session, args, image, sim_port)
+    print("%s: second session, kernel detected, as expected" % args.case)
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    gdbsession.run(__doc__, run, paths=("tarnwick", "target_sim", "fixtures", "sources", "expected"),
+                   options=[(["--case"], {"required": True, "choices": sorted(tx.PROGRAMS)})])

@@ -4,11 +4,10 @@ monitor commands in all three forms. Memcheck must find no error and no definite
 have done its work: every task a thread, the state command answered.
 """
 
-import argparse
 import re
-import sys
 import time
 
+import gdbsession
 import harness
 
 # Program, breakpoint for the second stop, driver options, tasks the kernel holds, a line the monitor
@@ -25,24 +24,13 @@ MEMCHECK = ["valgrind", "--tool=memcheck", "--leak-check=full", "--show-leak-kin
 THREAD_LINE = re.compile(r"^[* ] +\d+ +Thread (?!1 )\d+ \(", re.MULTILINE)
 
 
-def fail(message):
-    print("FAIL: " + message)
-    sys.exit(1)
-
-
 def start_under_memcheck(session, tarnwick, sim_port, listen_port, elf, driver_args, timeout=60.0):
     argv = MEMCHECK + ["--log-file=" + session.path("memcheck.log"), tarnwick,
                        "--server_connection", "127.0.0.1:%d" % sim_port, "--port", str(listen_port),
                        "--file", elf, "--debug_info_cache", session.path("program.proxy_cache")] + driver_args
     process = session.start("tarnwick", argv)
-    deadline = time.monotonic() + timeout
-    while time.monotonic() < deadline:
-        if process.exited():
-            fail("tarnwick ended before it listened:\n" + process.describe())
-        if harness.is_listening(listen_port):
-            return process
-        time.sleep(0.1)
-    fail("tarnwick under memcheck did not listen within %.0f s:\n%s" % (timeout, process.describe()))
+    harness.wait_for_listening(process, listen_port, timeout)
+    return process
 
 
 def gdb_commands(elf, port, breakpoint):
@@ -73,7 +61,7 @@ def gdb_commands(elf, port, breakpoint):
     ]
 
 
-def run(case, args):
+def run_case(case, args):
     program, breakpoint, driver_args, tasks, state_line = CASES[case]
     elf = "%s/%s" % (args.fixtures, program)
     with harness.Session(keep_files=args.keep_files) as session:
@@ -90,43 +78,34 @@ def run(case, args):
             harness.indent(result.stdout), harness.indent(result.stderr), harness.indent(memcheck),
             tarnwick.describe())
         if not tarnwick.exited():
-            fail("%s: tarnwick did not end after GDB detached%s" % (case, where))
+            raise AssertionError("%s: tarnwick did not end after GDB detached%s" % (case, where))
         status = tarnwick.popen.returncode
         if status != 0:
-            fail("%s: tarnwick under memcheck ended with status %d%s" % (case, status, where))
+            raise AssertionError("%s: tarnwick under memcheck ended with status %d%s" % (case, status, where))
         if "ERROR SUMMARY: 0 errors from 0 contexts" not in memcheck:
-            fail("%s: memcheck reports errors%s" % (case, where))
+            raise AssertionError("%s: memcheck reports errors%s" % (case, where))
         if "definitely lost: 0 bytes" not in memcheck and "no leaks are possible" not in memcheck:
-            fail("%s: memcheck reports a definite leak%s" % (case, where))
+            raise AssertionError("%s: memcheck reports a definite leak%s" % (case, where))
         if not tarnwick.stdout().endswith("Proxy stopped.\n"):
-            fail("%s: tarnwick did not end in order%s" % (case, where))
+            raise AssertionError("%s: tarnwick did not end in order%s" % (case, where))
         threads = THREAD_LINE.findall(result.stdout)
         # The first stop shows the core alone (not a kernel thread line), the second and last the tasks.
         if len(threads) != 2 * tasks:
-            fail("%s: %d thread lines, expected the %d tasks twice%s" % (case, len(threads), tasks, where))
+            raise AssertionError("%s: %d thread lines, expected the %d tasks twice%s" % (case, len(threads), tasks, where))
         # GDB in batch mode writes what monitor commands print to its standard error.
         output = result.stdout + result.stderr
         # "nothing" and the empty word are no commands; the state command fails too where a driver lacks it.
         if state_line not in output or output.count("Failed to execute command") < 2:
-            fail("%s: the monitor commands were not answered%s" % (case, where))
+            raise AssertionError("%s: the monitor commands were not answered%s" % (case, where))
         summary = re.search(r"ERROR SUMMARY: .*", memcheck).group(0)
         print("%s: %d threads, monitor answered; memcheck: %s" % (case, tasks, summary))
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--tarnwick", required=True)
-    parser.add_argument("--target-sim", required=True)
-    parser.add_argument("--fixtures", required=True)
-    parser.add_argument("--case", choices=sorted(CASES), action="append")
-    parser.add_argument("--keep-files", action="store_true")
-    args = parser.parse_args()
-    try:
-        for case in args.case or sorted(CASES):
-            run(case, args)
-    except harness.HarnessError as error:
-        fail(str(error))
+def run(args):
+    for case in args.case or sorted(CASES):
+        run_case(case, args)
 
 
 if __name__ == "__main__":
-    main()
+    gdbsession.run(__doc__, run, paths=("tarnwick", "target_sim", "fixtures"), session=False,
+                   options=[(["--case"], {"choices": sorted(CASES), "action": "append"})])

@@ -5,6 +5,7 @@
 #include "rtos/threadx/ThreadxRtosDriver.h"
 
 #include <cstdint>
+#include <map>
 #include <string>
 
 // One of our ThreadX-shaped fixture programs as the driver meets it after a symbol negotiation: the
@@ -27,8 +28,8 @@ public:
 
     // The address of a symbol of the program; fails the test if there is none.
     std::uint32_t address(const std::string& symbol) const;
-    // Where member lies in the object at object, by the program's own layout of structure; fails the test
-    // if the layout has no such member.
+    // Where member lies in the object at object, by the program's own layout of structure as GDB reads it;
+    // fails the test if the layout has no such member.
     std::uint32_t memberAddress(std::uint32_t object, const std::string& structure,
                                 const std::string& member) const;
     // Lays a little-endian word into the target's memory, as the kernel would have written it.
@@ -41,8 +42,13 @@ public:
     void resetReads() { target.resetReads(); }
 
 private:
+    // Member name to offset in structure, as GDB prints it with ptype/o.
+    std::map<std::string, std::uint32_t> gdbLayout(const std::string& structure) const;
+
     KernelTarget target;
     ThreadxRtosDriver threadx;
+    std::string elf;
+    mutable std::map<std::string, std::map<std::string, std::uint32_t>> layouts;
 };
 
 #endif

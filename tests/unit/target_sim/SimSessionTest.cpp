@@ -1,14 +1,11 @@
 #include "target_sim/SimSession.h"
 
-#include "target_sim/SimHex.h"
-
 #include <chrono>
 #include <gtest/gtest.h>
 
 using targetsim::Profile;
 using targetsim::RegisterFile;
 using targetsim::SimConfig;
-using targetsim::SimHex;
 using targetsim::SimSession;
 using targetsim::SimTarget;
 
@@ -239,11 +236,11 @@ TEST(SimSessionTest, MonitorCommandsCountMemoryReads) {
     fixture.reply("m20000000,4");
     fixture.reply("m20000000,2");
     fixture.reply("m0,4");
-    // "sim stats"
-    EXPECT_EQ(SimHex::encodeText("packets 0, m packets 3, m bytes 6\n"),
+    // "sim stats", answered "packets 0, m packets 3, m bytes 6\n"
+    EXPECT_EQ("7061636b65747320302c206d207061636b65747320332c206d20627974657320360a",
               fixture.reply("qRcmd,73696d207374617473"));
-    // "halt" is not ours
-    EXPECT_EQ(SimHex::encodeText("target_sim: unknown monitor command: halt\n"),
+    // "halt" is not ours: "target_sim: unknown monitor command: halt\n"
+    EXPECT_EQ("7461726765745f73696d3a20756e6b6e6f776e206d6f6e69746f7220636f6d6d616e643a2068616c740a",
               fixture.reply("qRcmd,68616c74"));
     // "sim reset-stats"
     EXPECT_EQ("OK", fixture.reply("qRcmd,73696d2072657365742d7374617473"));
