@@ -3,7 +3,14 @@
 #include "base/StringUtil.h"
 #include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"
+#include "rtos/AbstractRtosDriver.h"
 #include "rtos/MissingMemberLog.h"
+
+namespace {
+
+constexpr unsigned int kNameLength = 20;
+
+} // namespace
 
 bool FreeRtosKernelObject::bind(const std::string& structure, unsigned int address) {
     if (!SymbolTable::resolveDataStructure(structure, address, layout)) {
@@ -48,6 +55,14 @@ bool FreeRtosKernelObject::readWord(const std::string& member, unsigned int& val
     return true;
 }
 
+std::optional<unsigned int> FreeRtosKernelObject::word(const std::string& member) {
+    unsigned int value = 0;
+    if (!readWord(member, value)) {
+        return std::nullopt;
+    }
+    return value;
+}
+
 bool FreeRtosKernelObject::readByte(const std::string& member, unsigned char& value) {
     MemberInfo info;
     if (!read(member, 1, info)) {
@@ -55,6 +70,14 @@ bool FreeRtosKernelObject::readByte(const std::string& member, unsigned char& va
     }
     value = info.getDataUINT8();
     return true;
+}
+
+std::optional<std::string> FreeRtosKernelObject::readName(unsigned int address) {
+    std::string name;
+    if (!AbstractRtosDriver::readString(server, address, kNameLength, name)) {
+        return std::nullopt;
+    }
+    return name;
 }
 
 std::string FreeRtosKernelObject::decimal(const std::string& member, const std::string& fallback) {

@@ -1,0 +1,26 @@
+#ifndef TARNWICK_RTOS_TASKRECORD_H
+#define TARNWICK_RTOS_TASKRECORD_H
+
+#include <optional>
+#include <string>
+
+class TargetThread;
+
+// What every kernel's task walk tells of one task, before any of it is text. A value the walk could not
+// read is absent; each rendering decides how an absent value shows.
+struct TaskRecord {
+    // The address of the task's control block.
+    unsigned int id = 0;
+    // The task whose registers are the core's own.
+    bool active = false;
+    std::optional<std::string> name;
+    // Where the task's saved frame lies.
+    std::optional<unsigned int> stackPointer;
+
+    // GDB's thread of the task, named absentName when the name could not be read. False, thread untouched,
+    // for a switched-out task without a stack pointer: its registers cannot be had, and that task alone
+    // is left out of the thread list.
+    bool toThread(const std::string& absentName, TargetThread& thread) const;
+};
+
+#endif
