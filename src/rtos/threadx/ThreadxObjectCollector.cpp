@@ -3,9 +3,7 @@
 #include "base/StringUtil.h"
 #include "debuginfo/SymbolTable.h"
 #include "rtos/KernelInfoNode.h"
-#include "rtos/ListWalkBound.h"
 #include "rtos/threadx/ThreadxReader.h"
-#include "rtos/threadx/ThreadxRtosDriver.h"
 #include "rtos/threadx/ThreadxTimerTicks.h"
 
 #include <string>
@@ -133,15 +131,16 @@ const char* const kThreadName = "tx_thread_name";
 const char* const kNameSeparator = ", ";
 
 // The field's text; empty when the member cannot be looked up or read.
-std::string fieldValue(ThreadxRtosDriver& driver, RspClient& server, StructInfo& object, const Field& field) {
+std::string fieldValue(RspClient& server, StructInfo& object, const Field& field) {
     std::string text;
     if (field.kind == ValueKind::NAME) {
-        driver.readObjectName(server, object, field.member, text);
+        ThreadxReader::readName(server, object, field.member, text);
         return text;
     }
     unsigned int ticks = 0;
     if (field.kind == ValueKind::TICKS_LEFT) {
-        return ThreadxTimerTicks::ticksLeft(server, object, ticks) ? StringUtil::to_string(ticks, 10, 0) : text;
+        return ThreadxTimerTicks::ticksLeft(server, object, ticks) ? StringUtil::to_string(ticks, 10, 0)
+                                                                   : text;
     }
     unsigned int word = 0;
     if (!ThreadxReader::readMember(server, object, field.member, word)) {
@@ -160,7 +159,7 @@ std::string fieldValue(ThreadxRtosDriver& driver, RspClient& server, StructInfo&
     case ValueKind::OWNER_NAME: {
         StructInfo owner;
         if (word != 0 && SymbolTable::resolveDataStructure(kThreadStruct, word, owner)) {
-            driver.readObjectName(server, owner, kThreadName, text);
+            ThreadxReader::readName(server, owner, kThreadName, text);
         }
         break;
     }
@@ -171,7 +170,8 @@ std::string fieldValue(ThreadxRtosDriver& driver, RspClient& server, StructInfo&
         unsigned int count = 0;
         bool counted = ThreadxReader::readMember(server, object, field.countMember, count);
         std::vector<std::string> names;
-        if (driver.resolveSuspensionList(server, word, ThreadxRtosDriver::ringLimit(counted, count), names)) {
+        if (ThreadxReader::readSuspensionList(server, word, ThreadxReader::ringLimit(counted, count),
+                                              names)) {
             text = StringUtil::to_string(names, kNameSeparator);
         }
         break;
@@ -187,10 +187,24 @@ bool bindInternal(const ObjectList& list, StructInfo& object, StructInfo& intern
            SymbolTable::resolveDataStructure(list.internalStructure, member.getAddress(), internal);
 }
 
+// The object's node, a child per field of its kind.
+KernelInfoNode objectNode(RspClient& server, const ObjectList& list, StructInfo& object) {
+    StructInfo internal;
+    bool internalBound = bindInternal(list, object, internal);
+    KernelInfoNode node(0, "", list.objectLabel);
+    for (const Field& field : list.fields) {
+        if (field.internal && !internalBound) {
+            continue;
+        }
+        node.addChild(
+            KernelInfoNode(0, fieldValue(server, field.internal ? internal : object, field), field.label));
+    }
+    return node;
+}
+
 } // namespace
 
-bool ThreadxObjectCollector::collect(ThreadxRtosDriver& driver, RspClient& server, Kind kind,
-                                     KernelInfoNode& out) {
+bool ThreadxObjectCollector::collect(RspClient& server, Kind kind, KernelInfoNode& out) {
     const ObjectList& list = kObjectLists[kind];
     unsigned int head = 0;
     if (!ThreadxReader::readSymbol(server, list.headSymbol, head)) {
@@ -199,30 +213,18 @@ bool ThreadxObjectCollector::collect(ThreadxRtosDriver& driver, RspClient& serve
     // Circular like the thread list, and cut the same way at an object seen before or past the count.
     unsigned int count = 0;
     bool counted = head != 0 && ThreadxReader::readSymbol(server, list.countSymbol, count);
-    ListWalkBound bound(std::string("the created list ") + list.headSymbol,
-                        ThreadxRtosDriver::ringLimit(counted, count));
-    unsigned int current = head;
-    while (current != 0 && bound.admit(current)) {
-        StructInfo object;
-        if (!ThreadxReader::bind(server, list.structure, current, object)) {
-            return false;
-        }
-        StructInfo internal;
-        bool internalBound = bindInternal(list, object, internal);
-        KernelInfoNode node(0, "", list.objectLabel);
-        for (const Field& field : list.fields) {
-            if (field.internal && !internalBound) {
-                continue;
+    return ThreadxReader::walkRing(
+        std::string("the created list ") + list.headSymbol, head, ThreadxReader::ringLimit(counted, count),
+        [&](unsigned int current, unsigned int& next) {
+            StructInfo object;
+            if (!ThreadxReader::bind(server, list.structure, current, object)) {
+                return false;
             }
-            node.addChild(KernelInfoNode(
-                0, fieldValue(driver, server, field.internal ? internal : object, field), field.label));
-        }
-        unsigned int next = 0;
-        if (!ThreadxReader::readMember(server, object, list.nextMember, next)) {
-            return false;
-        }
-        out.addChild(node);
-        current = next == head ? 0 : next;
-    }
-    return true;
+            KernelInfoNode node = objectNode(server, list, object);
+            if (!ThreadxReader::readMember(server, object, list.nextMember, next)) {
+                return false;
+            }
+            out.addChild(node);
+            return true;
+        });
 }

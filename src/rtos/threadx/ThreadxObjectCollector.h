@@ -3,7 +3,6 @@
 
 class KernelInfoNode;
 class RspClient;
-class ThreadxRtosDriver;
 
 // ThreadX links the objects of each kind on a circular list with a global head. One walk, driven by a
 // table of what each kind is called and which members it shows, collects them all. It writes no log
@@ -14,7 +13,7 @@ public:
 
     // One child of out per created object of the kind; true with none for an empty list, false if the
     // head, a layout or a next link cannot be had.
-    static bool collect(ThreadxRtosDriver& driver, RspClient& server, Kind kind, KernelInfoNode& out);
+    static bool collect(RspClient& server, Kind kind, KernelInfoNode& out);
 };
 
 #endif
