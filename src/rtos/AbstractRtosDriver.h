@@ -15,6 +15,10 @@ public:
     // Does nothing and returns false: a driver without commands fails every one.
     bool runCommand(RspClient& server, const std::vector<std::string>& words, KernelInfoNode& out) override;
 
+    // The head of every "state" tree: the driver's name and whether the kernel has started, "No kernel
+    // found" standing for a check that could not be made.
+    void addKernelState(RspClient& server, const std::string& driverName, KernelInfoNode& out);
+
     // Reads length bytes and keeps the text before the first zero byte, the last byte read counting as
     // zero, so a name that fills the bytes is cut by one. False for a length of 0 or a failed read.
     static bool readString(RspClient& server, unsigned int address, unsigned int length, std::string& out);

@@ -1,7 +1,5 @@
 #include "rtos/TaskRecord.h"
 
-#include "target/TargetThread.h"
-
 bool TaskRecord::toThread(const std::string& absentName, TargetThread& thread) const {
     if (!active && !stackPointer) {
         return false;

@@ -176,14 +176,7 @@ bool FreeRtosRtosDriver::runCommand(RspClient& server, const std::vector<std::st
     if (words.empty() || words[0] != kStateCommand) {
         return false;
     }
-    out.addChild(KernelInfoNode(0, kDriverId, "Driver"));
-    // "No kernel found" stands for a check that could not be made.
-    std::string kernelState = "No kernel found";
-    bool running = false;
-    if (checkKernelRunning(server, running)) {
-        kernelState = running ? "Started" : "Not started";
-    }
-    out.addChild(KernelInfoNode(0, kernelState, "Kernel state"));
+    addKernelState(server, kDriverId, out);
 
     // Each section stands on its own: a walk that fails leaves out only its own section.
     std::vector<FreeRtosTask> tasks;
@@ -230,7 +223,7 @@ bool FreeRtosRtosDriver::getThreads(RspClient& server, ThreadList& threads) {
     if (!taskWalk.readTasks(server, false, tasks)) {
         return false;
     }
-    FreeRtosTaskView::addThreads(tasks, threads);
+    TaskRecord::addThreads(tasks, FreeRtosTaskView::kAbsent, threads);
     return true;
 }
 

@@ -1,16 +1,14 @@
 #include "rtos/freertos/FreeRtosTaskView.h"
 
 #include "base/StringUtil.h"
-#include "target/TargetThread.h"
-#include "target/ThreadList.h"
 
 #include <iomanip>
 #include <sstream>
 #include <string>
 
-namespace {
+const std::string FreeRtosTaskView::kAbsent = "N/A";
 
-const std::string kAbsent = "N/A";
+namespace {
 
 // By FreeRtosTask::State.
 const char* const kStateTexts[] = {"RUNNING", "READY", "BLOCKED", "SUSPENDED", "DELAYED"};
@@ -25,7 +23,7 @@ std::string decimalOrEmpty(const std::optional<unsigned int>& value) {
 
 std::string runTime(const std::optional<double>& share) {
     if (!share) {
-        return kAbsent;
+        return FreeRtosTaskView::kAbsent;
     }
     std::ostringstream text;
     text << std::fixed << std::setprecision(2) << *share << "%";
@@ -96,13 +94,4 @@ KernelInfoNode FreeRtosTaskView::stackUsage(const std::vector<FreeRtosTask>& tas
         usage.addChild(KernelInfoNode(0, figure.getValue(), task.name.value_or(kAbsent)));
     }
     return usage;
-}
-
-void FreeRtosTaskView::addThreads(const std::vector<FreeRtosTask>& tasks, ThreadList& threads) {
-    for (const FreeRtosTask& task : tasks) {
-        TargetThread thread;
-        if (task.toThread(kAbsent, thread)) {
-            threads.addThread(thread);
-        }
-    }
 }

@@ -4,14 +4,16 @@
 #include "rtos/KernelInfoNode.h"
 #include "rtos/freertos/FreeRtosTask.h"
 
+#include <string>
 #include <vector>
 
-class ThreadList;
-
-// The renderings of FreeRTOS task records: the monitor's "Task" nodes and stack section, and GDB's threads.
-// An unreadable name or figure shows as "N/A", an unreadable priority, state or stack end as nothing.
+// The monitor's renderings of FreeRTOS task records: "Task" nodes and the stack section. An unreadable name
+// or figure shows as "N/A", an unreadable priority, state or stack end as nothing.
 class FreeRtosTaskView {
 public:
+    // How a value that could not be read shows, in the monitor and as a thread's name.
+    static const std::string kAbsent;
+
     // Ids of the children of a task node, by which tests find them.
     enum TaskChild : unsigned int {
         TASK_CHILD_NAME = 0,
@@ -35,8 +37,6 @@ public:
     // One node per task, its name as label and its stack figure as value, under the label of the first
     // task's kind of figure.
     static KernelInfoNode stackUsage(const std::vector<FreeRtosTask>& tasks);
-    // Every task that can be a GDB thread.
-    static void addThreads(const std::vector<FreeRtosTask>& tasks, ThreadList& threads);
 
 private:
     // The stack figure's label and text; false if the task has none.

@@ -156,7 +156,8 @@ bool ThreadxRtosDriver::getThreads(RspClient& server, ThreadList& threads) {
     if (!ThreadxThreadWalk::readThreads(server, false, records)) {
         return false;
     }
-    ThreadxThreadView::addThreads(records, threads);
+    // A name that cannot be read shows as the id.
+    TaskRecord::addThreads(records, "", threads);
     return true;
 }
 
@@ -169,14 +170,7 @@ bool ThreadxRtosDriver::runCommand(RspClient& server, const std::vector<std::str
     if (words.empty() || words[0] != kCommandWord) {
         return false;
     }
-    out.addChild(KernelInfoNode(0, kDriverName, "Driver"));
-
-    bool running = false;
-    std::string kernelState = "No kernel found";
-    if (checkKernelRunning(server, running)) {
-        kernelState = running ? "Started" : "Not started";
-    }
-    out.addChild(KernelInfoNode(0, kernelState, "Kernel state"));
+    addKernelState(server, kDriverName, out);
 
     // The walks run whatever the kernel state is: threads exist before the scheduler starts.
     std::vector<ThreadxThread> threads;

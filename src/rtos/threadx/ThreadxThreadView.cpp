@@ -1,8 +1,6 @@
 #include "rtos/threadx/ThreadxThreadView.h"
 
 #include "base/StringUtil.h"
-#include "target/TargetThread.h"
-#include "target/ThreadList.h"
 
 #include <string>
 
@@ -100,13 +98,4 @@ KernelInfoNode ThreadxThreadView::stackUsage(const std::vector<ThreadxThread>& t
         usage.addChild(KernelInfoNode(0, usageText(thread), thread.name.value_or("")));
     }
     return usage;
-}
-
-void ThreadxThreadView::addThreads(const std::vector<ThreadxThread>& threads, ThreadList& list) {
-    for (const ThreadxThread& thread : threads) {
-        TargetThread target;
-        if (thread.toThread("", target)) {
-            list.addThread(target);
-        }
-    }
 }

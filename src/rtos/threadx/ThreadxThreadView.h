@@ -6,10 +6,8 @@
 
 #include <vector>
 
-class ThreadList;
-
-// The renderings of ThreadX thread records: the monitor's "Thread" nodes and stack section, and GDB's
-// threads. A value that could not be read shows as nothing.
+// The monitor's renderings of ThreadX thread records: "Thread" nodes and the stack section. A value that
+// could not be read shows as nothing.
 class ThreadxThreadView {
 public:
     // The thread's node: what a thread needs, and with detail what the detailed walk read.
@@ -18,8 +16,6 @@ public:
     static void addThreadNodes(const std::vector<ThreadxThread>& threads, bool detail, KernelInfoNode& node);
     // One child per thread: its name as label, its stack use as value.
     static KernelInfoNode stackUsage(const std::vector<ThreadxThread>& threads);
-    // Every thread that can be a GDB thread.
-    static void addThreads(const std::vector<ThreadxThread>& threads, ThreadList& list);
 
 private:
     static std::string usageText(const ThreadxThread& thread);

@@ -8,8 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <optional>
-#include <utility>
 
 using namespace freertostest;
 
@@ -561,61 +559,16 @@ TEST_F(FreeRtosTaskWalkIntegration, UnreadableListHeadCountsAsEmpty) {
     EXPECT_EQ(11u, tasks.getChildNodes().size());
 }
 
-namespace {
-
-FreeRtosTask taskRecord(unsigned int id, bool active, std::optional<std::string> name,
-                        std::optional<unsigned int> stackPointer) {
-    FreeRtosTask record;
-    record.id = id;
-    record.active = active;
-    record.name = std::move(name);
-    record.stackPointer = stackPointer;
-    return record;
-}
-
-} // namespace
-
-TEST(FreeRtosTaskViewTest, TaskBecomesAThread) {
-    ThreadList threads;
-    FreeRtosTaskView::addThreads({taskRecord(0x20000a40, true, std::string("IDLE"), 0x20000800u)}, threads);
-    TargetThread thread;
-    ASSERT_TRUE(threads.getThread(0x20000a40, thread));
-    EXPECT_TRUE(thread.getCpuActive());
-    EXPECT_EQ(0x20000800u, thread.getStackPtr());
-    EXPECT_EQ("IDLE", thread.getName());
-}
-
-// An empty name is named by the id; one that could not be read is named as the monitor shows it.
-TEST(FreeRtosTaskViewTest, ThreadNames) {
-    ThreadList threads;
-    FreeRtosTaskView::addThreads({taskRecord(0x20000a40, false, std::string(), 0x20000800u),
-                                  taskRecord(0x20000b00, false, std::nullopt, 0x20000900u)},
-                                 threads);
-    TargetThread thread;
-    ASSERT_TRUE(threads.getThread(0x20000a40, thread));
-    EXPECT_FALSE(thread.getCpuActive());
-    EXPECT_EQ("20000a40", thread.getName());
-    ASSERT_TRUE(threads.getThread(0x20000b00, thread));
-    EXPECT_EQ("N/A", thread.getName());
-}
-
-TEST(FreeRtosTaskViewTest, OnlyASwitchedOutTaskWithoutStackPointerIsLeftOut) {
-    ThreadList threads;
-    FreeRtosTaskView::addThreads({taskRecord(0x20000a40, false, std::string("Lost"), std::nullopt),
-                                  taskRecord(0x20000b00, true, std::string("Running"), std::nullopt),
-                                  taskRecord(0x20000c00, false, std::string("Waiting"), 0x20000900u)},
-                                 threads);
-    EXPECT_EQ(std::vector<unsigned int>({0x20000b00, 0x20000c00}), threads.getThreadIdentifiers());
-}
-
 TEST(FreeRtosTaskViewTest, StackUsageNamesEachTaskByItsName) {
-    FreeRtosTask idle = taskRecord(1, false, std::string("IDLE"), 0x20000800u);
+    FreeRtosTask idle;
+    idle.name = "IDLE";
     idle.stackSize = 516;
     idle.freeStack = 400;
-    FreeRtosTask worker = taskRecord(2, false, std::string("Worker"), 0x20000900u);
+    FreeRtosTask worker;
+    worker.name = "Worker";
     worker.freeStack = 256;
     worker.freeStackAtLeast = true;
-    FreeRtosTask unknown = taskRecord(3, false, std::nullopt, 0x20000a00u);
+    FreeRtosTask unknown;
     EXPECT_EQ("Stack usage:\n IDLE:116B/516B (22.5%)\n Worker:>256B\n N/A:N/A\n",
               KernelInfoNode::toStringTree(FreeRtosTaskView::stackUsage({idle, worker, unknown}), 0));
     EXPECT_EQ("Min free stack:\n Worker:>256B\n",

@@ -13,8 +13,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <optional>
-#include <utility>
 
 namespace {
 
@@ -86,16 +84,6 @@ bool walkThreads(ThreadxTestKernel& kernel, bool detail, KernelInfoNode& out) {
     bool result = ThreadxThreadWalk::readThreads(kernel.server(), detail, threads);
     ThreadxThreadView::addThreadNodes(threads, detail, out);
     return result;
-}
-
-ThreadxThread threadRecord(unsigned int id, bool active, std::optional<std::string> name,
-                           std::optional<unsigned int> stackPointer) {
-    ThreadxThread thread;
-    thread.id = id;
-    thread.active = active;
-    thread.name = std::move(name);
-    thread.stackPointer = stackPointer;
-    return thread;
 }
 
 } // namespace
@@ -485,37 +473,14 @@ TEST(ThreadxThreadWalkIntegration, CountOfFourBillionOverLinksThatNeverRepeatSto
     EXPECT_TRUE(threads.getThread(kEndlessBase + 4 * 9999, last));
 }
 
-TEST(ThreadxThreadViewTest, ThreadRecordsBecomeThreads) {
-    ThreadList threads;
-    ThreadxThreadView::addThreads({threadRecord(0x20002000, true, std::string("main"), 0x200003bcu),
-                                   threadRecord(0x2000aa00, false, std::nullopt, 4096u)},
-                                  threads);
-    TargetThread thread;
-    ASSERT_TRUE(threads.getThread(0x20002000, thread));
-    EXPECT_TRUE(thread.getCpuActive());
-    EXPECT_EQ(0x200003bcu, thread.getStackPtr());
-    EXPECT_EQ("main", thread.getName());
-    // A name that could not be read shows as the id.
-    ASSERT_TRUE(threads.getThread(0x2000aa00, thread));
-    EXPECT_FALSE(thread.getCpuActive());
-    EXPECT_EQ(4096u, thread.getStackPtr());
-    EXPECT_EQ("2000aa00", thread.getName());
-}
-
-TEST(ThreadxThreadViewTest, OnlyASwitchedOutThreadWithoutStackPointerIsLeftOut) {
-    ThreadList threads;
-    ThreadxThreadView::addThreads({threadRecord(0x20002000, false, std::string("lost"), std::nullopt),
-                                   threadRecord(0x20003000, true, std::string("running"), std::nullopt)},
-                                  threads);
-    EXPECT_EQ(std::vector<unsigned int>({0x20003000}), threads.getThreadIdentifiers());
-}
-
 TEST(ThreadxThreadViewTest, StackUsageTable) {
-    ThreadxThread full = threadRecord(1, false, std::string("main"), 0u);
+    ThreadxThread full;
+    full.name = "main";
     full.stackSize = 1024;
     full.freeStack = 100;
-    ThreadxThread plain = threadRecord(2, false, std::string("idle"), 0u);
-    ThreadxThread anonymous = threadRecord(3, false, std::nullopt, 0u);
+    ThreadxThread plain;
+    plain.name = "idle";
+    ThreadxThread anonymous;
     KernelInfoNode out = ThreadxThreadView::stackUsage({full, plain, anonymous});
     EXPECT_EQ("Stack usage:\n"
               " main:924B/1024B (90.2%)\n"
