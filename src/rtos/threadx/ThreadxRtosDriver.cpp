@@ -8,6 +8,7 @@
 #include "rtos/KernelInfoNode.h"
 #include "rtos/RtosInfo.h"
 #include "rtos/threadx/ThreadxObjectCollector.h"
+#include "rtos/threadx/ThreadxObjectView.h"
 #include "rtos/threadx/ThreadxPortFactory.h"
 #include "rtos/threadx/ThreadxThreadView.h"
 #include "rtos/threadx/ThreadxThreadWalk.h"
@@ -43,22 +44,6 @@ RtosInfo catalogue(kDriverName, {RtosCommand(kCommandWord, "Displays RTOS state"
 // Kernel markers in _tx_thread_system_state while the kernel is being set up.
 constexpr unsigned int kInitializing = 0xf0f0f0f0;
 constexpr unsigned int kInitialized = 0xf0f0f0f1;
-
-struct Section {
-    const char* label;
-    ThreadxObjectCollector::Kind kind;
-};
-
-// The kernel's objects in the order "state" shows them.
-const Section kSections[] = {
-    {"Semaphores", ThreadxObjectCollector::SEMAPHORES},
-    {"Mutexes", ThreadxObjectCollector::MUTEXES},
-    {"Timers", ThreadxObjectCollector::TIMERS},
-    {"Message Queues", ThreadxObjectCollector::QUEUES},
-    {"Event Flags", ThreadxObjectCollector::EVENT_FLAGS},
-    {"Memory Block Pools", ThreadxObjectCollector::BLOCK_POOLS},
-    {"Memory Byte Pools", ThreadxObjectCollector::BYTE_POOLS},
-};
 
 Logger& logger() {
     return Logger::getInstance();
@@ -182,10 +167,12 @@ bool ThreadxRtosDriver::runCommand(RspClient& server, const std::vector<std::str
         ThreadxThreadView::addThreadNodes(threads, true, threadList);
         out.addChild(threadList);
     }
-    for (const Section& section : kSections) {
-        KernelInfoNode node(0, "", section.label);
-        if (ThreadxObjectCollector::collect(server, section.kind, node)) {
-            out.addChild(node);
+    for (ThreadxObjectKinds::Kind kind : ThreadxObjectKinds::kAll) {
+        std::vector<ThreadxObject> objects;
+        if (ThreadxObjectCollector::read(server, kind, objects)) {
+            KernelInfoNode section(0, "", ThreadxObjectKinds::of(kind).sectionLabel);
+            ThreadxObjectView::addObjects(objects, section);
+            out.addChild(section);
         }
     }
     return true;
