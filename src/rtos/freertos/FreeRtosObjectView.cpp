@@ -2,6 +2,7 @@
 
 #include "base/StringUtil.h"
 
+#include <cstddef>
 #include <string>
 
 namespace {
@@ -45,29 +46,69 @@ KernelInfoNode leaf(const std::string& value, const std::string& label) {
     return KernelInfoNode(0, value, label);
 }
 
-} // namespace
+// One child of a queue's or a semaphore's node.
+struct QueueColumn {
+    const char* label;
+    std::string (*text)(const FreeRtosQueue& queue);
+};
 
-KernelInfoNode FreeRtosObjectView::queueNode(const FreeRtosQueue& queue) {
-    KernelInfoNode entry(0, "", "Queue");
-    entry.addChild(leaf(queue.name.value_or(kAbsent), "Name"));
-    entry.addChild(leaf(hex8(queue.address), "Address"));
-    entry.addChild(leaf(decimal(queue.length, ""), "Length"));
-    entry.addChild(leaf(std::to_string(queue.itemSize), "Item size"));
-    entry.addChild(leaf(decimal(queue.messagesWaiting, ""), "Current length"));
-    entry.addChild(leaf(decimal(queue.waitingToSend, ""), "Waiting TX"));
-    entry.addChild(leaf(decimal(queue.waitingToReceive, ""), "Waiting RX"));
+std::string nameOf(const FreeRtosQueue& queue) {
+    return queue.name.value_or(kAbsent);
+}
+
+std::string addressOf(const FreeRtosQueue& queue) {
+    return hex8(queue.address);
+}
+
+std::string lengthOf(const FreeRtosQueue& queue) {
+    return decimal(queue.length, "");
+}
+
+std::string waitingOf(const FreeRtosQueue& queue) {
+    return decimal(queue.messagesWaiting, "");
+}
+
+std::string receiversOf(const FreeRtosQueue& queue) {
+    return decimal(queue.waitingToReceive, "");
+}
+
+const QueueColumn kQueueColumns[] = {
+    {"Name", nameOf},
+    {"Address", addressOf},
+    {"Length", lengthOf},
+    {"Item size", [](const FreeRtosQueue& queue) { return std::to_string(queue.itemSize); }},
+    {"Current length", waitingOf},
+    {"Waiting TX", [](const FreeRtosQueue& queue) { return decimal(queue.waitingToSend, ""); }},
+    {"Waiting RX", receiversOf},
+};
+
+// A semaphore is a queue without items: its length is its size, its messages what is free.
+const QueueColumn kSemaphoreColumns[] = {
+    {"Name", nameOf},
+    {"Address", addressOf},
+    {"Type", [](const FreeRtosQueue& queue) { return semaphoreKind(queue.queueType); }},
+    {"Size", lengthOf},
+    {"Free", waitingOf},
+    {"Blocked tasks", receiversOf},
+};
+
+template <std::size_t N>
+KernelInfoNode columnsNode(const char* label, const QueueColumn (&columns)[N], const FreeRtosQueue& queue) {
+    KernelInfoNode entry(0, "", label);
+    for (const QueueColumn& column : columns) {
+        entry.addChild(leaf(column.text(queue), column.label));
+    }
     return entry;
 }
 
+} // namespace
+
+KernelInfoNode FreeRtosObjectView::queueNode(const FreeRtosQueue& queue) {
+    return columnsNode("Queue", kQueueColumns, queue);
+}
+
 KernelInfoNode FreeRtosObjectView::semaphoreNode(const FreeRtosQueue& semaphore) {
-    KernelInfoNode entry(0, "", "Semaphore");
-    entry.addChild(leaf(semaphore.name.value_or(kAbsent), "Name"));
-    entry.addChild(leaf(hex8(semaphore.address), "Address"));
-    entry.addChild(leaf(semaphoreKind(semaphore.queueType), "Type"));
-    entry.addChild(leaf(decimal(semaphore.length, ""), "Size"));
-    entry.addChild(leaf(decimal(semaphore.messagesWaiting, ""), "Free"));
-    entry.addChild(leaf(decimal(semaphore.waitingToReceive, ""), "Blocked tasks"));
-    return entry;
+    return columnsNode("Semaphore", kSemaphoreColumns, semaphore);
 }
 
 KernelInfoNode FreeRtosObjectView::timerNode(const FreeRtosTimer& timer) {
