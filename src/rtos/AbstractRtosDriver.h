@@ -19,15 +19,6 @@ public:
     // found" standing for a check that could not be made.
     void addKernelState(RspClient& server, const std::string& driverName, KernelInfoNode& out);
 
-    // Reads length bytes and keeps the text before the first zero byte, the last byte read counting as
-    // zero, so a name that fills the bytes is cut by one. False for a length of 0 or a failed read.
-    static bool readString(RspClient& server, unsigned int address, unsigned int length, std::string& out);
-
-    // How many bytes from start upward still hold the kernel's stack fill: the stacks grow downward, so
-    // this is the part never touched. False if the read fails.
-    static bool countStackFill(RspClient& server, unsigned int start, unsigned int size, unsigned char fill,
-                               unsigned int& count);
-
 private:
     RtosDriverInfo info;
 };

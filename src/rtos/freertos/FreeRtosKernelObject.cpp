@@ -3,7 +3,7 @@
 #include "base/StringUtil.h"
 #include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"
-#include "rtos/AbstractRtosDriver.h"
+#include "rtos/KernelMemory.h"
 #include "rtos/MissingMemberLog.h"
 
 namespace {
@@ -74,7 +74,7 @@ bool FreeRtosKernelObject::readByte(const std::string& member, unsigned char& va
 
 std::optional<std::string> FreeRtosKernelObject::readName(unsigned int address) {
     std::string name;
-    if (!AbstractRtosDriver::readString(server, address, kNameLength, name)) {
+    if (!KernelMemory::readString(server, address, kNameLength, name)) {
         return std::nullopt;
     }
     return name;

@@ -4,8 +4,8 @@
 #include "base/StringUtil.h"
 #include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"
-#include "rtos/AbstractRtosDriver.h"
 #include "rtos/CachedArrayLength.h"
+#include "rtos/KernelMemory.h"
 #include "rtos/freertos/FreeRtosKernelObject.h"
 #include "rtos/freertos/FreeRtosList.h"
 
@@ -245,11 +245,11 @@ void FreeRtosTaskWalk::readStack(RspClient& server, FreeRtosKernelObject& tcb, F
         // The end marks the last word of the stack; the total is taken as the kernel tools take it.
         if (*task.stackEnd > start) {
             task.stackSize = *task.stackEnd - start + 8;
-            if (AbstractRtosDriver::countStackFill(server, start, *task.stackSize, kStackFill, freeBytes)) {
+            if (KernelMemory::countStackFill(server, start, *task.stackSize, kStackFill, freeBytes)) {
                 task.freeStack = freeBytes;
             }
         }
-    } else if (AbstractRtosDriver::countStackFill(server, start, kStackProbe, kStackFill, freeBytes)) {
+    } else if (KernelMemory::countStackFill(server, start, kStackProbe, kStackFill, freeBytes)) {
         task.freeStack = freeBytes;
         task.freeStackAtLeast = freeBytes == kStackProbe;
     }

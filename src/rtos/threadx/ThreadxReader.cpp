@@ -4,7 +4,7 @@
 #include "base/StringUtil.h"
 #include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"
-#include "rtos/AbstractRtosDriver.h"
+#include "rtos/KernelMemory.h"
 #include "rtos/ListWalkBound.h"
 #include "rtos/MissingMemberLog.h"
 
@@ -55,7 +55,7 @@ bool ThreadxReader::readName(RspClient& server, StructInfo& object, const std::s
                              std::string& name) {
     unsigned int pointer = 0;
     return readMember(server, object, member, pointer) &&
-           AbstractRtosDriver::readString(server, pointer, kObjectNameLength, name);
+           KernelMemory::readString(server, pointer, kObjectNameLength, name);
 }
 
 std::uint64_t ThreadxReader::ringLimit(bool counted, unsigned int count) {

@@ -1,7 +1,7 @@
 #include "rtos/threadx/ThreadxThreadWalk.h"
 
 #include "debuginfo/StructInfo.h"
-#include "rtos/AbstractRtosDriver.h"
+#include "rtos/KernelMemory.h"
 #include "rtos/threadx/ThreadxReader.h"
 
 #include <optional>
@@ -88,8 +88,7 @@ void ThreadxThreadWalk::readDetail(RspClient& server, StructInfo& layout, Thread
     }
     unsigned int freeBytes = 0;
     if (thread.stackStart && thread.stackSize &&
-        AbstractRtosDriver::countStackFill(server, *thread.stackStart, *thread.stackSize, kStackFill,
-                                           freeBytes)) {
+        KernelMemory::countStackFill(server, *thread.stackStart, *thread.stackSize, kStackFill, freeBytes)) {
         thread.freeStack = freeBytes;
     }
 }

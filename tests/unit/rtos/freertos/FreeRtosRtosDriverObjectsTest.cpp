@@ -1,3 +1,4 @@
+#include "rtos/KernelMemory.h"
 #include "rtos/freertos/FreeRtosObjectView.h"
 #include "rtos/freertos/FreeRtosQueueRegistry.h"
 #include "rtos/freertos/FreeRtosTimerLists.h"
@@ -191,7 +192,7 @@ TEST_F(FreeRtosKernelObjectsIntegration, RegistryItemReadsNameAndHandle) {
     ASSERT_TRUE(FreeRtosQueueRegistry::resolveItem(kernel->server(), item, name, handle));
     EXPECT_EQ(address("xLogQueue"), handle);
     std::string text;
-    ASSERT_TRUE(driver->readString(kernel->server(), name, 20, text));
+    ASSERT_TRUE(KernelMemory::readString(kernel->server(), name, 20, text));
     EXPECT_EQ("LogQueue", text);
 }
 

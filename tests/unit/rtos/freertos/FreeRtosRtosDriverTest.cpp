@@ -1,4 +1,5 @@
 #include "rtos/freertos/FreeRtosRtosDriver.h"
+#include "rtos/KernelMemory.h"
 #include "rtos/freertos/FreeRtosList.h"
 
 #include "FreeRtosDriverTestSupport.h"
@@ -348,9 +349,9 @@ TEST_F(FreeRtosRtosDriverIntegration, StringOfTwentyBytesWithoutTerminatorKeepsN
     }
     ASSERT_TRUE(kernel->target().loadMemory(at, text));
     std::string out;
-    ASSERT_TRUE(driver->readString(kernel->server(), at, 20, out));
+    ASSERT_TRUE(KernelMemory::readString(kernel->server(), at, 20, out));
     EXPECT_EQ("ABCDEFGHIJKLMNOPQRS", out);
-    ASSERT_TRUE(driver->readString(kernel->server(), at + 15, 3, out));
+    ASSERT_TRUE(KernelMemory::readString(kernel->server(), at + 15, 3, out));
     EXPECT_EQ("PQ", out);
     EXPECT_EQ(2u, kernel->memoryReads());
 }
@@ -358,15 +359,15 @@ TEST_F(FreeRtosRtosDriverIntegration, StringOfTwentyBytesWithoutTerminatorKeepsN
 TEST_F(FreeRtosRtosDriverIntegration, StringEndsAtItsTerminator) {
     load("freertos_snapshot.elf");
     std::string out;
-    ASSERT_TRUE(driver->readString(kernel->server(), taskMember("xIdleTCB", "pcTaskName"), 20, out));
+    ASSERT_TRUE(KernelMemory::readString(kernel->server(), taskMember("xIdleTCB", "pcTaskName"), 20, out));
     EXPECT_EQ("IDLE", out);
 }
 
 TEST_F(FreeRtosRtosDriverIntegration, StringThatCannotBeReadLeavesTheText) {
     load("freertos_snapshot.elf");
     std::string out = "before";
-    EXPECT_FALSE(driver->readString(kernel->server(), 0x70000000, 20, out));
-    EXPECT_FALSE(driver->readString(kernel->server(), address("xIdleTCB"), 0, out));
+    EXPECT_FALSE(KernelMemory::readString(kernel->server(), 0x70000000, 20, out));
+    EXPECT_FALSE(KernelMemory::readString(kernel->server(), address("xIdleTCB"), 0, out));
     EXPECT_EQ("before", out);
     EXPECT_EQ(1u, kernel->memoryReads());
 }

@@ -1,4 +1,5 @@
 #include "rtos/threadx/ThreadxRtosDriver.h"
+#include "rtos/KernelMemory.h"
 
 #include "ThreadxTestKernel.h"
 #include "ThreadxTestLog.h"
@@ -321,13 +322,13 @@ TEST_F(ThreadxRtosDriverIntegration, StringsAreCutToOneLessThanTheLength) {
     std::uint32_t longName = nameOf(kernel, "thread_housekeeping");
     std::string text;
     kernel.resetReads();
-    ASSERT_TRUE(kernel.driver().readString(kernel.server(), longName, 20, text));
+    ASSERT_TRUE(KernelMemory::readString(kernel.server(), longName, 20, text));
     EXPECT_EQ("housekeeping and wa", text);
     EXPECT_EQ(1u, kernel.reads());
-    ASSERT_TRUE(kernel.driver().readString(kernel.server(), longName, 5, text));
+    ASSERT_TRUE(KernelMemory::readString(kernel.server(), longName, 5, text));
     EXPECT_EQ("hous", text);
     // A shorter text ends at its zero byte.
-    ASSERT_TRUE(kernel.driver().readString(kernel.server(), nameOf(kernel, "thread_main"), 20, text));
+    ASSERT_TRUE(KernelMemory::readString(kernel.server(), nameOf(kernel, "thread_main"), 20, text));
     EXPECT_EQ("main", text);
 }
 
@@ -336,9 +337,9 @@ TEST_F(ThreadxRtosDriverIntegration, StringOfNoLengthOrUnreadable) {
     ASSERT_TRUE(kernel.ok());
     std::string text = "kept";
     kernel.resetReads();
-    EXPECT_FALSE(kernel.driver().readString(kernel.server(), nameOf(kernel, "thread_main"), 0, text));
+    EXPECT_FALSE(KernelMemory::readString(kernel.server(), nameOf(kernel, "thread_main"), 0, text));
     EXPECT_EQ(1u, kernel.reads());
-    EXPECT_FALSE(kernel.driver().readString(kernel.server(), 0x30000000, 20, text));
+    EXPECT_FALSE(KernelMemory::readString(kernel.server(), 0x30000000, 20, text));
     EXPECT_EQ("kept", text);
 }
 
@@ -348,22 +349,22 @@ TEST_F(ThreadxRtosDriverIntegration, FreeStackCountsTheFillFromTheLowEnd) {
     unsigned int free = 0;
     kernel.resetReads();
     // 1024 bytes, the lowest 100 never written.
-    ASSERT_TRUE(AbstractRtosDriver::countStackFill(kernel.server(), kernel.address("stack_main"), 1024,
-                                                   kStackFill, free));
+    ASSERT_TRUE(
+        KernelMemory::countStackFill(kernel.server(), kernel.address("stack_main"), 1024, kStackFill, free));
     EXPECT_EQ(100u, free);
     EXPECT_EQ(1u, kernel.reads());
     EXPECT_EQ(1024u, kernel.kernel().target().getStats().memoryReadBytes);
     // The fill ends in the middle of a word.
-    ASSERT_TRUE(AbstractRtosDriver::countStackFill(kernel.server(), kernel.address("stack_storage"), 1024,
-                                                   kStackFill, free));
+    ASSERT_TRUE(KernelMemory::countStackFill(kernel.server(), kernel.address("stack_storage"), 1024,
+                                             kStackFill, free));
     EXPECT_EQ(162u, free);
     // Byte 0 used: nothing free.
-    ASSERT_TRUE(AbstractRtosDriver::countStackFill(kernel.server(), kernel.address("stack_heap"), 512,
-                                                   kStackFill, free));
+    ASSERT_TRUE(
+        KernelMemory::countStackFill(kernel.server(), kernel.address("stack_heap"), 512, kStackFill, free));
     EXPECT_EQ(0u, free);
     // All of the stack still filled.
-    ASSERT_TRUE(AbstractRtosDriver::countStackFill(kernel.server(), kernel.address("stack_main"), 64,
-                                                   kStackFill, free));
+    ASSERT_TRUE(
+        KernelMemory::countStackFill(kernel.server(), kernel.address("stack_main"), 64, kStackFill, free));
     EXPECT_EQ(64u, free);
 }
 
@@ -371,7 +372,7 @@ TEST_F(ThreadxRtosDriverIntegration, FreeStackUnreadableLeavesTheCount) {
     ThreadxTestKernel kernel("threadx_state.elf");
     ASSERT_TRUE(kernel.ok());
     unsigned int free = 77;
-    EXPECT_FALSE(AbstractRtosDriver::countStackFill(kernel.server(), 0x30000000, 1024, kStackFill, free));
+    EXPECT_FALSE(KernelMemory::countStackFill(kernel.server(), 0x30000000, 1024, kStackFill, free));
     EXPECT_EQ(77u, free);
 }
 
