@@ -56,6 +56,18 @@ protected:
         return result;
     }
 
+    // The twelve tasks of freertos_snapshot as threads, by their names, ControlLoop the running one.
+    void expectSnapshotThreads(const ThreadList& threads) {
+        ASSERT_EQ(12u, threads.getNumberOfThreads());
+        for (std::size_t i = 0; i < kWalkOrder.size(); ++i) {
+            SCOPED_TRACE(kNames[i]);
+            TargetThread thread;
+            ASSERT_TRUE(threads.getThread(address(kWalkOrder[i]), thread));
+            EXPECT_EQ(kNames[i], thread.getName());
+            EXPECT_EQ(kWalkOrder[i] == "xControlLoopTCB", thread.getCpuActive());
+        }
+    }
+
     std::string captureWalk(bool expected) {
         ::testing::internal::CaptureStdout();
         walk(false, expected);
@@ -156,14 +168,7 @@ TEST_F(FreeRtosTaskWalkIntegration, GetThreadsMakesOneThreadPerTask) {
     ThreadList threads;
     threads.addThread(TargetThread(0x1234, 0x5678));
     ASSERT_TRUE(driver->getThreads(kernel->server(), threads));
-    ASSERT_EQ(12u, threads.getNumberOfThreads());
-    for (std::size_t i = 0; i < kWalkOrder.size(); ++i) {
-        SCOPED_TRACE(kNames[i]);
-        TargetThread thread;
-        ASSERT_TRUE(threads.getThread(address(kWalkOrder[i]), thread));
-        EXPECT_EQ(kNames[i], thread.getName());
-        EXPECT_EQ(kWalkOrder[i] == "xControlLoopTCB", thread.getCpuActive());
-    }
+    expectSnapshotThreads(threads);
     TargetThread worker;
     ASSERT_TRUE(threads.getThread(address("xWorkerTCB"), worker));
     EXPECT_EQ(address("xWorkerStack") + (128 - 51) * 4, worker.getStackPtr());
@@ -178,13 +183,7 @@ TEST_F(FreeRtosTaskWalkIntegration, EveryTaskWithoutTheMiniListItem) {
     load("freertos_snapshot.elf", {}, {}, {"xMINI_LIST_ITEM"});
     ThreadList threads;
     ASSERT_TRUE(driver->getThreads(kernel->server(), threads));
-    ASSERT_EQ(12u, threads.getNumberOfThreads());
-    for (std::size_t i = 0; i < kWalkOrder.size(); ++i) {
-        SCOPED_TRACE(kNames[i]);
-        TargetThread thread;
-        ASSERT_TRUE(threads.getThread(address(kWalkOrder[i]), thread));
-        EXPECT_EQ(kNames[i], thread.getName());
-    }
+    expectSnapshotThreads(threads);
 }
 
 TEST_F(FreeRtosTaskWalkIntegration, HundredTasks) {
@@ -211,13 +210,7 @@ TEST_F(FreeRtosTaskWalkIntegration, HundredTasks) {
 
 TEST_F(FreeRtosTaskWalkIntegration, KernelWithoutTasks) {
     load("freertos_snapshot.elf");
-    for (const char* list :
-         {"xDelayedTaskList1", "xDelayedTaskList2", "xPendingReadyList", "xSuspendedTaskList"}) {
-        writeWord(address(list), 0);
-    }
-    for (unsigned int priority : {0u, 1u, 5u}) {
-        writeWord(address("pxReadyTasksLists") + priority * 20, 0);
-    }
+    emptyEveryTaskList();
     kernel->resetReads();
     KernelInfoNode tasks = walk(true);
     EXPECT_TRUE(tasks.getChildNodes().empty());
