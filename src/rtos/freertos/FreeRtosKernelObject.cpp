@@ -1,6 +1,5 @@
 #include "rtos/freertos/FreeRtosKernelObject.h"
 
-#include "base/StringUtil.h"
 #include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"
 #include "rtos/KernelMemory.h"
@@ -78,14 +77,4 @@ std::optional<std::string> FreeRtosKernelObject::readName(unsigned int address) 
         return std::nullopt;
     }
     return name;
-}
-
-std::string FreeRtosKernelObject::decimal(const std::string& member, const std::string& fallback) {
-    unsigned int value = 0;
-    return readWord(member, value) ? std::to_string(value) : fallback;
-}
-
-std::string FreeRtosKernelObject::hex(const std::string& member, const std::string& fallback) {
-    unsigned int value = 0;
-    return readWord(member, value) ? StringUtil::to_string(value, 16, 8) : fallback;
 }

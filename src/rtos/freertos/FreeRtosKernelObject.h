@@ -34,10 +34,6 @@ public:
     // The kernel name at address, a task's within its control block or an object's anywhere: 20 bytes
     // whatever the kernel's own limit, so that a longer name is cut to one less. Absent if unreadable.
     std::optional<std::string> readName(unsigned int address);
-    // The member in decimal, or fallback.
-    std::string decimal(const std::string& member, const std::string& fallback);
-    // The member as "0x" and eight hexadecimal digits, or fallback.
-    std::string hex(const std::string& member, const std::string& fallback);
 
 private:
     // A member this kernel build lacks is reported once.
