@@ -23,6 +23,18 @@ bool ListWalkBound::admit(unsigned int link) {
     return true;
 }
 
+bool ListWalkBound::walk(unsigned int first, unsigned int end, const Step& step) {
+    unsigned int link = first;
+    while (link != 0 && link != end && admit(link)) {
+        unsigned int next = 0;
+        if (!step(link, next)) {
+            return false;
+        }
+        link = next;
+    }
+    return true;
+}
+
 void ListWalkBound::warn(const char* reason, unsigned int link) {
     cut = true;
     Logger::getInstance().log(Logger::LOG_WARNING, "admit", "Walk of %s cut short at 0x%08x: %s.\n",

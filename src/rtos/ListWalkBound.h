@@ -2,6 +2,7 @@
 #define TARNWICK_RTOS_LISTWALKBOUND_H
 
 #include <cstdint>
+#include <functional>
 #include <set>
 #include <string>
 
@@ -21,6 +22,13 @@ public:
     // first false logs one warning naming the list.
     bool admit(unsigned int link);
     bool wasCut() const { return cut; }
+
+    // Reads the item at link and gives the link that follows it; false ends the walk as a failure.
+    using Step = std::function<bool(unsigned int link, unsigned int& next)>;
+    // The walk every kernel list and ring shares: from first, each admitted link is stepped over, until a
+    // null link, a link equal to end (a list's end marker, a ring's head) or the bound. False only when a
+    // step fails.
+    bool walk(unsigned int first, unsigned int end, const Step& step);
 
 private:
     void warn(const char* reason, unsigned int link);

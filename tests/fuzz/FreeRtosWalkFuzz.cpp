@@ -6,6 +6,7 @@
 #include "rtos/RtosDriverInfo.h"
 #include "rtos/freertos/FreeRtosPortFactory.h"
 #include "rtos/freertos/FreeRtosRtosDriver.h"
+#include "rtos/freertos/FreeRtosTaskView.h"
 
 #include <cstdio>
 #include <memory>
@@ -57,12 +58,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     kernel.serve(data, size);
 
     fixture->walk.walkThreads([](TargetThread&) {});
-    KernelInfoNode tasks(0, "", "Tasks");
-    if (driver.collectTasks(kernel.server(), true, tasks)) {
-        KernelInfoNode usage;
-        driver.collectStackUsage(tasks, usage);
+    std::vector<FreeRtosTask> records;
+    if (driver.getTaskWalk().readTasks(kernel.server(), true, records)) {
+        KernelInfoNode usage = FreeRtosTaskView::stackUsage(records);
         FuzzDriverWalk::render(usage);
     }
+    KernelInfoNode tasks(0, "", "Tasks");
+    FreeRtosTaskView::addTasks(records, true, tasks);
     FuzzDriverWalk::render(tasks);
     fixture->walk.runState();
     return 0;

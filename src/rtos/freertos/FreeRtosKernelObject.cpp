@@ -1,9 +1,15 @@
 #include "rtos/freertos/FreeRtosKernelObject.h"
 
-#include "base/StringUtil.h"
 #include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"
+#include "rtos/KernelMemory.h"
 #include "rtos/MissingMemberLog.h"
+
+namespace {
+
+constexpr unsigned int kNameLength = 20;
+
+} // namespace
 
 bool FreeRtosKernelObject::bind(const std::string& structure, unsigned int address) {
     if (!SymbolTable::resolveDataStructure(structure, address, layout)) {
@@ -48,6 +54,14 @@ bool FreeRtosKernelObject::readWord(const std::string& member, unsigned int& val
     return true;
 }
 
+std::optional<unsigned int> FreeRtosKernelObject::word(const std::string& member) {
+    unsigned int value = 0;
+    if (!readWord(member, value)) {
+        return std::nullopt;
+    }
+    return value;
+}
+
 bool FreeRtosKernelObject::readByte(const std::string& member, unsigned char& value) {
     MemberInfo info;
     if (!read(member, 1, info)) {
@@ -57,12 +71,10 @@ bool FreeRtosKernelObject::readByte(const std::string& member, unsigned char& va
     return true;
 }
 
-std::string FreeRtosKernelObject::decimal(const std::string& member, const std::string& fallback) {
-    unsigned int value = 0;
-    return readWord(member, value) ? std::to_string(value) : fallback;
-}
-
-std::string FreeRtosKernelObject::hex(const std::string& member, const std::string& fallback) {
-    unsigned int value = 0;
-    return readWord(member, value) ? StringUtil::to_string(value, 16, 8) : fallback;
+std::optional<std::string> FreeRtosKernelObject::readName(unsigned int address) {
+    std::string name;
+    if (!KernelMemory::readString(server, address, kNameLength, name)) {
+        return std::nullopt;
+    }
+    return name;
 }

@@ -3,6 +3,7 @@
 
 #include "debuginfo/StructInfo.h"
 
+#include <optional>
 #include <string>
 
 class RspClient;
@@ -26,12 +27,13 @@ public:
     bool memberAddress(const std::string& member, unsigned int& address);
     // Reads the 4-byte member; false, value untouched, if the layout lacks it or the read fails.
     bool readWord(const std::string& member, unsigned int& value);
+    // The 4-byte member; absent if the layout lacks it or the read fails.
+    std::optional<unsigned int> word(const std::string& member);
     // Reads the 1-byte member, in the same way.
     bool readByte(const std::string& member, unsigned char& value);
-    // The member in decimal, or fallback.
-    std::string decimal(const std::string& member, const std::string& fallback);
-    // The member as "0x" and eight hexadecimal digits, or fallback.
-    std::string hex(const std::string& member, const std::string& fallback);
+    // The kernel name at address, a task's within its control block or an object's anywhere: 20 bytes
+    // whatever the kernel's own limit, so that a longer name is cut to one less. Absent if unreadable.
+    std::optional<std::string> readName(unsigned int address);
 
 private:
     // A member this kernel build lacks is reported once.

@@ -1,7 +1,10 @@
 #ifndef TARNWICK_RTOS_THREADX_THREADXREADER_H
 #define TARNWICK_RTOS_THREADX_THREADXREADER_H
 
+#include <cstdint>
+#include <functional>
 #include <string>
+#include <vector>
 
 class RspClient;
 class StructInfo;
@@ -13,6 +16,10 @@ class StructInfo;
 // A member this kernel build lacks is reported once; otherwise the walks decide what a failure means.
 class ThreadxReader {
 public:
+    // The kernel links an object before it counts it and uncounts it before it unlinks it: a core stopped
+    // in between shows one more than counted. The margin allows for that on several cores at once.
+    static constexpr unsigned int kCountMargin = 4;
+
     // Binds the layout of structure to the object at address and fetches it whole; false if the layout
     // is unknown.
     static bool bind(RspClient& server, const std::string& structure, unsigned int address,
@@ -22,6 +29,22 @@ public:
     // False if the structure has no such member or the read fails.
     static bool readMember(RspClient& server, StructInfo& object, const std::string& member,
                            unsigned int& value);
+    // The name that member of object points at, read as a kernel object name (20 bytes).
+    static bool readName(RspClient& server, StructInfo& object, const std::string& member, std::string& name);
+
+    // The most links a ring may take whose kernel count was read as count: the count and the margin, or
+    // the hard cap of ListWalkBound when the count could not be read.
+    static std::uint64_t ringLimit(bool counted, unsigned int count);
+    // Reads the item at link and gives the link that follows it; false ends the walk as a failure.
+    using Step = std::function<bool(unsigned int link, unsigned int& next)>;
+    // The kernel's lists are rings: from head, each item in turn until the ring comes back to head, or is
+    // cut at an item seen before or past limit items. False only when a step fails.
+    static bool walkRing(const std::string& listName, unsigned int head, std::uint64_t limit,
+                         const Step& step);
+    // Names of the threads on the suspension list that starts at first, at most limit of them (ringLimit
+    // of the object's suspended count).
+    static bool readSuspensionList(RspClient& server, unsigned int first, std::uint64_t limit,
+                                   std::vector<std::string>& names);
 };
 
 #endif

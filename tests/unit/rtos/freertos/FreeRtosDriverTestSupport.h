@@ -96,6 +96,17 @@ protected:
         ASSERT_EQ("OK", kernel->target().writeMemory(at, bytes));
     }
 
+    // Every task list of freertos_snapshot emptied: the kernel then has no task.
+    void emptyEveryTaskList() {
+        for (const char* list :
+             {"xDelayedTaskList1", "xDelayedTaskList2", "xPendingReadyList", "xSuspendedTaskList"}) {
+            writeWord(address(list), 0);
+        }
+        for (unsigned int priority : {0u, 1u, 5u}) {
+            writeWord(address("pxReadyTasksLists") + priority * 20, 0);
+        }
+    }
+
     // Reads fail at these bytes as on a bus fault.
     void fault(unsigned int at, unsigned int length) {
         targetsim::ErrorRange range;

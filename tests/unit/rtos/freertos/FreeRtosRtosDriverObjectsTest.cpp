@@ -1,4 +1,7 @@
-#include "rtos/freertos/FreeRtosRtosDriver.h"
+#include "rtos/KernelMemory.h"
+#include "rtos/freertos/FreeRtosObjectView.h"
+#include "rtos/freertos/FreeRtosQueueRegistry.h"
+#include "rtos/freertos/FreeRtosTimerLists.h"
 
 #include "FreeRtosDriverTestSupport.h"
 
@@ -12,16 +15,27 @@ namespace {
 
 class FreeRtosKernelObjectsIntegration : public FreeRtosDriverTest {
 protected:
-    KernelInfoNode registry(FreeRtosRtosDriver::QueueRegistryType type, bool expected = true) {
-        KernelInfoNode node(0, "", "Section");
-        EXPECT_EQ(expected, driver->collectFromQueueRegistry(kernel->server(), type, node));
-        return node;
+    KernelInfoNode registry(FreeRtosQueueRegistry::Kind kind, bool expected = true) {
+        std::vector<FreeRtosQueue> queues;
+        EXPECT_EQ(expected, FreeRtosQueueRegistry::read(kernel->server(), kind, queues));
+        return FreeRtosObjectView::section("Section", queues,
+                                           kind == FreeRtosQueueRegistry::QUEUE_REGISTRY_SEMAPHORE
+                                               ? &FreeRtosObjectView::semaphoreNode
+                                               : &FreeRtosObjectView::queueNode);
     }
 
     KernelInfoNode timers(bool expected = true) {
-        KernelInfoNode node(0, "", "Software timers");
-        EXPECT_EQ(expected, driver->collectTimers(kernel->server(), node));
-        return node;
+        std::vector<FreeRtosTimer> found;
+        EXPECT_EQ(expected, FreeRtosTimerLists::read(kernel->server(), found));
+        return FreeRtosObjectView::section("Software timers", found, &FreeRtosObjectView::timerNode);
+    }
+
+    // The timer at address rendered as a node; false if it could not be described.
+    bool describeTimer(unsigned int at, KernelInfoNode& node) {
+        FreeRtosTimer record;
+        bool described = FreeRtosTimerLists::readTimer(kernel->server(), at, record);
+        node = FreeRtosObjectView::timerNode(record);
+        return described;
     }
 
     // The slot of the registry at index.
@@ -42,7 +56,7 @@ protected:
 
 TEST_F(FreeRtosKernelObjectsIntegration, QueuesOfTheRegistry) {
     load("freertos_snapshot.elf");
-    KernelInfoNode queues = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_QUEUE);
+    KernelInfoNode queues = registry(FreeRtosQueueRegistry::QUEUE_REGISTRY_QUEUE);
     EXPECT_EQ("Section:\n"
               " Queue:\n  Name:CmdQueue\n  Address:" +
                   hex(address("xCmdQueue")) +
@@ -62,7 +76,7 @@ TEST_F(FreeRtosKernelObjectsIntegration, QueuesOfTheRegistry) {
 // Mutexes have no items either: they are listed with the semaphores, by the kernel's type.
 TEST_F(FreeRtosKernelObjectsIntegration, SemaphoresAndMutexesOfTheRegistry) {
     load("freertos_snapshot.elf");
-    KernelInfoNode semaphores = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_SEMAPHORE);
+    KernelInfoNode semaphores = registry(FreeRtosQueueRegistry::QUEUE_REGISTRY_SEMAPHORE);
     EXPECT_EQ("Section:\n"
               " Semaphore:\n  Name:BinSem\n  Address:" +
                   hex(address("xBinarySemaphore")) +
@@ -87,13 +101,13 @@ TEST_F(FreeRtosKernelObjectsIntegration, SlotWithoutNameIsSkipped) {
     ASSERT_TRUE(kernel->server().readMemory(slot(3) + 4, handle));
     EXPECT_EQ(address("xHiddenQueue"), handle);
     fault(address("xHiddenQueue"), 80);
-    KernelInfoNode queues = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_QUEUE);
+    KernelInfoNode queues = registry(FreeRtosQueueRegistry::QUEUE_REGISTRY_QUEUE);
     EXPECT_EQ(3u, queues.getChildNodes().size());
 }
 
 TEST_F(FreeRtosKernelObjectsIntegration, OtherTypeSelectsNothing) {
     load("freertos_snapshot.elf");
-    KernelInfoNode none = registry(static_cast<FreeRtosRtosDriver::QueueRegistryType>(2));
+    KernelInfoNode none = registry(static_cast<FreeRtosQueueRegistry::Kind>(2));
     EXPECT_TRUE(none.getChildNodes().empty());
 }
 
@@ -101,7 +115,7 @@ TEST_F(FreeRtosKernelObjectsIntegration, OtherTypeSelectsNothing) {
 TEST_F(FreeRtosKernelObjectsIntegration, RegistryWithoutItsSizeTakesTheArrayLength) {
     load("freertos_snapshot.elf", {}, {"xQueueRegistrySize"});
     ::testing::internal::CaptureStdout();
-    KernelInfoNode queues = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_QUEUE);
+    KernelInfoNode queues = registry(FreeRtosQueueRegistry::QUEUE_REGISTRY_QUEUE);
     EXPECT_EQ("Missing symbol: xQueueRegistrySize. Size 8 from the array length of xQueueRegistry.\n",
               ::testing::internal::GetCapturedStdout());
     ASSERT_EQ(3u, queues.getChildNodes().size());
@@ -109,7 +123,7 @@ TEST_F(FreeRtosKernelObjectsIntegration, RegistryWithoutItsSizeTakesTheArrayLeng
     EXPECT_EQ("RxBytes", child(queues.getChildNodes()[1], "Name"));
     EXPECT_EQ("LogQueue", child(queues.getChildNodes()[2], "Name"));
     ::testing::internal::CaptureStdout();
-    EXPECT_EQ(4u, registry(FreeRtosRtosDriver::QUEUE_REGISTRY_SEMAPHORE).getChildNodes().size());
+    EXPECT_EQ(4u, registry(FreeRtosQueueRegistry::QUEUE_REGISTRY_SEMAPHORE).getChildNodes().size());
     EXPECT_EQ("Missing symbol: xQueueRegistrySize. Size 8 from the array length of xQueueRegistry.\n",
               ::testing::internal::GetCapturedStdout());
 }
@@ -119,8 +133,8 @@ TEST_F(FreeRtosKernelObjectsIntegration, RegistrySizeSymbolWinsOverTheArrayLengt
     load("freertos_snapshot.elf");
     writeWord(address("xQueueRegistrySize"), 2);
     ::testing::internal::CaptureStdout();
-    KernelInfoNode queues = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_QUEUE);
-    KernelInfoNode semaphores = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_SEMAPHORE);
+    KernelInfoNode queues = registry(FreeRtosQueueRegistry::QUEUE_REGISTRY_QUEUE);
+    KernelInfoNode semaphores = registry(FreeRtosQueueRegistry::QUEUE_REGISTRY_SEMAPHORE);
     EXPECT_EQ("", ::testing::internal::GetCapturedStdout());
     ASSERT_EQ(1u, queues.getChildNodes().size());
     EXPECT_EQ("CmdQueue", child(queues.getChildNodes()[0], "Name"));
@@ -135,7 +149,7 @@ TEST_F(FreeRtosKernelObjectsIntegration, RegistryWithoutAnySizeShowsTheFirstSlot
     ASSERT_TRUE(Properties::getInstance().getProperty("--debug_info_cache", cachePath));
     std::ofstream(cachePath, std::ios::trunc).close();
     ::testing::internal::CaptureStdout();
-    KernelInfoNode queues = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_QUEUE);
+    KernelInfoNode queues = registry(FreeRtosQueueRegistry::QUEUE_REGISTRY_QUEUE);
     EXPECT_EQ("Missing symbol: xQueueRegistrySize.\n", ::testing::internal::GetCapturedStdout());
     ASSERT_EQ(1u, queues.getChildNodes().size());
     EXPECT_EQ("CmdQueue", child(queues.getChildNodes()[0], "Name"));
@@ -144,7 +158,7 @@ TEST_F(FreeRtosKernelObjectsIntegration, RegistryWithoutAnySizeShowsTheFirstSlot
 TEST_F(FreeRtosKernelObjectsIntegration, RegistryUnknown) {
     load("freertos_snapshot.elf", {}, {"xQueueRegistry"});
     ::testing::internal::CaptureStdout();
-    KernelInfoNode queues = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_QUEUE, false);
+    KernelInfoNode queues = registry(FreeRtosQueueRegistry::QUEUE_REGISTRY_QUEUE, false);
     EXPECT_EQ("Missing symbol: xQueueRegistry.\n", ::testing::internal::GetCapturedStdout());
     EXPECT_TRUE(queues.getChildNodes().empty());
     EXPECT_EQ(0u, kernel->memoryReads());
@@ -155,16 +169,16 @@ TEST_F(FreeRtosKernelObjectsIntegration, RegistrySizeUnreadable) {
     fault(address("xQueueRegistrySize"), 4);
     unsigned int registryAddress = 0;
     unsigned int size = 77;
-    EXPECT_FALSE(driver->resolveQueueRegistry(kernel->server(), registryAddress, size));
+    EXPECT_FALSE(FreeRtosQueueRegistry::resolveRegistry(kernel->server(), registryAddress, size));
     EXPECT_EQ(77u, size);
-    registry(FreeRtosRtosDriver::QUEUE_REGISTRY_QUEUE, false);
+    registry(FreeRtosQueueRegistry::QUEUE_REGISTRY_QUEUE, false);
 }
 
 TEST_F(FreeRtosKernelObjectsIntegration, RegistryAddressAndSize) {
     load("freertos_snapshot.elf");
     unsigned int registryAddress = 0;
     unsigned int size = 0;
-    ASSERT_TRUE(driver->resolveQueueRegistry(kernel->server(), registryAddress, size));
+    ASSERT_TRUE(FreeRtosQueueRegistry::resolveRegistry(kernel->server(), registryAddress, size));
     EXPECT_EQ(address("xQueueRegistry"), registryAddress);
     EXPECT_EQ(8u, size);
 }
@@ -175,10 +189,10 @@ TEST_F(FreeRtosKernelObjectsIntegration, RegistryItemReadsNameAndHandle) {
     ASSERT_TRUE(SymbolTable::resolveDataStructure("QUEUE_REGISTRY_ITEM", slot(7), item));
     unsigned int name = 0;
     unsigned int handle = 0;
-    ASSERT_TRUE(driver->resolveQueueRegistryItem(kernel->server(), item, name, handle));
+    ASSERT_TRUE(FreeRtosQueueRegistry::resolveItem(kernel->server(), item, name, handle));
     EXPECT_EQ(address("xLogQueue"), handle);
     std::string text;
-    ASSERT_TRUE(driver->readString(kernel->server(), name, 20, text));
+    ASSERT_TRUE(KernelMemory::readString(kernel->server(), name, 20, text));
     EXPECT_EQ("LogQueue", text);
 }
 
@@ -189,11 +203,11 @@ TEST_F(FreeRtosKernelObjectsIntegration, UnreadableRegistryItemLeavesTheOutputs)
     ASSERT_TRUE(SymbolTable::resolveDataStructure("QUEUE_REGISTRY_ITEM", slot(1), item));
     unsigned int name = 5;
     unsigned int handle = 6;
-    EXPECT_FALSE(driver->resolveQueueRegistryItem(kernel->server(), item, name, handle));
+    EXPECT_FALSE(FreeRtosQueueRegistry::resolveItem(kernel->server(), item, name, handle));
     EXPECT_EQ(5u, name);
     EXPECT_EQ(6u, handle);
     // The walk ends at that slot; what it found before stays.
-    KernelInfoNode queues = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_QUEUE, false);
+    KernelInfoNode queues = registry(FreeRtosQueueRegistry::QUEUE_REGISTRY_QUEUE, false);
     EXPECT_EQ(1u, queues.getChildNodes().size());
 }
 
@@ -201,7 +215,7 @@ TEST_F(FreeRtosKernelObjectsIntegration, UnreadableRegistryItemLeavesTheOutputs)
 TEST_F(FreeRtosKernelObjectsIntegration, HandleIntoNowhereEndsTheWalk) {
     load("freertos_snapshot.elf");
     writeWord(slot(2) + 4, 0x70000000);
-    KernelInfoNode queues = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_QUEUE, false);
+    KernelInfoNode queues = registry(FreeRtosQueueRegistry::QUEUE_REGISTRY_QUEUE, false);
     ASSERT_EQ(1u, queues.getChildNodes().size());
     EXPECT_EQ("CmdQueue", child(queues.getChildNodes()[0], "Name"));
 }
@@ -209,13 +223,13 @@ TEST_F(FreeRtosKernelObjectsIntegration, HandleIntoNowhereEndsTheWalk) {
 TEST_F(FreeRtosKernelObjectsIntegration, UnreadableNameShowsNotAvailable) {
     load("freertos_snapshot.elf");
     writeWord(slot(0), 0x70000000);
-    KernelInfoNode queues = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_QUEUE);
+    KernelInfoNode queues = registry(FreeRtosQueueRegistry::QUEUE_REGISTRY_QUEUE);
     EXPECT_EQ("N/A", child(queues.getChildNodes()[0], "Name"));
 }
 
 TEST_F(FreeRtosKernelObjectsIntegration, SemaphoreTypeUnknownToTheKernel) {
     load("freertos_snapshot_minimal.elf");
-    KernelInfoNode semaphores = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_SEMAPHORE);
+    KernelInfoNode semaphores = registry(FreeRtosQueueRegistry::QUEUE_REGISTRY_SEMAPHORE);
     EXPECT_EQ(std::vector<std::string>({"N/A", "N/A", "N/A", "N/A"}), column(semaphores, "Type"));
     EXPECT_EQ(std::vector<std::string>({"1", "10", "1", "1"}), column(semaphores, "Size"));
 }
@@ -224,7 +238,7 @@ TEST_F(FreeRtosKernelObjectsIntegration, SemaphoreTypeOutsideTheKnownValues) {
     load("freertos_snapshot.elf");
     writeByte(member("QueueDefinition", address("xCountingSemaphore"), "ucQueueType"), 0);
     writeByte(member("QueueDefinition", address("xMutex"), "ucQueueType"), 5);
-    KernelInfoNode semaphores = registry(FreeRtosRtosDriver::QUEUE_REGISTRY_SEMAPHORE);
+    KernelInfoNode semaphores = registry(FreeRtosQueueRegistry::QUEUE_REGISTRY_SEMAPHORE);
     EXPECT_EQ(std::vector<std::string>({"Binary semaphore", "N/A", "N/A", "Recursive mutex"}),
               column(semaphores, "Type"));
 }
@@ -278,7 +292,7 @@ TEST_F(FreeRtosKernelObjectsIntegration, AutoReloadWordOtherThanOne) {
     load("freertos_snapshot_legacy.elf");
     writeWord(member("tmrTimerControl", address("xHeartbeatTimer"), "uxAutoReload"), 2);
     KernelInfoNode timer(0, "", "Timer");
-    ASSERT_TRUE(driver->collectTimer(kernel->server(), address("xHeartbeatTimer"), timer));
+    ASSERT_TRUE(describeTimer(address("xHeartbeatTimer"), timer));
     EXPECT_EQ("One-shot", child(timer, "Type"));
     EXPECT_EQ("True", child(timer, "Active"));
 }
@@ -296,7 +310,7 @@ TEST_F(FreeRtosKernelObjectsIntegration, StatusBitsOfANewerKernel) {
         SCOPED_TRACE(static_cast<int>(each.status));
         writeByte(member("tmrTimerControl", address("xHeartbeatTimer"), "ucStatus"), each.status);
         KernelInfoNode timer(0, "", "Timer");
-        ASSERT_TRUE(driver->collectTimer(kernel->server(), address("xHeartbeatTimer"), timer));
+        ASSERT_TRUE(describeTimer(address("xHeartbeatTimer"), timer));
         EXPECT_EQ(each.active, child(timer, "Active"));
         EXPECT_EQ(each.type, child(timer, "Type"));
     }
@@ -334,7 +348,7 @@ TEST_F(FreeRtosKernelObjectsIntegration, TimersWithoutTheirLayout) {
     KernelInfoNode found = timers();
     EXPECT_EQ("Software timers:\n Timer:\n Timer:\n", tree(found));
     KernelInfoNode timer(0, "", "Timer");
-    EXPECT_FALSE(driver->collectTimer(kernel->server(), address("xHeartbeatTimer"), timer));
+    EXPECT_FALSE(describeTimer(address("xHeartbeatTimer"), timer));
     EXPECT_TRUE(timer.getChildNodes().empty());
 }
 
@@ -354,6 +368,6 @@ TEST_F(FreeRtosKernelObjectsIntegration, TimerMembersThatCannotBeRead) {
     fault(member("tmrTimerControl", timer, "ucStatus"), 1);
     fault(member("tmrTimerControl", timer, "pvTimerID"), 8);
     KernelInfoNode node(0, "", "Timer");
-    ASSERT_TRUE(driver->collectTimer(kernel->server(), timer, node));
+    ASSERT_TRUE(describeTimer(timer, node));
     EXPECT_EQ("Timer:\n Name:N/A\n Active:N/A\n Period:N/A\n Type:N/A\n Id:N/A\n Callback:N/A\n", tree(node));
 }

@@ -146,13 +146,7 @@ TEST_F(FreeRtosStateIntegration, FailedTaskWalkLeavesOutTasksAndStacks) {
 
 TEST_F(FreeRtosStateIntegration, KernelWithoutTasksHasTasksButNoStacks) {
     load("freertos_snapshot.elf");
-    for (const char* list :
-         {"xDelayedTaskList1", "xDelayedTaskList2", "xPendingReadyList", "xSuspendedTaskList"}) {
-        writeWord(address(list), 0);
-    }
-    for (unsigned int priority : {0u, 1u, 5u}) {
-        writeWord(address("pxReadyTasksLists") + priority * 20, 0);
-    }
+    emptyEveryTaskList();
     KernelInfoNode out = state();
     EXPECT_EQ("Driver|Kernel state|Tasks|Queues|Semaphores|Software timers|", sections(out));
     EXPECT_TRUE(out.getChildNodes()[2].getChildNodes().empty());

@@ -1,10 +1,13 @@
 #include "rtos/freertos/FreeRtosRtosDriver.h"
+#include "rtos/freertos/FreeRtosTaskView.h"
 
 #include "FreeRtosDriverTestSupport.h"
 #include "target/TargetThread.h"
 #include "target/ThreadList.h"
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 using namespace freertostest;
 
@@ -43,6 +46,26 @@ protected:
             ids.push_back(hex(address(tcb)));
         }
         return ids;
+    }
+
+    // The task at at, found on a list of type, rendered as the extended walk renders it.
+    bool readTask(unsigned int at, FreeRtosTaskWalk::TaskListType type, KernelInfoNode& node) {
+        FreeRtosTask found;
+        bool result = driver->getTaskWalk().readTask(kernel->server(), at, type, true, found);
+        node = FreeRtosTaskView::taskNode(found, true);
+        return result;
+    }
+
+    // The twelve tasks of freertos_snapshot as threads, by their names, ControlLoop the running one.
+    void expectSnapshotThreads(const ThreadList& threads) {
+        ASSERT_EQ(12u, threads.getNumberOfThreads());
+        for (std::size_t i = 0; i < kWalkOrder.size(); ++i) {
+            SCOPED_TRACE(kNames[i]);
+            TargetThread thread;
+            ASSERT_TRUE(threads.getThread(address(kWalkOrder[i]), thread));
+            EXPECT_EQ(kNames[i], thread.getName());
+            EXPECT_EQ(kWalkOrder[i] == "xControlLoopTCB", thread.getCpuActive());
+        }
     }
 
     std::string captureWalk(bool expected) {
@@ -145,14 +168,7 @@ TEST_F(FreeRtosTaskWalkIntegration, GetThreadsMakesOneThreadPerTask) {
     ThreadList threads;
     threads.addThread(TargetThread(0x1234, 0x5678));
     ASSERT_TRUE(driver->getThreads(kernel->server(), threads));
-    ASSERT_EQ(12u, threads.getNumberOfThreads());
-    for (std::size_t i = 0; i < kWalkOrder.size(); ++i) {
-        SCOPED_TRACE(kNames[i]);
-        TargetThread thread;
-        ASSERT_TRUE(threads.getThread(address(kWalkOrder[i]), thread));
-        EXPECT_EQ(kNames[i], thread.getName());
-        EXPECT_EQ(kWalkOrder[i] == "xControlLoopTCB", thread.getCpuActive());
-    }
+    expectSnapshotThreads(threads);
     TargetThread worker;
     ASSERT_TRUE(threads.getThread(address("xWorkerTCB"), worker));
     EXPECT_EQ(address("xWorkerStack") + (128 - 51) * 4, worker.getStackPtr());
@@ -167,13 +183,7 @@ TEST_F(FreeRtosTaskWalkIntegration, EveryTaskWithoutTheMiniListItem) {
     load("freertos_snapshot.elf", {}, {}, {"xMINI_LIST_ITEM"});
     ThreadList threads;
     ASSERT_TRUE(driver->getThreads(kernel->server(), threads));
-    ASSERT_EQ(12u, threads.getNumberOfThreads());
-    for (std::size_t i = 0; i < kWalkOrder.size(); ++i) {
-        SCOPED_TRACE(kNames[i]);
-        TargetThread thread;
-        ASSERT_TRUE(threads.getThread(address(kWalkOrder[i]), thread));
-        EXPECT_EQ(kNames[i], thread.getName());
-    }
+    expectSnapshotThreads(threads);
 }
 
 TEST_F(FreeRtosTaskWalkIntegration, HundredTasks) {
@@ -200,13 +210,7 @@ TEST_F(FreeRtosTaskWalkIntegration, HundredTasks) {
 
 TEST_F(FreeRtosTaskWalkIntegration, KernelWithoutTasks) {
     load("freertos_snapshot.elf");
-    for (const char* list :
-         {"xDelayedTaskList1", "xDelayedTaskList2", "xPendingReadyList", "xSuspendedTaskList"}) {
-        writeWord(address(list), 0);
-    }
-    for (unsigned int priority : {0u, 1u, 5u}) {
-        writeWord(address("pxReadyTasksLists") + priority * 20, 0);
-    }
+    emptyEveryTaskList();
     kernel->resetReads();
     KernelInfoNode tasks = walk(true);
     EXPECT_TRUE(tasks.getChildNodes().empty());
@@ -216,15 +220,39 @@ TEST_F(FreeRtosTaskWalkIntegration, KernelWithoutTasks) {
     EXPECT_EQ(0u, threads.getNumberOfThreads());
 }
 
-TEST_F(FreeRtosTaskWalkIntegration, UnreadableTopOfStackFailsTheThreadsAndEmptiesTheList) {
+// A switched-out task whose saved frame cannot be found is left out of the threads alone.
+TEST_F(FreeRtosTaskWalkIntegration, UnreadableTopOfStackLeavesOutThatTaskAlone) {
     load("freertos_snapshot.elf");
     fault(taskMember("xPausedTCB", "pxTopOfStack"), 4);
     KernelInfoNode tasks = walk(false);
     EXPECT_EQ("N/A", child(tasks.getChildNodes()[6], "Top of stack"));
     ThreadList threads;
     threads.addThread(TargetThread(0x1234, 0x5678));
-    EXPECT_FALSE(driver->getThreads(kernel->server(), threads));
-    EXPECT_EQ(0u, threads.getNumberOfThreads());
+    ASSERT_TRUE(driver->getThreads(kernel->server(), threads));
+    std::vector<std::string> expected = kWalkOrder;
+    expected.erase(expected.begin() + 6);
+    std::vector<unsigned int> ids;
+    for (const std::string& tcb : expected) {
+        ids.push_back(address(tcb));
+    }
+    std::sort(ids.begin(), ids.end());
+    EXPECT_EQ(ids, threads.getThreadIdentifiers());
+    TargetThread running;
+    ASSERT_TRUE(threads.getThread(address("xControlLoopTCB"), running));
+    EXPECT_EQ(address("xControlLoopStack") + (128 - 17) * 4, running.getStackPtr());
+}
+
+// The running task's registers are the core's: it stays a thread without its saved frame.
+TEST_F(FreeRtosTaskWalkIntegration, RunningTaskWithoutTopOfStackStaysAThread) {
+    load("freertos_snapshot.elf");
+    fault(taskMember("xControlLoopTCB", "pxTopOfStack"), 4);
+    ThreadList threads;
+    ASSERT_TRUE(driver->getThreads(kernel->server(), threads));
+    EXPECT_EQ(12u, threads.getNumberOfThreads());
+    TargetThread active;
+    ASSERT_TRUE(threads.getActiveThread(active));
+    EXPECT_EQ(address("xControlLoopTCB"), active.getThreadId());
+    EXPECT_EQ("ControlLoop", active.getName());
 }
 
 TEST_F(FreeRtosTaskWalkIntegration, UnreadableNameShowsNotAvailable) {
@@ -323,8 +351,7 @@ TEST_F(FreeRtosTaskWalkIntegration, StrippedDownKernelNamesEachMissingMemberOnce
 TEST_F(FreeRtosTaskWalkIntegration, ReadTaskOnADelayedListWithoutContainerSucceeds) {
     load("freertos_snapshot_minimal.elf");
     KernelInfoNode node(0, "", "Task");
-    EXPECT_TRUE(driver->readTask(kernel->server(), address("xSensorTCB"),
-                                 FreeRtosRtosDriver::TASK_LIST_DELAYED, true, node));
+    EXPECT_TRUE(readTask(address("xSensorTCB"), FreeRtosTaskWalk::TASK_LIST_DELAYED, node));
     EXPECT_EQ("", child(node, "State"));
     EXPECT_EQ("", child(node, "Event object"));
 }
@@ -334,24 +361,24 @@ TEST_F(FreeRtosTaskWalkIntegration, StateByListAndContainer) {
     load("freertos_snapshot.elf");
     struct StateCase {
         const char* tcb;
-        FreeRtosRtosDriver::TaskListType type;
+        FreeRtosTaskWalk::TaskListType type;
         const char* state;
         bool showsContainer;
     };
     const StateCase cases[] = {
-        {"xSleeperTCB", FreeRtosRtosDriver::TASK_LIST_DELAYED, "DELAYED", false},
-        {"xSensorTCB", FreeRtosRtosDriver::TASK_LIST_DELAYED, "BLOCKED", true},
-        {"xSleeperTCB", FreeRtosRtosDriver::TASK_LIST_PENDING_READY, "BLOCKED", false},
-        {"xSensorTCB", FreeRtosRtosDriver::TASK_LIST_PENDING_READY, "BLOCKED", false},
-        {"xPausedTCB", FreeRtosRtosDriver::TASK_LIST_SUSPENDED, "SUSPENDED", false},
-        {"xBinWaiterTCB", FreeRtosRtosDriver::TASK_LIST_SUSPENDED, "BLOCKED", true},
-        {"xSensorTCB", FreeRtosRtosDriver::TASK_LIST_READY, "READY", false},
-        {"xControlLoopTCB", FreeRtosRtosDriver::TASK_LIST_READY, "RUNNING", false},
+        {"xSleeperTCB", FreeRtosTaskWalk::TASK_LIST_DELAYED, "DELAYED", false},
+        {"xSensorTCB", FreeRtosTaskWalk::TASK_LIST_DELAYED, "BLOCKED", true},
+        {"xSleeperTCB", FreeRtosTaskWalk::TASK_LIST_PENDING_READY, "BLOCKED", false},
+        {"xSensorTCB", FreeRtosTaskWalk::TASK_LIST_PENDING_READY, "BLOCKED", false},
+        {"xPausedTCB", FreeRtosTaskWalk::TASK_LIST_SUSPENDED, "SUSPENDED", false},
+        {"xBinWaiterTCB", FreeRtosTaskWalk::TASK_LIST_SUSPENDED, "BLOCKED", true},
+        {"xSensorTCB", FreeRtosTaskWalk::TASK_LIST_READY, "READY", false},
+        {"xControlLoopTCB", FreeRtosTaskWalk::TASK_LIST_READY, "RUNNING", false},
     };
     for (const StateCase& each : cases) {
         SCOPED_TRACE(::testing::Message() << each.tcb << " on list type " << each.type);
         KernelInfoNode node(0, "", "Task");
-        ASSERT_TRUE(driver->readTask(kernel->server(), address(each.tcb), each.type, true, node));
+        ASSERT_TRUE(readTask(address(each.tcb), each.type, node));
         EXPECT_EQ(each.state, child(node, "State"));
         unsigned int container = 0;
         ASSERT_TRUE(kernel->server().readMemory(
@@ -454,7 +481,7 @@ TEST_F(FreeRtosTaskWalkIntegration, FixedListSymbolUnknown) {
     load("freertos_snapshot.elf", {}, {"xDelayedTaskList2"});
     KernelInfoNode tasks;
     ::testing::internal::CaptureStdout();
-    EXPECT_FALSE(driver->readTasks(kernel->server(), false, tasks));
+    EXPECT_FALSE(driver->collectTasks(kernel->server(), false, tasks));
     EXPECT_EQ("Symbol not found: xDelayedTaskList2\n", ::testing::internal::GetCapturedStdout());
     // The first list was walked, and its tasks stay.
     EXPECT_EQ(3u, tasks.getChildNodes().size());
@@ -505,7 +532,7 @@ TEST_F(FreeRtosTaskWalkIntegration, CurrentTaskUnreadable) {
 TEST_F(FreeRtosTaskWalkIntegration, TaskLayoutUnknownFailsTheWalk) {
     load("freertos_snapshot.elf", {}, {}, {"tskTaskControlBlock"});
     KernelInfoNode tasks;
-    EXPECT_FALSE(driver->readTasks(kernel->server(), false, tasks));
+    EXPECT_FALSE(driver->collectTasks(kernel->server(), false, tasks));
     EXPECT_TRUE(tasks.getChildNodes().empty());
 }
 
@@ -513,7 +540,7 @@ TEST_F(FreeRtosTaskWalkIntegration, UnreadableLinkFailsTheWalkButKeepsTheTasksFo
     load("freertos_snapshot.elf");
     fault(member("xLIST_ITEM", taskMember("xTelemetryTCB", "xStateListItem"), "pvOwner"), 4);
     KernelInfoNode tasks;
-    EXPECT_FALSE(driver->readTasks(kernel->server(), false, tasks));
+    EXPECT_FALSE(driver->collectTasks(kernel->server(), false, tasks));
     EXPECT_EQ(3u, tasks.getChildNodes().size());
 }
 
@@ -525,62 +552,19 @@ TEST_F(FreeRtosTaskWalkIntegration, UnreadableListHeadCountsAsEmpty) {
     EXPECT_EQ(11u, tasks.getChildNodes().size());
 }
 
-TEST(FreeRtosTaskWalkTest, TaskNodeBecomesAThread) {
-    FreeRtosRtosDriver driver{RtosDriverInfo()};
-    KernelInfoNode node =
-        task({KernelInfoNode(7, "1", "Active"), KernelInfoNode(8, "0x20000a40", "Task id"),
-              KernelInfoNode(0, "IDLE", "Name"), KernelInfoNode(1, "0x20000800", "Top of stack")});
-    TargetThread thread;
-    ASSERT_TRUE(driver.infoNodeToThread(node, thread));
-    EXPECT_EQ(0x20000a40u, thread.getThreadId());
-    EXPECT_TRUE(thread.getCpuActive());
-    EXPECT_EQ(0x20000800u, thread.getStackPtr());
-    EXPECT_EQ("IDLE", thread.getName());
-}
-
-TEST(FreeRtosTaskWalkTest, ThreadWithoutNameIsNamedByItsId) {
-    FreeRtosRtosDriver driver{RtosDriverInfo()};
-    KernelInfoNode node =
-        task({KernelInfoNode(8, "0x20000a40", "Task id"), KernelInfoNode(1, "536872960", "Top of stack"),
-              KernelInfoNode(7, "0", "Active")});
-    TargetThread thread;
-    ASSERT_TRUE(driver.infoNodeToThread(node, thread));
-    EXPECT_FALSE(thread.getCpuActive());
-    EXPECT_EQ(0x20000800u, thread.getStackPtr());
-    EXPECT_EQ("20000a40", thread.getName());
-}
-
-TEST(FreeRtosTaskWalkTest, TaskNodeThatCannotBecomeAThread) {
-    FreeRtosRtosDriver driver{RtosDriverInfo()};
-    const std::vector<std::vector<KernelInfoNode>> broken = {
-        {KernelInfoNode(7, "1", "Active"), KernelInfoNode(1, "0x20000800", "Top of stack")},
-        {KernelInfoNode(8, "0x20000a40", "Task id"), KernelInfoNode(1, "0x20000800", "Top of stack")},
-        {KernelInfoNode(8, "0x20000a40", "Task id"), KernelInfoNode(7, "1", "Active")},
-        {KernelInfoNode(8, "0x20000a40", "Task id"), KernelInfoNode(7, "1", "Active"),
-         KernelInfoNode(1, "N/A", "Top of stack")},
-        {KernelInfoNode(8, "N/A", "Task id"), KernelInfoNode(7, "1", "Active"),
-         KernelInfoNode(1, "0x20000800", "Top of stack")},
-        {KernelInfoNode(8, "0x20000a40", "Task id"), KernelInfoNode(7, "", "Active"),
-         KernelInfoNode(1, "0x20000800", "Top of stack")},
-    };
-    for (const auto& children : broken) {
-        KernelInfoNode node = task(children);
-        TargetThread thread(7, 9);
-        EXPECT_FALSE(driver.infoNodeToThread(node, thread)) << KernelInfoNode::toStringJson(node, true);
-        EXPECT_EQ(7u, thread.getThreadId());
-    }
-}
-
-TEST(FreeRtosTaskWalkTest, StackUsageNamesEachTaskByItsName) {
-    FreeRtosRtosDriver driver{RtosDriverInfo()};
-    KernelInfoNode tasks;
-    tasks.addChild(
-        task({KernelInfoNode(0, "IDLE", "Name"), KernelInfoNode(5, "116B/516B (22.5%)", "Stack usage"),
-              KernelInfoNode(4, "12B", "Min free stack")}));
-    tasks.addChild(task({KernelInfoNode(0, "Worker", "Name"), KernelInfoNode(4, ">256B", "Min free stack")}));
-    tasks.addChild(task({KernelInfoNode(1, "0x20000800", "Top of stack")}));
-    KernelInfoNode out(0, "", "Stack");
-    EXPECT_TRUE(driver.collectStackUsage(tasks, out));
-    EXPECT_EQ("Stack:\n IDLE:116B/516B (22.5%)\n Worker:>256B\n N/A:N/A\n",
-              KernelInfoNode::toStringTree(out, 0));
+TEST(FreeRtosTaskViewTest, StackUsageNamesEachTaskByItsName) {
+    FreeRtosTask idle;
+    idle.name = "IDLE";
+    idle.stackSize = 516;
+    idle.freeStack = 400;
+    FreeRtosTask worker;
+    worker.name = "Worker";
+    worker.freeStack = 256;
+    worker.freeStackAtLeast = true;
+    FreeRtosTask unknown;
+    EXPECT_EQ("Stack usage:\n IDLE:116B/516B (22.5%)\n Worker:>256B\n N/A:N/A\n",
+              KernelInfoNode::toStringTree(FreeRtosTaskView::stackUsage({idle, worker, unknown}), 0));
+    EXPECT_EQ("Min free stack:\n Worker:>256B\n",
+              KernelInfoNode::toStringTree(FreeRtosTaskView::stackUsage({worker}), 0));
+    EXPECT_EQ(":\n N/A:N/A\n", KernelInfoNode::toStringTree(FreeRtosTaskView::stackUsage({unknown}), 0));
 }

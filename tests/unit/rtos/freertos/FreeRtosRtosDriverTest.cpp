@@ -1,4 +1,6 @@
 #include "rtos/freertos/FreeRtosRtosDriver.h"
+#include "rtos/KernelMemory.h"
+#include "rtos/freertos/FreeRtosList.h"
 
 #include "FreeRtosDriverTestSupport.h"
 #include "TimingFigures.h"
@@ -48,22 +50,20 @@ TEST_F(FreeRtosRtosDriverTest, KeepsItsRow) {
 }
 
 TEST_F(FreeRtosRtosDriverTest, TaskSelectionFollowsTheOptionAtConstruction) {
-    EXPECT_EQ(FreeRtosRtosDriver::TASK_SELECTION_UNSET, FreeRtosRtosDriver(freeRtosRow()).getTaskSelection());
+    EXPECT_EQ(FreeRtosTaskWalk::TASK_SELECTION_UNSET, FreeRtosRtosDriver(freeRtosRow()).getTaskSelection());
     Properties::getInstance().addProperty("--opt_task_sel", "true");
     FreeRtosRtosDriver optimised(freeRtosRow());
-    EXPECT_EQ(FreeRtosRtosDriver::TASK_SELECTION_OPTIMISED, optimised.getTaskSelection());
+    EXPECT_EQ(FreeRtosTaskWalk::TASK_SELECTION_OPTIMISED, optimised.getTaskSelection());
     Properties::getInstance().clear();
     Properties::getInstance().addProperty("--opt_task_sel", "false");
-    EXPECT_EQ(FreeRtosRtosDriver::TASK_SELECTION_GENERIC,
-              FreeRtosRtosDriver(freeRtosRow()).getTaskSelection());
+    EXPECT_EQ(FreeRtosTaskWalk::TASK_SELECTION_GENERIC, FreeRtosRtosDriver(freeRtosRow()).getTaskSelection());
     // Anything but "true" is false, which is not the same as leaving the option out.
     Properties::getInstance().clear();
     Properties::getInstance().addProperty("--opt_task_sel", "yes");
-    EXPECT_EQ(FreeRtosRtosDriver::TASK_SELECTION_GENERIC,
-              FreeRtosRtosDriver(freeRtosRow()).getTaskSelection());
+    EXPECT_EQ(FreeRtosTaskWalk::TASK_SELECTION_GENERIC, FreeRtosRtosDriver(freeRtosRow()).getTaskSelection());
     // Fixed once made.
     Properties::getInstance().clear();
-    EXPECT_EQ(FreeRtosRtosDriver::TASK_SELECTION_OPTIMISED, optimised.getTaskSelection());
+    EXPECT_EQ(FreeRtosTaskWalk::TASK_SELECTION_OPTIMISED, optimised.getTaskSelection());
 }
 
 TEST_F(FreeRtosRtosDriverTest, InitWithoutVariantLeavesThePortToDetection) {
@@ -112,12 +112,12 @@ TEST_F(FreeRtosRtosDriverTest, AppendsItsSymbolsInOrder) {
     FreeRtosRtosDriver driver(freeRtosRow());
     std::vector<std::string> symbols = {"alreadyThere"};
     driver.getSymbols(symbols);
-    EXPECT_EQ(std::vector<std::string>(
-                  {"alreadyThere", "xDelayedTaskList1", "xDelayedTaskList2", "xPendingReadyList",
-                   "xSuspendedTaskList", "pxReadyTasksLists", "uxTopReadyPriority", "uxTopUsedPriority",
-                   "xSchedulerRunning", "xQueueRegistry", "pxCurrentTCB", "pxCurrentTimerList",
-                   "pxOverflowTimerList", "ulTotalRunTime", "xQueueRegistrySize", "vRestoreContextOfFirstTask",
-                   "vSVCHandler_C"}),
+    EXPECT_EQ(std::vector<std::string>({"alreadyThere", "xDelayedTaskList1", "xDelayedTaskList2",
+                                        "xPendingReadyList", "xSuspendedTaskList", "pxReadyTasksLists",
+                                        "uxTopReadyPriority", "uxTopUsedPriority", "xSchedulerRunning",
+                                        "xQueueRegistry", "pxCurrentTCB", "pxCurrentTimerList",
+                                        "pxOverflowTimerList", "ulTotalRunTime", "xQueueRegistrySize",
+                                        "vRestoreContextOfFirstTask", "vSVCHandler_C"}),
               symbols);
 }
 
@@ -351,9 +351,9 @@ TEST_F(FreeRtosRtosDriverIntegration, StringOfTwentyBytesWithoutTerminatorKeepsN
     }
     ASSERT_TRUE(kernel->target().loadMemory(at, text));
     std::string out;
-    ASSERT_TRUE(driver->readString(kernel->server(), at, 20, out));
+    ASSERT_TRUE(KernelMemory::readString(kernel->server(), at, 20, out));
     EXPECT_EQ("ABCDEFGHIJKLMNOPQRS", out);
-    ASSERT_TRUE(driver->readString(kernel->server(), at + 15, 3, out));
+    ASSERT_TRUE(KernelMemory::readString(kernel->server(), at + 15, 3, out));
     EXPECT_EQ("PQ", out);
     EXPECT_EQ(2u, kernel->memoryReads());
 }
@@ -361,15 +361,15 @@ TEST_F(FreeRtosRtosDriverIntegration, StringOfTwentyBytesWithoutTerminatorKeepsN
 TEST_F(FreeRtosRtosDriverIntegration, StringEndsAtItsTerminator) {
     load("freertos_snapshot.elf");
     std::string out;
-    ASSERT_TRUE(driver->readString(kernel->server(), taskMember("xIdleTCB", "pcTaskName"), 20, out));
+    ASSERT_TRUE(KernelMemory::readString(kernel->server(), taskMember("xIdleTCB", "pcTaskName"), 20, out));
     EXPECT_EQ("IDLE", out);
 }
 
 TEST_F(FreeRtosRtosDriverIntegration, StringThatCannotBeReadLeavesTheText) {
     load("freertos_snapshot.elf");
     std::string out = "before";
-    EXPECT_FALSE(driver->readString(kernel->server(), 0x70000000, 20, out));
-    EXPECT_FALSE(driver->readString(kernel->server(), address("xIdleTCB"), 0, out));
+    EXPECT_FALSE(KernelMemory::readString(kernel->server(), 0x70000000, 20, out));
+    EXPECT_FALSE(KernelMemory::readString(kernel->server(), address("xIdleTCB"), 0, out));
     EXPECT_EQ("before", out);
     EXPECT_EQ(1u, kernel->memoryReads());
 }
@@ -378,7 +378,7 @@ TEST_F(FreeRtosRtosDriverIntegration, ListHeadGivesCountAndFirstItem) {
     load("freertos_snapshot.elf");
     unsigned int count = 0;
     unsigned int head = 0;
-    ASSERT_TRUE(driver->getListHead(kernel->server(), address("xDelayedTaskList1"), count, head));
+    ASSERT_TRUE(FreeRtosList(kernel->server(), address("xDelayedTaskList1")).head(count, head));
     EXPECT_EQ(3u, count);
     EXPECT_EQ(taskMember("xSleeperTCB", "xStateListItem"), head);
     EXPECT_EQ(2u, kernel->memoryReads());
@@ -388,7 +388,7 @@ TEST_F(FreeRtosRtosDriverIntegration, EmptyListHeadIsFalseWithCountZero) {
     load("freertos_snapshot.elf");
     unsigned int count = 7;
     unsigned int head = 0x1234;
-    EXPECT_FALSE(driver->getListHead(kernel->server(), address("pxReadyTasksLists") + 2 * 20, count, head));
+    EXPECT_FALSE(FreeRtosList(kernel->server(), address("pxReadyTasksLists") + 2 * 20).head(count, head));
     EXPECT_EQ(0u, count);
     EXPECT_EQ(0x1234u, head);
     EXPECT_EQ(1u, kernel->memoryReads());
@@ -398,7 +398,7 @@ TEST_F(FreeRtosRtosDriverIntegration, UnreadableListHeadLeavesTheCount) {
     load("freertos_snapshot.elf");
     unsigned int count = 7;
     unsigned int head = 0x1234;
-    EXPECT_FALSE(driver->getListHead(kernel->server(), 0x70000000, count, head));
+    EXPECT_FALSE(FreeRtosList(kernel->server(), 0x70000000).head(count, head));
     EXPECT_EQ(7u, count);
     EXPECT_EQ(0x1234u, head);
 }
@@ -410,7 +410,7 @@ TEST_F(FreeRtosRtosDriverIntegration, ListHeadWithUnreadableLink) {
     fault(member("xLIST", list, "xListEnd") + 4, 4);
     unsigned int count = 0;
     unsigned int head = 0x1234;
-    EXPECT_FALSE(driver->getListHead(kernel->server(), list, count, head));
+    EXPECT_FALSE(FreeRtosList(kernel->server(), list).head(count, head));
     EXPECT_EQ(3u, count);
     EXPECT_EQ(0x1234u, head);
 }

@@ -1,4 +1,5 @@
 #include "rtos/threadx/ThreadxObjectCollector.h"
+#include "rtos/threadx/ThreadxObjectView.h"
 
 #include "TestPaths.h"
 #include "ThreadxTestKernel.h"
@@ -12,7 +13,7 @@
 
 namespace {
 
-using Collect = bool (ThreadxRtosDriver::*)(RspClient&, KernelInfoNode&);
+using Collect = ThreadxObjectKinds::Kind;
 
 // Each object as "label: child=value, child=value".
 std::vector<std::string> objectsOf(const KernelInfoNode& out) {
@@ -41,7 +42,9 @@ protected:
         bool result = false;
         kernel.resetReads();
         EXPECT_EQ(expectedLog, threadxlog::capture(threadxlog::kAll, [&] {
-                      result = (kernel.driver().*collector)(kernel.server(), out);
+                      std::vector<ThreadxObject> objects;
+                      result = ThreadxObjectCollector::read(kernel.server(), collector, objects);
+                      ThreadxObjectView::addObjects(objects, out);
                   }));
         return result;
     }
@@ -63,15 +66,15 @@ TEST_F(ThreadxObjectCollectorIntegration, EveryKindOfTheSnapshot) {
         unsigned int reads;
     };
     const Case cases[] = {
-        {&ThreadxRtosDriver::collectSemaphores,
+        {ThreadxObjectKinds::SEMAPHORES,
          {"Semaphore: Name=tx done; Count=0; Suspended=housekeeping and wa;",
           "Semaphore: Name=rx ready; Count=3; Suspended=;"},
          15},
-        {&ThreadxRtosDriver::collectMutexes,
+        {ThreadxObjectKinds::MUTEXES,
          {"Mutex: Name=fs lock; Owner=main; Owner count=1; Suspended=storage;",
           "Mutex: Name=spi bus; Owner=; Owner count=0; Suspended=;"},
          19},
-        {&ThreadxRtosDriver::collectTimers,
+        {ThreadxObjectKinds::TIMERS,
          {"Timer: Name=heartbeat; Remaining=250; Re init=1000; Function=0x" +
           [&] {
               char text[16];
@@ -80,17 +83,17 @@ TEST_F(ThreadxObjectCollectorIntegration, EveryKindOfTheSnapshot) {
           }() +
           ";"},
          7},
-        {&ThreadxRtosDriver::collectQueues,
+        {ThreadxObjectKinds::QUEUES,
          {"Queue: Name=uart queue; Message size=4; Capacity=16; Used=0; Suspended=uart rx, uart tx, logger;"},
          18},
-        {&ThreadxRtosDriver::collectEventFlags,
+        {ThreadxObjectKinds::EVENT_FLAGS,
          {"EventFlag: Name=net flags; Flags=0x00000005; Suspended=net events;"},
          10},
-        {&ThreadxRtosDriver::collectBlockPools,
+        {ThreadxObjectKinds::BLOCK_POOLS,
          {"Memory block pool: Name=buffers; Address=" + hex8(kernel.address("buffer_area")) +
           "; Available=0; Total=8; Pool size=544; Block size=64; Suspended=buffer alloc;"},
          14},
-        {&ThreadxRtosDriver::collectBytePools,
+        {ThreadxObjectKinds::BYTE_POOLS,
          {"Memory byte pool: Name=heap; Address=" + hex8(kernel.address("heap_area")) +
           "; Available=1200; Size=4096; Fragments=3; Suspended=heap user;"},
          13},
@@ -114,9 +117,9 @@ TEST_F(ThreadxObjectCollectorIntegration, EveryKindOfTheSnapshot) {
 TEST_F(ThreadxObjectCollectorIntegration, EmptyListIsAnEmptySection) {
     ThreadxTestKernel kernel("threadx_edges.elf");
     ASSERT_TRUE(kernel.ok());
-    for (Collect collector : {&ThreadxRtosDriver::collectSemaphores, &ThreadxRtosDriver::collectMutexes,
-                              &ThreadxRtosDriver::collectTimers, &ThreadxRtosDriver::collectQueues,
-                              &ThreadxRtosDriver::collectBlockPools}) {
+    for (Collect collector :
+         {ThreadxObjectKinds::SEMAPHORES, ThreadxObjectKinds::MUTEXES, ThreadxObjectKinds::TIMERS,
+          ThreadxObjectKinds::QUEUES, ThreadxObjectKinds::BLOCK_POOLS}) {
         KernelInfoNode out;
         EXPECT_TRUE(collect(kernel, collector, out));
         EXPECT_TRUE(out.getChildNodes().empty());
@@ -128,7 +131,7 @@ TEST_F(ThreadxObjectCollectorIntegration, HeadSymbolThatGdbDidNotResolve) {
     ThreadxTestKernel kernel("threadx_edges.elf");
     ASSERT_TRUE(kernel.ok());
     KernelInfoNode out;
-    EXPECT_FALSE(collect(kernel, &ThreadxRtosDriver::collectBytePools, out));
+    EXPECT_FALSE(collect(kernel, ThreadxObjectKinds::BYTE_POOLS, out));
     EXPECT_EQ(0u, kernel.reads());
 }
 
@@ -137,7 +140,7 @@ TEST_F(ThreadxObjectCollectorIntegration, UnreadableHead) {
     ASSERT_TRUE(kernel.ok());
     kernel.failReads(kernel.address("_tx_queue_created_ptr"), 4);
     KernelInfoNode out;
-    EXPECT_FALSE(collect(kernel, &ThreadxRtosDriver::collectQueues, out));
+    EXPECT_FALSE(collect(kernel, ThreadxObjectKinds::QUEUES, out));
     EXPECT_EQ(1u, kernel.reads());
 }
 
@@ -145,7 +148,7 @@ TEST_F(ThreadxObjectCollectorIntegration, TenObjectsAndAFailedTenthLink) {
     ThreadxTestKernel kernel("threadx_edges.elf");
     ASSERT_TRUE(kernel.ok());
     KernelInfoNode out;
-    ASSERT_TRUE(collect(kernel, &ThreadxRtosDriver::collectEventFlags, out));
+    ASSERT_TRUE(collect(kernel, ThreadxObjectKinds::EVENT_FLAGS, out));
     ASSERT_EQ(10u, out.getChildNodes().size());
     EXPECT_EQ("EventFlag: Name=flags 9; Flags=0x00000009; Suspended=;", objectsOf(out)[9]);
 
@@ -155,7 +158,7 @@ TEST_F(ThreadxObjectCollectorIntegration, TenObjectsAndAFailedTenthLink) {
                                           "TX_EVENT_FLAGS_GROUP_STRUCT", "tx_event_flags_group_created_next"),
                      4);
     KernelInfoNode failed;
-    EXPECT_FALSE(collect(kernel, &ThreadxRtosDriver::collectEventFlags, failed));
+    EXPECT_FALSE(collect(kernel, ThreadxObjectKinds::EVENT_FLAGS, failed));
     // What was walked stays in the node; the caller drops it.
     EXPECT_EQ(9u, failed.getChildNodes().size());
 }
@@ -165,7 +168,7 @@ TEST_F(ThreadxObjectCollectorIntegration, MissingLayoutFailsTheWalk) {
     ASSERT_TRUE(kernel.ok());
     kernel.kernel().resolveStructures({"TX_THREAD_STRUCT"});
     KernelInfoNode out;
-    EXPECT_FALSE(collect(kernel, &ThreadxRtosDriver::collectSemaphores, out));
+    EXPECT_FALSE(collect(kernel, ThreadxObjectKinds::SEMAPHORES, out));
     EXPECT_TRUE(out.getChildNodes().empty());
     EXPECT_EQ(1u, kernel.reads());
 }
@@ -175,7 +178,7 @@ TEST_F(ThreadxObjectCollectorIntegration, TimerWithoutTheInternalLayoutShowsOnly
     ASSERT_TRUE(kernel.ok());
     kernel.kernel().resolveStructures({"TX_TIMER_STRUCT"});
     KernelInfoNode out;
-    ASSERT_TRUE(collect(kernel, &ThreadxRtosDriver::collectTimers, out));
+    ASSERT_TRUE(collect(kernel, ThreadxObjectKinds::TIMERS, out));
     EXPECT_EQ((std::vector<std::string>{"Timer: Name=heartbeat;"}), objectsOf(out));
     EXPECT_EQ(1u + 2u + 1u, kernel.reads());
 }
@@ -189,7 +192,7 @@ TEST_F(ThreadxObjectCollectorIntegration, UnreadableMembersLeaveEmptyValues) {
     kernel.failReads(member(kernel, "thread_main", "TX_THREAD_STRUCT", "tx_thread_name"), 4);
     kernel.writeWord(member(kernel, "mutex_spi", "TX_MUTEX_STRUCT", "tx_mutex_name"), 0x30000000);
     KernelInfoNode out;
-    ASSERT_TRUE(collect(kernel, &ThreadxRtosDriver::collectMutexes, out));
+    ASSERT_TRUE(collect(kernel, ThreadxObjectKinds::MUTEXES, out));
     EXPECT_EQ((std::vector<std::string>{"Mutex: Name=fs lock; Owner=; Owner count=; Suspended=;",
                                         "Mutex: Name=; Owner=; Owner count=0; Suspended=;"}),
               objectsOf(out));
@@ -203,7 +206,7 @@ TEST_F(ThreadxObjectCollectorIntegration, SuspensionListThatCirclesWithoutItsFir
     const std::uint32_t first = kernel.address("waiter_x");
     const std::uint32_t second = kernel.address("waiter_y");
     KernelInfoNode out;
-    ASSERT_TRUE(collect(kernel, &ThreadxRtosDriver::collectQueues, out,
+    ASSERT_TRUE(collect(kernel, ThreadxObjectKinds::QUEUES, out,
                         "Walk of the suspension list at " + hex8(first) + " cut short at " + hex8(second) +
                             ": a link seen before.\n"));
     EXPECT_EQ((std::vector<std::string>{"Queue: Name=looping waiters; Message size=0; Capacity=0; Used=0; "
@@ -212,7 +215,7 @@ TEST_F(ThreadxObjectCollectorIntegration, SuspensionListThatCirclesWithoutItsFir
 
     kernel.writeWord(kernel.address("_tx_queue_created_ptr"), kernel.address("queue_open_waiters"));
     KernelInfoNode open;
-    ASSERT_TRUE(collect(kernel, &ThreadxRtosDriver::collectQueues, open));
+    ASSERT_TRUE(collect(kernel, ThreadxObjectKinds::QUEUES, open));
     EXPECT_EQ((std::vector<std::string>{"Queue: Name=open waiters; Message size=0; Capacity=0; Used=0; "
                                         "Suspended=first in line, second in line;"}),
               objectsOf(open));
@@ -225,7 +228,7 @@ TEST_F(ThreadxObjectCollectorIntegration, ListThatNeverReturnsToItsHeadIsCutAtAn
     ASSERT_TRUE(kernel.ok());
     kernel.writeWord(kernel.address("_tx_semaphore_created_ptr"), kernel.address("semaphore_a"));
     KernelInfoNode out;
-    EXPECT_TRUE(collect(kernel, &ThreadxRtosDriver::collectSemaphores, out,
+    EXPECT_TRUE(collect(kernel, ThreadxObjectKinds::SEMAPHORES, out,
                         "Walk of the created list _tx_semaphore_created_ptr cut short at " +
                             hex8(kernel.address("semaphore_b")) + ": a link seen before.\n"));
     EXPECT_EQ((std::vector<std::string>{"Semaphore: Name=semaphore a; Count=0; Suspended=;",
@@ -244,7 +247,7 @@ TEST_F(ThreadxObjectCollectorIntegration, RingLongerThanItsCountIsCutPastTheCoun
     StructInfo group;
     ASSERT_TRUE(SymbolTable::getInstance().lookupStruct("TX_EVENT_FLAGS_GROUP_STRUCT", group));
     KernelInfoNode out;
-    EXPECT_TRUE(collect(kernel, &ThreadxRtosDriver::collectEventFlags, out,
+    EXPECT_TRUE(collect(kernel, ThreadxObjectKinds::EVENT_FLAGS, out,
                         "Walk of the created list _tx_event_flags_created_ptr cut short at " +
                             hex8(kernel.address("flag_ring") + 7 * group.getSize()) +
                             ": more links than the list can hold.\n"));
@@ -266,7 +269,7 @@ TEST_F(ThreadxObjectCollectorIntegration, SuspensionListLongerThanItsCountIsCutP
     const std::uint32_t count = member(kernel, "queue_uart", "TX_QUEUE_STRUCT", "tx_queue_suspended_count");
     kernel.writeWord(count, 0);
     KernelInfoNode out;
-    ASSERT_TRUE(collect(kernel, &ThreadxRtosDriver::collectQueues, out,
+    ASSERT_TRUE(collect(kernel, ThreadxObjectKinds::QUEUES, out,
                         "Walk of the suspension list at " + hex8(kernel.address("thread_uart_rx")) +
                             " cut short at " + hex8(kernel.address("thread_net")) +
                             ": more links than the list can hold.\n"));
@@ -276,7 +279,7 @@ TEST_F(ThreadxObjectCollectorIntegration, SuspensionListLongerThanItsCountIsCutP
 
     kernel.writeWord(count, 3);
     KernelInfoNode all;
-    ASSERT_TRUE(collect(kernel, &ThreadxRtosDriver::collectQueues, all));
+    ASSERT_TRUE(collect(kernel, ThreadxObjectKinds::QUEUES, all));
     EXPECT_EQ((std::vector<std::string>{"Queue: Name=uart queue; Message size=4; Capacity=16; Used=0; "
                                         "Suspended=uart rx, uart tx, logger, storage, net events, "
                                         "housekeeping and wa;"}),

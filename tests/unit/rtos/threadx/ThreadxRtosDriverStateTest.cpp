@@ -112,7 +112,8 @@ TEST(ThreadxStateIntegration, FailedThreadWalkDropsBothThreadSections) {
     ThreadxTestKernel kernel("threadx_state.elf");
     ASSERT_TRUE(kernel.ok());
     kernel.failReads(
-        kernel.memberAddress(kernel.address("thread_logger"), "TX_THREAD_STRUCT", "tx_thread_stack_ptr"), 4);
+        kernel.memberAddress(kernel.address("thread_logger"), "TX_THREAD_STRUCT", "tx_thread_created_next"),
+        4);
     KernelInfoNode out;
     ASSERT_TRUE(kernel.driver().runCommand(kernel.server(), {"state"}, out));
     EXPECT_EQ((std::vector<std::string>{"Driver", "Kernel state", "Semaphores", "Mutexes", "Timers",

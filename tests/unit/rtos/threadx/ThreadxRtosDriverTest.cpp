@@ -1,4 +1,5 @@
 #include "rtos/threadx/ThreadxRtosDriver.h"
+#include "rtos/KernelMemory.h"
 
 #include "ThreadxTestKernel.h"
 #include "ThreadxTestLog.h"
@@ -7,6 +8,7 @@
 #include "rtos/RtosInfo.h"
 #include "rtos/threadx/ThreadxPortCortexM0.h"
 #include "rtos/threadx/ThreadxPortCortexM3M4M7.h"
+#include "rtos/threadx/ThreadxThreadWalk.h"
 #include "target/RegisterList.h"
 #include "target/ThreadList.h"
 
@@ -50,13 +52,14 @@ TEST_F(ThreadxRtosDriverTest, SymbolsInOrderReplacingTheList) {
     driver.getSymbols(symbols);
     EXPECT_EQ(
         (std::vector<std::string>{
-            "_tx_thread_current_ptr", "_tx_thread_created_ptr", "_tx_thread_system_state",
-            "_tx_semaphore_created_ptr", "_tx_mutex_created_ptr", "_tx_timer_created_ptr",
-            "_tx_queue_created_ptr", "_tx_event_flags_created_ptr", "_tx_block_pool_created_ptr",
-            "_tx_byte_pool_created_ptr", "_tx_thread_created_count", "_tx_semaphore_created_count",
-            "_tx_mutex_created_count", "_tx_timer_created_count", "_tx_queue_created_count",
+            "_tx_thread_current_ptr",        "_tx_thread_created_ptr",       "_tx_thread_system_state",
+            "_tx_semaphore_created_ptr",     "_tx_mutex_created_ptr",        "_tx_timer_created_ptr",
+            "_tx_queue_created_ptr",         "_tx_event_flags_created_ptr",  "_tx_block_pool_created_ptr",
+            "_tx_byte_pool_created_ptr",     "_tx_thread_created_count",     "_tx_semaphore_created_count",
+            "_tx_mutex_created_count",       "_tx_timer_created_count",      "_tx_queue_created_count",
             "_tx_event_flags_created_count", "_tx_block_pool_created_count", "_tx_byte_pool_created_count",
-            "_tx_timer_list_start", "_tx_timer_list_end", "_tx_timer_current_ptr", "_tx_timer_expired_timer_ptr"}),
+            "_tx_timer_list_start",          "_tx_timer_list_end",           "_tx_timer_current_ptr",
+            "_tx_timer_expired_timer_ptr"}),
         symbols);
 }
 
@@ -267,7 +270,7 @@ TEST_F(ThreadxRtosDriverIntegration, ActiveThreadIdIsTheCurrentPointer) {
     ASSERT_TRUE(kernel.ok());
     unsigned int id = 0;
     kernel.resetReads();
-    EXPECT_TRUE(kernel.driver().findActiveThreadId(kernel.server(), id));
+    EXPECT_TRUE(ThreadxThreadWalk::readActiveThreadId(kernel.server(), id));
     EXPECT_EQ(kernel.address("thread_main"), id);
     EXPECT_EQ(1u, kernel.reads());
 }
@@ -276,7 +279,7 @@ TEST_F(ThreadxRtosDriverIntegration, NoActiveThreadIsAValidZero) {
     ThreadxTestKernel kernel("threadx_edges.elf");
     ASSERT_TRUE(kernel.ok());
     unsigned int id = 77;
-    EXPECT_TRUE(kernel.driver().findActiveThreadId(kernel.server(), id));
+    EXPECT_TRUE(ThreadxThreadWalk::readActiveThreadId(kernel.server(), id));
     EXPECT_EQ(0u, id);
 }
 
@@ -287,18 +290,21 @@ TEST_F(ThreadxRtosDriverIntegration, ActiveThreadIdFailsSilently) {
     unsigned int id = 77;
     bool result = true;
     EXPECT_EQ("", threadxlog::capture(threadxlog::kAll, [&] {
-                  result = kernel.driver().findActiveThreadId(kernel.server(), id);
+                  result = ThreadxThreadWalk::readActiveThreadId(kernel.server(), id);
               }));
     EXPECT_FALSE(result);
     EXPECT_EQ(77u, id);
     SymbolTable::getInstance().clear();
     EXPECT_EQ("", threadxlog::capture(threadxlog::kAll, [&] {
-                  result = kernel.driver().findActiveThreadId(kernel.server(), id);
+                  result = ThreadxThreadWalk::readActiveThreadId(kernel.server(), id);
               }));
     EXPECT_FALSE(result);
 }
 
 namespace {
+
+// ThreadX fills a new thread's stack with this byte.
+constexpr unsigned char kStackFill = 0xef;
 
 // The address of the name that a thread of the snapshot points at.
 std::uint32_t nameOf(ThreadxTestKernel& kernel, const char* thread) {
@@ -316,13 +322,13 @@ TEST_F(ThreadxRtosDriverIntegration, StringsAreCutToOneLessThanTheLength) {
     std::uint32_t longName = nameOf(kernel, "thread_housekeeping");
     std::string text;
     kernel.resetReads();
-    ASSERT_TRUE(kernel.driver().readString(kernel.server(), longName, 20, text));
+    ASSERT_TRUE(KernelMemory::readString(kernel.server(), longName, 20, text));
     EXPECT_EQ("housekeeping and wa", text);
     EXPECT_EQ(1u, kernel.reads());
-    ASSERT_TRUE(kernel.driver().readString(kernel.server(), longName, 5, text));
+    ASSERT_TRUE(KernelMemory::readString(kernel.server(), longName, 5, text));
     EXPECT_EQ("hous", text);
     // A shorter text ends at its zero byte.
-    ASSERT_TRUE(kernel.driver().readString(kernel.server(), nameOf(kernel, "thread_main"), 20, text));
+    ASSERT_TRUE(KernelMemory::readString(kernel.server(), nameOf(kernel, "thread_main"), 20, text));
     EXPECT_EQ("main", text);
 }
 
@@ -331,9 +337,9 @@ TEST_F(ThreadxRtosDriverIntegration, StringOfNoLengthOrUnreadable) {
     ASSERT_TRUE(kernel.ok());
     std::string text = "kept";
     kernel.resetReads();
-    EXPECT_FALSE(kernel.driver().readString(kernel.server(), nameOf(kernel, "thread_main"), 0, text));
+    EXPECT_FALSE(KernelMemory::readString(kernel.server(), nameOf(kernel, "thread_main"), 0, text));
     EXPECT_EQ(1u, kernel.reads());
-    EXPECT_FALSE(kernel.driver().readString(kernel.server(), 0x30000000, 20, text));
+    EXPECT_FALSE(KernelMemory::readString(kernel.server(), 0x30000000, 20, text));
     EXPECT_EQ("kept", text);
 }
 
@@ -343,18 +349,22 @@ TEST_F(ThreadxRtosDriverIntegration, FreeStackCountsTheFillFromTheLowEnd) {
     unsigned int free = 0;
     kernel.resetReads();
     // 1024 bytes, the lowest 100 never written.
-    ASSERT_TRUE(kernel.driver().getFreeStack(kernel.server(), kernel.address("stack_main"), 1024, free));
+    ASSERT_TRUE(
+        KernelMemory::countStackFill(kernel.server(), kernel.address("stack_main"), 1024, kStackFill, free));
     EXPECT_EQ(100u, free);
     EXPECT_EQ(1u, kernel.reads());
     EXPECT_EQ(1024u, kernel.kernel().target().getStats().memoryReadBytes);
     // The fill ends in the middle of a word.
-    ASSERT_TRUE(kernel.driver().getFreeStack(kernel.server(), kernel.address("stack_storage"), 1024, free));
+    ASSERT_TRUE(KernelMemory::countStackFill(kernel.server(), kernel.address("stack_storage"), 1024,
+                                             kStackFill, free));
     EXPECT_EQ(162u, free);
     // Byte 0 used: nothing free.
-    ASSERT_TRUE(kernel.driver().getFreeStack(kernel.server(), kernel.address("stack_heap"), 512, free));
+    ASSERT_TRUE(
+        KernelMemory::countStackFill(kernel.server(), kernel.address("stack_heap"), 512, kStackFill, free));
     EXPECT_EQ(0u, free);
     // All of the stack still filled.
-    ASSERT_TRUE(kernel.driver().getFreeStack(kernel.server(), kernel.address("stack_main"), 64, free));
+    ASSERT_TRUE(
+        KernelMemory::countStackFill(kernel.server(), kernel.address("stack_main"), 64, kStackFill, free));
     EXPECT_EQ(64u, free);
 }
 
@@ -362,7 +372,7 @@ TEST_F(ThreadxRtosDriverIntegration, FreeStackUnreadableLeavesTheCount) {
     ThreadxTestKernel kernel("threadx_state.elf");
     ASSERT_TRUE(kernel.ok());
     unsigned int free = 77;
-    EXPECT_FALSE(kernel.driver().getFreeStack(kernel.server(), 0x30000000, 1024, free));
+    EXPECT_FALSE(KernelMemory::countStackFill(kernel.server(), 0x30000000, 1024, kStackFill, free));
     EXPECT_EQ(77u, free);
 }
 

@@ -1,4 +1,7 @@
+#include "rtos/threadx/ThreadxReader.h"
 #include "rtos/threadx/ThreadxRtosDriver.h"
+#include "rtos/threadx/ThreadxThreadView.h"
+#include "rtos/threadx/ThreadxThreadWalk.h"
 
 #include "TestPaths.h"
 #include "ThreadxTestKernel.h"
@@ -75,6 +78,14 @@ std::uint32_t member(ThreadxTestKernel& kernel, const char* thread, const char* 
     return kernel.memberAddress(kernel.address(thread), "TX_THREAD_STRUCT", name);
 }
 
+// The walk's threads as the monitor renders them, one "Thread" child of out each.
+bool walkThreads(ThreadxTestKernel& kernel, bool detail, KernelInfoNode& out) {
+    std::vector<ThreadxThread> threads;
+    bool result = ThreadxThreadWalk::readThreads(kernel.server(), detail, threads);
+    ThreadxThreadView::addThreadNodes(threads, detail, out);
+    return result;
+}
+
 } // namespace
 
 TEST(ThreadxThreadWalkIntegration, SnapshotAsGdbThreadsInFourReadsEach) {
@@ -104,7 +115,7 @@ TEST(ThreadxThreadWalkIntegration, FailureAtAnyThreadGivesNoSnapshot) {
         const char* member;
     };
     for (Case entry :
-         {Case{"thread_main", "tx_thread_stack_ptr"}, Case{"thread_uart_rx", "tx_thread_stack_ptr"},
+         {Case{"thread_main", "tx_thread_created_next"}, Case{"thread_uart_rx", "tx_thread_created_next"},
           Case{"thread_logger", "tx_thread_created_next"}, Case{"thread_paused", "tx_thread_created_next"}}) {
         SCOPED_TRACE(std::string(entry.thread) + "." + entry.member);
         ThreadxTestKernel kernel("threadx_state.elf");
@@ -127,7 +138,7 @@ TEST(ThreadxThreadWalkIntegration, PlainNodesHaveFourChildrenInTheirOrder) {
     ThreadxTestKernel kernel("threadx_state.elf");
     ASSERT_TRUE(kernel.ok());
     KernelInfoNode root;
-    ASSERT_TRUE(kernel.driver().readThreads(kernel.server(), false, root));
+    ASSERT_TRUE(walkThreads(kernel, false, root));
     ASSERT_EQ(kSnapshotThreads, root.getChildNodes().size());
     const KernelInfoNode& main = root.getChildNodes()[0];
     EXPECT_EQ("Thread", main.getLabel());
@@ -153,7 +164,7 @@ TEST(ThreadxThreadWalkIntegration, WithNoRunningThreadNoneIsActive) {
     ASSERT_TRUE(kernel.ok());
     kernel.writeWord(kernel.address("_tx_thread_current_ptr"), 0);
     KernelInfoNode root;
-    ASSERT_TRUE(kernel.driver().readThreads(kernel.server(), false, root));
+    ASSERT_TRUE(walkThreads(kernel, false, root));
     ASSERT_EQ(kSnapshotThreads, root.getChildNodes().size());
     for (const KernelInfoNode& thread : root.getChildNodes()) {
         EXPECT_EQ("0", valueOf(thread, 1)) << valueOf(thread, 0);
@@ -169,7 +180,7 @@ TEST(ThreadxThreadWalkIntegration, DetailAddsSixReadsAndTheStack) {
     ASSERT_TRUE(kernel.ok());
     KernelInfoNode root;
     kernel.resetReads();
-    ASSERT_TRUE(kernel.driver().readThreads(kernel.server(), true, root));
+    ASSERT_TRUE(walkThreads(kernel, true, root));
     EXPECT_EQ(2u + 11u * kSnapshotThreads, kernel.reads());
     const KernelInfoNode& storage = root.getChildNodes()[5];
     EXPECT_EQ((std::vector<std::string>{"Thread Id", "Active", "Name", "Stack Ptr", "Priority", "State",
@@ -208,7 +219,7 @@ TEST(ThreadxThreadWalkIntegration, StateTextsByValue) {
     for (std::uint32_t value = 0; value < 16; ++value) {
         kernel.writeWord(state, value == 15 ? 0xffffffff : value);
         KernelInfoNode root;
-        ASSERT_TRUE(kernel.driver().readThreads(kernel.server(), true, root));
+        ASSERT_TRUE(walkThreads(kernel, true, root));
         EXPECT_EQ(texts[value], valueOf(root.getChildNodes()[1], 5)) << value;
     }
 }
@@ -219,7 +230,7 @@ TEST(ThreadxThreadWalkIntegration, NoThreadCreated) {
     kernel.writeWord(kernel.address("_tx_thread_created_ptr"), 0);
     KernelInfoNode root;
     kernel.resetReads();
-    EXPECT_TRUE(kernel.driver().readThreads(kernel.server(), true, root));
+    EXPECT_TRUE(walkThreads(kernel, true, root));
     EXPECT_TRUE(root.getChildNodes().empty());
     EXPECT_EQ(2u, kernel.reads());
 }
@@ -229,7 +240,7 @@ TEST(ThreadxThreadWalkIntegration, ThreadLinkedToItselfIsTheWholeList) {
     ASSERT_TRUE(kernel.ok());
     KernelInfoNode root;
     kernel.resetReads();
-    ASSERT_TRUE(kernel.driver().readThreads(kernel.server(), false, root));
+    ASSERT_TRUE(walkThreads(kernel, false, root));
     ASSERT_EQ(1u, root.getChildNodes().size());
     EXPECT_EQ("lonely", valueOf(root.getChildNodes()[0], 0));
     // Nothing runs before the scheduler starts.
@@ -242,7 +253,7 @@ TEST(ThreadxThreadWalkIntegration, UnknownStateWordGivesAnEmptyState) {
     ThreadxTestKernel kernel("threadx_edges.elf");
     ASSERT_TRUE(kernel.ok());
     KernelInfoNode root;
-    ASSERT_TRUE(kernel.driver().readThreads(kernel.server(), true, root));
+    ASSERT_TRUE(walkThreads(kernel, true, root));
     ASSERT_EQ(1u, root.getChildNodes().size());
     const KernelInfoNode& lonely = root.getChildNodes()[0];
     EXPECT_EQ("7", valueOf(lonely, 4));
@@ -251,23 +262,40 @@ TEST(ThreadxThreadWalkIntegration, UnknownStateWordGivesAnEmptyState) {
     EXPECT_EQ("128B/256B (50.0%)", valueOf(lonely, 9));
 }
 
-TEST(ThreadxThreadWalkIntegration, UnreadableStackPointerEndsTheWalkWithTheThread) {
+// A switched-out thread whose saved frame cannot be found is left out of GDB's threads alone, and the
+// monitor shows it with an empty stack pointer.
+TEST(ThreadxThreadWalkIntegration, UnreadableStackPointerLeavesOutThatThreadAlone) {
     ThreadxTestKernel kernel("threadx_state.elf");
     ASSERT_TRUE(kernel.ok());
     kernel.failReads(member(kernel, "thread_uart_rx", "tx_thread_stack_ptr"), 4);
     KernelInfoNode root;
-    kernel.resetReads();
-    EXPECT_FALSE(kernel.driver().readThreads(kernel.server(), false, root));
-    EXPECT_EQ((std::vector<std::string>{"main", "sensor poll", "uart rx"}), namesOf(root));
+    ASSERT_TRUE(walkThreads(kernel, false, root));
+    ASSERT_EQ(kSnapshotThreads, root.getChildNodes().size());
+    EXPECT_EQ("uart rx", valueOf(root.getChildNodes()[2], 0));
     EXPECT_EQ("", valueOf(root.getChildNodes()[2], 3));
-    EXPECT_EQ(2u + 4u * 3u, kernel.reads());
+    EXPECT_EQ(hex8(framePointer(kernel, kSnapshot[3])), valueOf(root.getChildNodes()[3], 3));
 
-    // With detail the rest of the thread is read all the same.
-    KernelInfoNode detailed;
-    EXPECT_FALSE(kernel.driver().readThreads(kernel.server(), true, detailed));
-    ASSERT_EQ(3u, detailed.getChildNodes().size());
-    EXPECT_EQ(10u, detailed.getChildNodes()[2].getChildNodes().size());
-    EXPECT_EQ("SUSPENDED (QUEUE)", valueOf(detailed.getChildNodes()[2], 5));
+    ThreadList threads;
+    ASSERT_TRUE(kernel.driver().getThreads(kernel.server(), threads));
+    EXPECT_EQ(kSnapshotThreads - 1, threads.getNumberOfThreads());
+    TargetThread thread;
+    EXPECT_FALSE(threads.getThread(kernel.address("thread_uart_rx"), thread));
+    ASSERT_TRUE(threads.getThread(kernel.address("thread_uart_tx"), thread));
+    EXPECT_EQ(framePointer(kernel, kSnapshot[3]), thread.getStackPtr());
+}
+
+// The running thread's registers are the core's: it stays a thread without its saved frame.
+TEST(ThreadxThreadWalkIntegration, RunningThreadWithoutStackPointerStaysAThread) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    kernel.failReads(member(kernel, "thread_main", "tx_thread_stack_ptr"), 4);
+    ThreadList threads;
+    ASSERT_TRUE(kernel.driver().getThreads(kernel.server(), threads));
+    EXPECT_EQ(kSnapshotThreads, threads.getNumberOfThreads());
+    TargetThread active;
+    ASSERT_TRUE(threads.getActiveThread(active));
+    EXPECT_EQ(kernel.address("thread_main"), active.getThreadId());
+    EXPECT_EQ("main", active.getName());
 }
 
 TEST(ThreadxThreadWalkIntegration, UnreadableNextPointerDropsTheThread) {
@@ -275,7 +303,7 @@ TEST(ThreadxThreadWalkIntegration, UnreadableNextPointerDropsTheThread) {
     ASSERT_TRUE(kernel.ok());
     kernel.failReads(member(kernel, "thread_uart_rx", "tx_thread_created_next"), 4);
     KernelInfoNode root;
-    EXPECT_FALSE(kernel.driver().readThreads(kernel.server(), false, root));
+    EXPECT_FALSE(walkThreads(kernel, false, root));
     EXPECT_EQ((std::vector<std::string>{"main", "sensor poll"}), namesOf(root));
 }
 
@@ -287,7 +315,7 @@ TEST(ThreadxThreadWalkIntegration, UnreadableNameOnlyEmptiesTheName) {
     kernel.writeWord(member(kernel, "thread_logger", "tx_thread_name"), 0x30000000);
     KernelInfoNode root;
     kernel.resetReads();
-    ASSERT_TRUE(kernel.driver().readThreads(kernel.server(), false, root));
+    ASSERT_TRUE(walkThreads(kernel, false, root));
     ASSERT_EQ(kSnapshotThreads, root.getChildNodes().size());
     EXPECT_EQ("", valueOf(root.getChildNodes()[1], 0));
     EXPECT_EQ("", valueOf(root.getChildNodes()[4], 0));
@@ -304,7 +332,7 @@ TEST(ThreadxThreadWalkIntegration, UnreadableDetailStaysEmpty) {
     kernel.failReads(member(kernel, "thread_logger", "tx_thread_stack_start"), 4);
     kernel.failReads(kernel.address("stack_uart_tx") + 500, 1);
     KernelInfoNode root;
-    ASSERT_TRUE(kernel.driver().readThreads(kernel.server(), true, root));
+    ASSERT_TRUE(walkThreads(kernel, true, root));
     const KernelInfoNode& sensor = root.getChildNodes()[1];
     EXPECT_EQ("", valueOf(sensor, 4));
     EXPECT_EQ("SLEEP", valueOf(sensor, 5));
@@ -323,19 +351,19 @@ TEST(ThreadxThreadWalkIntegration, WalkNeedsTheActiveIdTheHeadAndTheLayout) {
     KernelInfoNode root;
     kernel.failReads(kernel.address("_tx_thread_current_ptr"), 4);
     kernel.resetReads();
-    EXPECT_FALSE(kernel.driver().readThreads(kernel.server(), false, root));
+    EXPECT_FALSE(walkThreads(kernel, false, root));
     EXPECT_EQ(1u, kernel.reads());
 
     ThreadxTestKernel headless("threadx_state.elf");
     ASSERT_TRUE(headless.ok());
     headless.failReads(headless.address("_tx_thread_created_ptr"), 4);
-    EXPECT_FALSE(headless.driver().readThreads(headless.server(), false, root));
+    EXPECT_FALSE(walkThreads(headless, false, root));
 
     ThreadxTestKernel layoutless("threadx_state.elf");
     ASSERT_TRUE(layoutless.ok());
     layoutless.kernel().resolveStructures({"TX_QUEUE_STRUCT"});
     layoutless.resetReads();
-    EXPECT_FALSE(layoutless.driver().readThreads(layoutless.server(), false, root));
+    EXPECT_FALSE(walkThreads(layoutless, false, root));
     EXPECT_EQ(2u, layoutless.reads());
     EXPECT_TRUE(root.getChildNodes().empty());
 }
@@ -351,9 +379,7 @@ TEST(ThreadxThreadWalkIntegration, ListThatNeverReturnsToItsHeadIsCutAtAThreadSe
     bool result = false;
     EXPECT_EQ("Walk of the created thread list cut short at " +
                   StringUtil::to_string(kernel.address("cycle_b"), 16, 8) + ": a link seen before.\n",
-              threadxlog::capture(threadxlog::kAll, [&] {
-                  result = kernel.driver().readThreads(kernel.server(), false, root);
-              }));
+              threadxlog::capture(threadxlog::kAll, [&] { result = walkThreads(kernel, false, root); }));
     EXPECT_TRUE(result);
     EXPECT_EQ((std::vector<std::string>{"cycle a", "cycle b", "cycle c"}), namesOf(root));
     EXPECT_EQ(3u + 3u * 4u, kernel.reads());
@@ -409,9 +435,7 @@ TEST(ThreadxThreadWalkIntegration, RingLongerThanItsCountIsCutPastTheCountAndMar
     EXPECT_EQ("Walk of the created thread list cut short at " +
                   StringUtil::to_string(kernel.address("waiter_z"), 16, 8) +
                   ": more links than the list can hold.\n",
-              threadxlog::capture(threadxlog::kAll, [&] {
-                  result = kernel.driver().readThreads(kernel.server(), false, root);
-              }));
+              threadxlog::capture(threadxlog::kAll, [&] { result = walkThreads(kernel, false, root); }));
     EXPECT_TRUE(result);
     EXPECT_EQ(std::vector<std::string>(kEdgeNames.begin(), kEdgeNames.begin() + 6), namesOf(root));
     EXPECT_EQ(3u + 6u * 4u, kernel.reads());
@@ -449,81 +473,19 @@ TEST(ThreadxThreadWalkIntegration, CountOfFourBillionOverLinksThatNeverRepeatSto
     EXPECT_TRUE(threads.getThread(kEndlessBase + 4 * 9999, last));
 }
 
-TEST(ThreadxThreadWalkTest, NodeToThread) {
-    ThreadxRtosDriver driver{RtosDriverInfo()};
-    KernelInfoNode node(0, "", "Thread");
-    node.addChild(KernelInfoNode(2, "0x20002000", "Thread Id"));
-    node.addChild(KernelInfoNode(1, "1", "Active"));
-    node.addChild(KernelInfoNode(0, "main", "Name"));
-    node.addChild(KernelInfoNode(3, "0x200003bc", "Stack Ptr"));
-    TargetThread thread;
-    ASSERT_TRUE(driver.infoNodeToThread(node, thread));
-    EXPECT_EQ(0x20002000u, thread.getThreadId());
-    EXPECT_TRUE(thread.getCpuActive());
-    EXPECT_EQ(0x200003bcu, thread.getStackPtr());
-    EXPECT_EQ("main", thread.getName());
-}
-
-TEST(ThreadxThreadWalkTest, NodeToThreadWithoutNameOrWithPlainNumbers) {
-    ThreadxRtosDriver driver{RtosDriverInfo()};
-    KernelInfoNode node(0, "", "Thread");
-    node.addChild(KernelInfoNode(3, "4096", "Stack Ptr"));
-    node.addChild(KernelInfoNode(1, "0", "Active"));
-    node.addChild(KernelInfoNode(2, "0x2000aa00", "Thread Id"));
-    TargetThread thread(1, 2, true, "old");
-    ASSERT_TRUE(driver.infoNodeToThread(node, thread));
-    EXPECT_EQ(0x2000aa00u, thread.getThreadId());
-    EXPECT_FALSE(thread.getCpuActive());
-    EXPECT_EQ(4096u, thread.getStackPtr());
-    // The name becomes empty, which shows as the id.
-    EXPECT_EQ("2000aa00", thread.getName());
-}
-
-TEST(ThreadxThreadWalkTest, NodeToThreadNeedsIdActiveAndStackPointer) {
-    ThreadxRtosDriver driver{RtosDriverInfo()};
-    const KernelInfoNode parts[] = {KernelInfoNode(2, "0x20002000", "Thread Id"),
-                                    KernelInfoNode(1, "1", "Active"),
-                                    KernelInfoNode(3, "0x200003bc", "Stack Ptr")};
-    for (unsigned int missing = 0; missing < 3; ++missing) {
-        KernelInfoNode node;
-        for (unsigned int i = 0; i < 3; ++i) {
-            if (i != missing) {
-                node.addChild(parts[i]);
-            }
-        }
-        TargetThread thread(7, 8);
-        EXPECT_FALSE(driver.infoNodeToThread(node, thread)) << missing;
-        EXPECT_EQ(7u, thread.getThreadId());
-    }
-    // An empty stack pointer, as a failed read leaves it, cannot be converted.
-    KernelInfoNode node;
-    node.addChild(parts[0]);
-    node.addChild(parts[1]);
-    node.addChild(KernelInfoNode(3, "", "Stack Ptr"));
-    TargetThread thread(7, 8);
-    EXPECT_FALSE(driver.infoNodeToThread(node, thread));
-    EXPECT_EQ(7u, thread.getThreadId());
-}
-
-TEST(ThreadxThreadWalkTest, StackUsageTable) {
-    ThreadxRtosDriver driver{RtosDriverInfo()};
-    KernelInfoNode threads;
-    KernelInfoNode full(0, "", "Thread");
-    full.addChild(KernelInfoNode(0, "main", "Name"));
-    full.addChild(KernelInfoNode(9, "924B/1024B (90.2%)", "Stack usage"));
-    KernelInfoNode plain(0, "", "Thread");
-    plain.addChild(KernelInfoNode(0, "idle", "Name"));
-    KernelInfoNode anonymous(0, "", "Thread");
-    anonymous.addChild(KernelInfoNode(9, "", "Stack usage"));
-    threads.addChild(full);
-    threads.addChild(plain);
-    threads.addChild(anonymous);
-    KernelInfoNode out;
-    ASSERT_TRUE(driver.collectStackUsage(threads, out));
-    EXPECT_EQ(":\n"
+TEST(ThreadxThreadViewTest, StackUsageTable) {
+    ThreadxThread full;
+    full.name = "main";
+    full.stackSize = 1024;
+    full.freeStack = 100;
+    ThreadxThread plain;
+    plain.name = "idle";
+    ThreadxThread anonymous;
+    KernelInfoNode out = ThreadxThreadView::stackUsage({full, plain, anonymous});
+    EXPECT_EQ("Stack usage:\n"
               " main:924B/1024B (90.2%)\n"
-              " idle:N/A\n"
-              " N/A:\n",
+              " idle:\n"
+              " :\n",
               KernelInfoNode::toString(out, FORMAT_TREE));
     EXPECT_EQ(0u, out.getChildNodes()[1].getId());
 }
@@ -533,20 +495,20 @@ TEST(ThreadxThreadWalkIntegration, SuspensionListNames) {
     ASSERT_TRUE(kernel.ok());
     std::vector<std::string> names = {"kept"};
     kernel.resetReads();
-    ASSERT_TRUE(kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("thread_uart_rx"),
-                                                      ThreadxRtosDriver::ringLimit(true, 3), names));
+    ASSERT_TRUE(ThreadxReader::readSuspensionList(kernel.server(), kernel.address("thread_uart_rx"),
+                                                  ThreadxReader::ringLimit(true, 3), names));
     EXPECT_EQ((std::vector<std::string>{"kept", "uart rx", "uart tx", "logger"}), names);
     EXPECT_EQ(9u, kernel.reads());
 
     names.clear();
-    ASSERT_TRUE(kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("thread_storage"),
-                                                      ThreadxRtosDriver::ringLimit(true, 1), names));
+    ASSERT_TRUE(ThreadxReader::readSuspensionList(kernel.server(), kernel.address("thread_storage"),
+                                                  ThreadxReader::ringLimit(true, 1), names));
     EXPECT_EQ((std::vector<std::string>{"storage"}), names);
 
     names.clear();
     kernel.resetReads();
-    ASSERT_TRUE(kernel.driver().resolveSuspensionList(kernel.server(), 0,
-                                                      ThreadxRtosDriver::ringLimit(true, 0), names));
+    ASSERT_TRUE(
+        ThreadxReader::readSuspensionList(kernel.server(), 0, ThreadxReader::ringLimit(true, 0), names));
     EXPECT_TRUE(names.empty());
     EXPECT_EQ(0u, kernel.reads());
 }
@@ -555,8 +517,8 @@ TEST(ThreadxThreadWalkIntegration, SuspensionListEndingInANullLink) {
     ThreadxTestKernel kernel("threadx_edges.elf");
     ASSERT_TRUE(kernel.ok());
     std::vector<std::string> names;
-    ASSERT_TRUE(kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("first_in_line"),
-                                                      ThreadxRtosDriver::ringLimit(true, 2), names));
+    ASSERT_TRUE(ThreadxReader::readSuspensionList(kernel.server(), kernel.address("first_in_line"),
+                                                  ThreadxReader::ringLimit(true, 2), names));
     EXPECT_EQ((std::vector<std::string>{"first in line", "second in line"}), names);
 }
 
@@ -571,9 +533,8 @@ TEST(ThreadxThreadWalkIntegration, SuspensionListThatCirclesWithoutItsFirstIsCut
                   " cut short at " + StringUtil::to_string(kernel.address("waiter_y"), 16, 8) +
                   ": a link seen before.\n",
               threadxlog::capture(threadxlog::kAll, [&] {
-                  result =
-                      kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("waiter_x"),
-                                                            ThreadxRtosDriver::ringLimit(true, 3), names);
+                  result = ThreadxReader::readSuspensionList(kernel.server(), kernel.address("waiter_x"),
+                                                             ThreadxReader::ringLimit(true, 3), names);
               }));
     EXPECT_TRUE(result);
     EXPECT_EQ((std::vector<std::string>{"waiter x", "waiter y", "waiter z"}), names);
@@ -585,20 +546,20 @@ TEST(ThreadxThreadWalkIntegration, SuspensionListSkipsUnreadableNamesAndStopsAtU
     ASSERT_TRUE(kernel.ok());
     kernel.failReads(member(kernel, "thread_uart_tx", "tx_thread_name"), 4);
     std::vector<std::string> names;
-    ASSERT_TRUE(kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("thread_uart_rx"),
-                                                      ThreadxRtosDriver::ringLimit(true, 3), names));
+    ASSERT_TRUE(ThreadxReader::readSuspensionList(kernel.server(), kernel.address("thread_uart_rx"),
+                                                  ThreadxReader::ringLimit(true, 3), names));
     EXPECT_EQ((std::vector<std::string>{"uart rx", "logger"}), names);
 
     kernel.failReads(member(kernel, "thread_logger", "tx_thread_suspended_next"), 4);
     names.clear();
-    EXPECT_FALSE(kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("thread_uart_rx"),
-                                                       ThreadxRtosDriver::ringLimit(true, 3), names));
+    EXPECT_FALSE(ThreadxReader::readSuspensionList(kernel.server(), kernel.address("thread_uart_rx"),
+                                                   ThreadxReader::ringLimit(true, 3), names));
     EXPECT_EQ((std::vector<std::string>{"uart rx", "logger"}), names);
 
     kernel.kernel().resolveStructures({"TX_QUEUE_STRUCT"});
     names.clear();
-    EXPECT_FALSE(kernel.driver().resolveSuspensionList(kernel.server(), kernel.address("thread_uart_rx"),
-                                                       ThreadxRtosDriver::ringLimit(true, 3), names));
+    EXPECT_FALSE(ThreadxReader::readSuspensionList(kernel.server(), kernel.address("thread_uart_rx"),
+                                                   ThreadxReader::ringLimit(true, 3), names));
     EXPECT_TRUE(names.empty());
 }
 
@@ -615,16 +576,16 @@ TEST(ThreadxThreadWalkIntegration, SuspensionListLongerThanItsCountIsCutPastTheM
                   StringUtil::to_string(kernel.address("waiter_x"), 16, 8) +
                   ": more links than the list can hold.\n",
               threadxlog::capture(threadxlog::kAll, [&] {
-                  result = kernel.driver().resolveSuspensionList(
-                      kernel.server(), first, ThreadxRtosDriver::ringLimit(true, 0), names);
+                  result = ThreadxReader::readSuspensionList(kernel.server(), first,
+                                                             ThreadxReader::ringLimit(true, 0), names);
               }));
     EXPECT_TRUE(result);
     EXPECT_EQ(std::vector<std::string>(kEdgeNames.begin(), kEdgeNames.begin() + 4), names);
 
     names.clear();
     EXPECT_EQ("", threadxlog::capture(threadxlog::kAll, [&] {
-                  result = kernel.driver().resolveSuspensionList(
-                      kernel.server(), first, ThreadxRtosDriver::ringLimit(false, 0), names);
+                  result = ThreadxReader::readSuspensionList(kernel.server(), first,
+                                                             ThreadxReader::ringLimit(false, 0), names);
               }));
     EXPECT_TRUE(result);
     EXPECT_EQ(kEdgeNames, names);
@@ -643,8 +604,8 @@ TEST(ThreadxThreadWalkIntegration, SuspensionCountOfFourBillionOverLinksThatNeve
                   " cut short at " + StringUtil::to_string(kEndlessBase + 4 * 10000, 16, 8) +
                   ": more links than the list can hold.\n",
               threadxlog::capture(threadxlog::kAll, [&] {
-                  result = kernel.driver().resolveSuspensionList(
-                      kernel.server(), kEndlessBase, ThreadxRtosDriver::ringLimit(true, 0xffffffffu), names);
+                  result = ThreadxReader::readSuspensionList(
+                      kernel.server(), kEndlessBase, ThreadxReader::ringLimit(true, 0xffffffffu), names);
               }));
     EXPECT_TRUE(result);
     EXPECT_EQ(10000u, names.size());

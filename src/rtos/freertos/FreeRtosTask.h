@@ -1,0 +1,33 @@
+#ifndef TARNWICK_RTOS_FREERTOS_FREERTOSTASK_H
+#define TARNWICK_RTOS_FREERTOS_FREERTOSTASK_H
+
+#include "rtos/TaskRecord.h"
+
+#include <optional>
+
+// A FreeRTOS task as the walk read it. The plain walk fills the common part; the extended one, for the
+// monitor, the rest.
+struct FreeRtosTask : TaskRecord {
+    // What the kernel's lists and the task's event item say of it.
+    enum class State { RUNNING, READY, BLOCKED, SUSPENDED, DELAYED };
+
+    std::optional<unsigned int> stackStart;
+    // The last word of the stack, where the kernel keeps it.
+    std::optional<unsigned int> stackEnd;
+    // Bytes between the two ends, when both are known and in order.
+    std::optional<unsigned int> stackSize;
+    // Bytes of the stack fill counted from the start: of the whole stack with its size known, else of a
+    // probe of the stack's first bytes.
+    std::optional<unsigned int> freeStack;
+    // The probe held nothing but the fill: the task has at least that much left.
+    bool freeStackAtLeast = false;
+    std::optional<unsigned int> basePriority;
+    std::optional<unsigned int> priority;
+    // Per cent of the kernel's total run time.
+    std::optional<double> runTimeShare;
+    std::optional<State> state;
+    // The list the task waits on, for a blocked task.
+    std::optional<unsigned int> eventObject;
+};
+
+#endif
