@@ -1,4 +1,5 @@
-#include "rtos/freertos/FreeRtosPortARMCM0.h"
+#include "rtos/RtosPort.h"
+#include "rtos/freertos/FreeRtosPortFactory.h"
 
 #include "FreeRtosFrameTestSupport.h"
 #include "debuginfo/SymbolTable.h"
@@ -38,11 +39,11 @@ std::string savedSpLine(unsigned int address) {
 
 TEST_F(FreeRtosPortARMCM0Integration, ReadsTheFrameAtTheThreadsStackPointer) {
     layFrame(area, 64);
-    FreeRtosPortARMCM0 port;
+    std::unique_ptr<IRtosPortDriver> port(FreeRtosPortFactory::create("ARM_CM0"));
     TargetThread thread(0x20000a40, area);
     RegisterList registers;
     ::testing::internal::CaptureStdout();
-    ASSERT_TRUE(port.getRegisters(kernel->server(), thread, registers));
+    ASSERT_TRUE(port->getRegisters(kernel->server(), thread, registers));
     EXPECT_EQ(savedSpLine(area), ::testing::internal::GetCapturedStdout());
     EXPECT_EQ(expectedRegisters(frameShape("FRAMELAYOUT_CM0"), area), valuesOf(registers));
     EXPECT_EQ(1u, kernel->memoryReads());
@@ -51,11 +52,11 @@ TEST_F(FreeRtosPortARMCM0Integration, ReadsTheFrameAtTheThreadsStackPointer) {
 TEST_F(FreeRtosPortARMCM0Integration, AlignedStackReportsOneMoreWord) {
     std::map<unsigned int, unsigned int> aligned = {{60, 0x21000200u}};
     layFrame(area, 64, aligned);
-    FreeRtosPortARMCM0 port;
+    std::unique_ptr<IRtosPortDriver> port(FreeRtosPortFactory::create("ARM_CM0"));
     TargetThread thread(1, area);
     RegisterList registers;
     ::testing::internal::CaptureStdout();
-    ASSERT_TRUE(port.getRegisters(kernel->server(), thread, registers));
+    ASSERT_TRUE(port->getRegisters(kernel->server(), thread, registers));
     EXPECT_EQ(savedSpLine(area) + "Add alignment\n", ::testing::internal::GetCapturedStdout());
     EXPECT_EQ(expectedRegisters(frameShape("FRAMELAYOUT_CM0"), area, aligned, 4), valuesOf(registers));
     EXPECT_EQ(area + 68, registers.getRegisterValue(RegisterId::REG_SP, 0u));
@@ -63,11 +64,11 @@ TEST_F(FreeRtosPortARMCM0Integration, AlignedStackReportsOneMoreWord) {
 }
 
 TEST_F(FreeRtosPortARMCM0Integration, UnreadableFrameFails) {
-    FreeRtosPortARMCM0 port;
+    std::unique_ptr<IRtosPortDriver> port(FreeRtosPortFactory::create("ARM_CM0"));
     TargetThread thread(1, 0x70000000);
     RegisterList registers;
     ::testing::internal::CaptureStdout();
-    EXPECT_FALSE(port.getRegisters(kernel->server(), thread, registers));
+    EXPECT_FALSE(port->getRegisters(kernel->server(), thread, registers));
     EXPECT_EQ("Saved SP: 0x70000000\nfailed reading frame\n", ::testing::internal::GetCapturedStdout());
     EXPECT_TRUE(registers.getRegisters().empty());
 }
@@ -75,11 +76,11 @@ TEST_F(FreeRtosPortARMCM0Integration, UnreadableFrameFails) {
 TEST_F(FreeRtosPortARMCM0Integration, TheRewrittenPortSavesExcReturnBelowTheRegisters) {
     useRewrittenPort();
     layFrame(area, 68);
-    FreeRtosPortARMCM0 port;
+    std::unique_ptr<IRtosPortDriver> port(FreeRtosPortFactory::create("ARM_CM0"));
     TargetThread thread(1, area);
     RegisterList registers;
     ::testing::internal::CaptureStdout();
-    ASSERT_TRUE(port.getRegisters(kernel->server(), thread, registers));
+    ASSERT_TRUE(port->getRegisters(kernel->server(), thread, registers));
     EXPECT_EQ(savedSpLine(area), ::testing::internal::GetCapturedStdout());
     EXPECT_EQ(expectedRegisters(frameShape("FRAMELAYOUT_CM0_EXC_RETURN"), area), valuesOf(registers));
     EXPECT_EQ(1u, kernel->memoryReads());
@@ -88,11 +89,11 @@ TEST_F(FreeRtosPortARMCM0Integration, TheRewrittenPortSavesExcReturnBelowTheRegi
 TEST_F(FreeRtosPortARMCM0Integration, AFrameOfTheRealRewrittenPort) {
     useRewrittenPort();
     writeWords(area, kRewrittenPortFrame);
-    FreeRtosPortARMCM0 port;
+    std::unique_ptr<IRtosPortDriver> port(FreeRtosPortFactory::create("ARM_CM0"));
     TargetThread thread(1, area);
     RegisterList registers;
     ::testing::internal::CaptureStdout();
-    ASSERT_TRUE(port.getRegisters(kernel->server(), thread, registers));
+    ASSERT_TRUE(port->getRegisters(kernel->server(), thread, registers));
     ::testing::internal::GetCapturedStdout();
     RegisterValues expected = {{RegisterId::REG_SP, area + 68},    {RegisterId::REG_LR_PENDSV, 0xfffffffdu},
                                {RegisterId::REG_R0, 0x00000000u},  {RegisterId::REG_R1, 0x000000ffu},
@@ -110,11 +111,11 @@ TEST_F(FreeRtosPortARMCM0Integration, TheRewrittenPortsAlignedStackReportsOneMor
     useRewrittenPort();
     std::map<unsigned int, unsigned int> aligned = {{64, 0x21000200u}};
     layFrame(area, 68, aligned);
-    FreeRtosPortARMCM0 port;
+    std::unique_ptr<IRtosPortDriver> port(FreeRtosPortFactory::create("ARM_CM0"));
     TargetThread thread(1, area);
     RegisterList registers;
     ::testing::internal::CaptureStdout();
-    ASSERT_TRUE(port.getRegisters(kernel->server(), thread, registers));
+    ASSERT_TRUE(port->getRegisters(kernel->server(), thread, registers));
     EXPECT_EQ(savedSpLine(area) + "Add alignment\n", ::testing::internal::GetCapturedStdout());
     EXPECT_EQ(area + 72, registers.getRegisterValue(RegisterId::REG_SP, 0u));
     EXPECT_EQ(0x21000200u, registers.getRegisterValue(RegisterId::REG_XPSR, 0u));

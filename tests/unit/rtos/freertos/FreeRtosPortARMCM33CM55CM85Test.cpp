@@ -1,4 +1,5 @@
-#include "rtos/freertos/FreeRtosPortARMCM33CM55CM85.h"
+#include "rtos/RtosPort.h"
+#include "rtos/freertos/FreeRtosPortFactory.h"
 
 #include "FreeRtosFrameTestSupport.h"
 #include "rtos/freertos/FreeRtosBuildFacts.h"
@@ -111,8 +112,9 @@ protected:
     }
 
     // A port that asks this test for the build at every call, as it asks the program otherwise.
-    FreeRtosPortARMCM33CM55CM85 makePort(bool trustZone) {
-        return FreeRtosPortARMCM33CM55CM85(trustZone, [this] { return FreeRtosBuildFacts(fpu, mpu); });
+    RtosPort makePort(bool trustZone) {
+        return RtosPort(*FreeRtosPortFactory::frames(trustZone ? "ARM_CM33" : "ARM_CM33_NTZ"),
+                        [this](RspClient&, TargetThread&) { return FreeRtosBuildFacts(fpu, mpu).bits(); });
     }
 
     bool fpu = false;
@@ -143,7 +145,7 @@ TEST_F(FreeRtosPortARMCM33CM55CM85Integration, EveryRowOfTheSelection) {
         layFrame(secureStack, 216, {}, kSecureWordBase);
         kernel->resetReads();
 
-        FreeRtosPortARMCM33CM55CM85 port = makePort(armv8m.trustZone);
+        RtosPort port = makePort(armv8m.trustZone);
         TargetThread thread(1, area);
         RegisterList registers;
         ::testing::internal::CaptureStdout();
@@ -164,7 +166,7 @@ TEST_F(FreeRtosPortARMCM33CM55CM85Integration, BuildIsLookedUpAtEveryCall) {
     std::map<unsigned int, unsigned int> words = {{4, kExcReturnNonSecureBasic},
                                                   {8, kExcReturnNonSecureBasic}};
     layFrame(area, 76, words);
-    FreeRtosPortARMCM33CM55CM85 port = makePort(false);
+    RtosPort port = makePort(false);
     TargetThread thread(1, area);
     RegisterList before;
     ASSERT_TRUE(port.getRegisters(kernel->server(), thread, before));
@@ -181,7 +183,7 @@ TEST_F(FreeRtosPortARMCM33CM55CM85Integration, SecureContextThatCannotBeReadKeep
     unsigned int nowhere = 0x70000000;
     std::map<unsigned int, unsigned int> words = {{0, nowhere}, {8, kExcReturnSecureBasic}};
     layFrame(area, 76, words);
-    FreeRtosPortARMCM33CM55CM85 port = makePort(true);
+    RtosPort port = makePort(true);
     TargetThread thread(1, area);
     RegisterList registers;
     ::testing::internal::CaptureStdout();
@@ -201,7 +203,7 @@ TEST_F(FreeRtosPortARMCM33CM55CM85Integration, UnreadableContextWordFailsTheFram
     fault.address = area;
     fault.length = 4;
     kernel->target().addErrorRange(fault);
-    FreeRtosPortARMCM33CM55CM85 port = makePort(true);
+    RtosPort port = makePort(true);
     TargetThread thread(1, area);
     RegisterList registers;
     ::testing::internal::CaptureStdout();
@@ -214,7 +216,7 @@ TEST_F(FreeRtosPortARMCM33CM55CM85Integration, UnreadableContextWordFailsTheFram
 TEST_F(FreeRtosPortARMCM33CM55CM85Integration, AlignedNonSecureFrame) {
     std::map<unsigned int, unsigned int> words = {{4, kExcReturnNonSecureBasic}, {68, 0x01000200u}};
     layFrame(area, 72, words);
-    FreeRtosPortARMCM33CM55CM85 port = makePort(false);
+    RtosPort port = makePort(false);
     TargetThread thread(1, area);
     RegisterList registers;
     ::testing::internal::CaptureStdout();
@@ -228,7 +230,7 @@ TEST_F(FreeRtosPortARMCM33CM55CM85Integration, AlignedNonSecureFrame) {
 }
 
 TEST_F(FreeRtosPortARMCM33CM55CM85Integration, UnreadableExceptionReturnFails) {
-    FreeRtosPortARMCM33CM55CM85 port = makePort(true);
+    RtosPort port = makePort(true);
     TargetThread thread(1, 0x70000000);
     RegisterList registers;
     ::testing::internal::CaptureStdout();

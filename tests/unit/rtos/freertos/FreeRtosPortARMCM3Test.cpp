@@ -1,4 +1,5 @@
-#include "rtos/freertos/FreeRtosPortARMCM3.h"
+#include "rtos/RtosPort.h"
+#include "rtos/freertos/FreeRtosPortFactory.h"
 
 #include "FreeRtosFrameTestSupport.h"
 #include "target/TargetThread.h"
@@ -13,10 +14,10 @@ class FreeRtosPortARMCM3Integration : public FreeRtosFrameTest {
 protected:
     RegisterValues read(bool mpu, unsigned int size) {
         layFrame(area, size);
-        FreeRtosPortARMCM3 port(mpu);
+        std::unique_ptr<IRtosPortDriver> port(FreeRtosPortFactory::create(mpu ? "ARM_CM3_MPU" : "ARM_CM3"));
         TargetThread thread(1, area);
         RegisterList registers;
-        EXPECT_TRUE(port.getRegisters(kernel->server(), thread, registers));
+        EXPECT_TRUE(port->getRegisters(kernel->server(), thread, registers));
         EXPECT_EQ(1u, kernel->memoryReads());
         return valuesOf(registers);
     }
@@ -39,9 +40,9 @@ TEST_F(FreeRtosPortARMCM3Integration, MpuPortReadsControlToo) {
 TEST_F(FreeRtosPortARMCM3Integration, AlignedStackReportsOneMoreWord) {
     std::map<unsigned int, unsigned int> aligned = {{64, 0x01000200u}};
     layFrame(area, 68, aligned);
-    FreeRtosPortARMCM3 port(true);
+    std::unique_ptr<IRtosPortDriver> port(FreeRtosPortFactory::create("ARM_CM3_MPU"));
     TargetThread thread(1, area);
     RegisterList registers;
-    ASSERT_TRUE(port.getRegisters(kernel->server(), thread, registers));
+    ASSERT_TRUE(port->getRegisters(kernel->server(), thread, registers));
     EXPECT_EQ(expectedRegisters(frameShape("FRAMELAYOUT_CM3_MPU"), area, aligned, 4), valuesOf(registers));
 }

@@ -1,4 +1,5 @@
-#include "rtos/freertos/FreeRtosPortARMCM4F.h"
+#include "rtos/RtosPort.h"
+#include "rtos/freertos/FreeRtosPortFactory.h"
 
 #include "FreeRtosFrameTestSupport.h"
 #include "target/TargetThread.h"
@@ -24,11 +25,11 @@ protected:
         std::map<unsigned int, unsigned int> words = {
             {parseEntries(shape.entries).at(RegisterId::REG_LR_PENDSV), excReturn}};
         layFrame(area, shape.size, words);
-        FreeRtosPortARMCM4F port(mpu);
+        std::unique_ptr<IRtosPortDriver> port(FreeRtosPortFactory::create(mpu ? "ARM_CM4_MPU" : "ARM_CM4F"));
         TargetThread thread(1, area);
         RegisterList registers;
         ::testing::internal::CaptureStdout();
-        ASSERT_TRUE(port.getRegisters(kernel->server(), thread, registers));
+        ASSERT_TRUE(port->getRegisters(kernel->server(), thread, registers));
         char expected[120];
         snprintf(expected, sizeof(expected), "LR_pendSV: 0x%x\nSaved SP: 0x%x\n%s", excReturn, area,
                  frameLine.c_str());
@@ -63,11 +64,11 @@ TEST_F(FreeRtosPortARMCM4FIntegration, MpuPortExtendedFrame) {
 TEST_F(FreeRtosPortARMCM4FIntegration, AlignedExtendedFrame) {
     std::map<unsigned int, unsigned int> words = {{32, kExcReturnExtended}, {128, 0x61000200u}};
     layFrame(area, 204, words);
-    FreeRtosPortARMCM4F port(false);
+    std::unique_ptr<IRtosPortDriver> port(FreeRtosPortFactory::create("ARM_CM4F"));
     TargetThread thread(1, area);
     RegisterList registers;
     ::testing::internal::CaptureStdout();
-    ASSERT_TRUE(port.getRegisters(kernel->server(), thread, registers));
+    ASSERT_TRUE(port->getRegisters(kernel->server(), thread, registers));
     std::string log = ::testing::internal::GetCapturedStdout();
     EXPECT_EQ(kExtendedLine + std::string("Add alignment\n"), log.substr(log.find("Frame type")));
     RegisterValues values = valuesOf(registers);
@@ -77,11 +78,11 @@ TEST_F(FreeRtosPortARMCM4FIntegration, AlignedExtendedFrame) {
 }
 
 TEST_F(FreeRtosPortARMCM4FIntegration, UnreadableExceptionReturnFails) {
-    FreeRtosPortARMCM4F port(false);
+    std::unique_ptr<IRtosPortDriver> port(FreeRtosPortFactory::create("ARM_CM4F"));
     TargetThread thread(1, 0x70000000);
     RegisterList registers;
     ::testing::internal::CaptureStdout();
-    EXPECT_FALSE(port.getRegisters(kernel->server(), thread, registers));
+    EXPECT_FALSE(port->getRegisters(kernel->server(), thread, registers));
     EXPECT_EQ("Failed reading saved stack ptr\n", ::testing::internal::GetCapturedStdout());
     EXPECT_TRUE(registers.getRegisters().empty());
     EXPECT_EQ(1u, kernel->memoryReads());
@@ -91,11 +92,11 @@ TEST_F(FreeRtosPortARMCM4FIntegration, UnreadableExceptionReturnFails) {
 TEST_F(FreeRtosPortARMCM4FIntegration, UnreadableFrameFails) {
     unsigned int nearEnd = 0x20010000 - 68;
     layFrame(nearEnd, 68, {{32, kExcReturnExtended}});
-    FreeRtosPortARMCM4F port(false);
+    std::unique_ptr<IRtosPortDriver> port(FreeRtosPortFactory::create("ARM_CM4F"));
     TargetThread thread(1, nearEnd);
     RegisterList registers;
     ::testing::internal::CaptureStdout();
-    EXPECT_FALSE(port.getRegisters(kernel->server(), thread, registers));
+    EXPECT_FALSE(port->getRegisters(kernel->server(), thread, registers));
     std::string log = ::testing::internal::GetCapturedStdout();
     EXPECT_EQ(std::string(kExtendedLine) + "failed reading frame\n", log.substr(log.find("Frame type")));
     EXPECT_TRUE(registers.getRegisters().empty());

@@ -1,9 +1,8 @@
-#include "rtos/freertos/FreeRtosPortMpuContext.h"
-
 #include "FreeRtosFrameTestSupport.h"
 #include "debuginfo/SymbolTable.h"
-#include "rtos/freertos/FreeRtosPortARMCM3.h"
-#include "rtos/freertos/FreeRtosPortARMCM4F.h"
+#include "rtos/IRtosPortDriver.h"
+#include "rtos/freertos/FreeRtosBuildFacts.h"
+#include "rtos/freertos/FreeRtosPortFactory.h"
 #include "target/TargetThread.h"
 
 #include <gtest/gtest.h>
@@ -51,6 +50,19 @@ protected:
         return values;
     }
 
+    // The context that ends at end, read by the ARM_CM4_MPU port of a build that keeps it in the control
+    // block.
+    bool readContext(unsigned int end, RegisterList& registers) {
+        useControlBlockPort();
+        std::unique_ptr<IRtosPortDriver> port(FreeRtosPortFactory::create("ARM_CM4_MPU"));
+        TargetThread thread(1, end);
+        return port->getRegisters(kernel->server(), thread, registers);
+    }
+
+    static bool keptInControlBlock() {
+        return (FreeRtosBuildFacts::ofProgram().bits() & FreeRtosBuildFacts::kContextInControlBlock) != 0;
+    }
+
     unsigned int taskStack = 0;
 };
 
@@ -66,7 +78,7 @@ TEST_F(FreeRtosPortMpuContextIntegration, ABasicContextEndsAtTheTopOfStack) {
     unsigned int end = layContext("FRAMELAYOUT_MPU_CONTEXT_BASIC", 0xfffffffdu, 0x01000000u);
     RegisterList registers;
     ::testing::internal::CaptureStdout();
-    ASSERT_TRUE(FreeRtosPortMpuContext::read(kernel->server(), end, registers));
+    ASSERT_TRUE(readContext(end, registers));
     EXPECT_EQ(contextLine(end), ::testing::internal::GetCapturedStdout());
     EXPECT_EQ(expected("FRAMELAYOUT_MPU_CONTEXT_BASIC", 0xfffffffdu, 0x01000000u, taskStack + 32),
               valuesOf(registers));
@@ -77,7 +89,7 @@ TEST_F(FreeRtosPortMpuContextIntegration, AnExtendedContextHoldsTheFloatingPoint
     unsigned int end = layContext("FRAMELAYOUT_MPU_CONTEXT_EXT", 0xffffffedu, 0x61000000u);
     RegisterList registers;
     ::testing::internal::CaptureStdout();
-    ASSERT_TRUE(FreeRtosPortMpuContext::read(kernel->server(), end, registers));
+    ASSERT_TRUE(readContext(end, registers));
     ::testing::internal::GetCapturedStdout();
     EXPECT_EQ(expected("FRAMELAYOUT_MPU_CONTEXT_EXT", 0xffffffedu, 0x61000000u, taskStack + 104),
               valuesOf(registers));
@@ -87,7 +99,7 @@ TEST_F(FreeRtosPortMpuContextIntegration, AnAlignedStackReportsOneMoreWord) {
     unsigned int end = layContext("FRAMELAYOUT_MPU_CONTEXT_BASIC", 0xfffffffdu, 0x21000200u);
     RegisterList registers;
     ::testing::internal::CaptureStdout();
-    ASSERT_TRUE(FreeRtosPortMpuContext::read(kernel->server(), end, registers));
+    ASSERT_TRUE(readContext(end, registers));
     EXPECT_EQ(contextLine(end) + "Add alignment\n", ::testing::internal::GetCapturedStdout());
     EXPECT_EQ(taskStack + 36, registers.getRegisterValue(RegisterId::REG_SP, 0u));
 }
@@ -95,16 +107,16 @@ TEST_F(FreeRtosPortMpuContextIntegration, AnAlignedStackReportsOneMoreWord) {
 TEST_F(FreeRtosPortMpuContextIntegration, AnUnreadableContextFails) {
     RegisterList registers;
     ::testing::internal::CaptureStdout();
-    EXPECT_FALSE(FreeRtosPortMpuContext::read(kernel->server(), 0x70000100u, registers));
+    EXPECT_FALSE(readContext(0x70000100u, registers));
     EXPECT_EQ(contextLine(0x70000100u) + "Failed reading saved context\n",
               ::testing::internal::GetCapturedStdout());
     EXPECT_TRUE(registers.getRegisters().empty());
 }
 
 TEST_F(FreeRtosPortMpuContextIntegration, OnlyTheNewerPortsKeepTheContextInTheControlBlock) {
-    EXPECT_FALSE(FreeRtosPortMpuContext::keptInControlBlock());
+    EXPECT_FALSE(keptInControlBlock());
     useControlBlockPort();
-    EXPECT_TRUE(FreeRtosPortMpuContext::keptInControlBlock());
+    EXPECT_TRUE(keptInControlBlock());
 }
 
 TEST_F(FreeRtosPortMpuContextIntegration, TheMpuPortsReadTheControlBlock) {
@@ -113,10 +125,8 @@ TEST_F(FreeRtosPortMpuContextIntegration, TheMpuPortsReadTheControlBlock) {
     RegisterValues context =
         expected("FRAMELAYOUT_MPU_CONTEXT_BASIC", 0xfffffffdu, 0x01000000u, taskStack + 32);
     TargetThread thread(1, end);
-    FreeRtosPortARMCM3 cm3Mpu(true);
-    FreeRtosPortARMCM4F cm4Mpu(true);
-    for (IRtosPortDriver* port :
-         {static_cast<IRtosPortDriver*>(&cm3Mpu), static_cast<IRtosPortDriver*>(&cm4Mpu)}) {
+    for (const char* variant : {"ARM_CM3_MPU", "ARM_CM4_MPU"}) {
+        std::unique_ptr<IRtosPortDriver> port(FreeRtosPortFactory::create(variant));
         RegisterList registers;
         ::testing::internal::CaptureStdout();
         ASSERT_TRUE(port->getRegisters(kernel->server(), thread, registers));
@@ -128,11 +138,11 @@ TEST_F(FreeRtosPortMpuContextIntegration, TheMpuPortsReadTheControlBlock) {
 TEST_F(FreeRtosPortMpuContextIntegration, WithoutTheMpuTheStackHoldsTheFrame) {
     useControlBlockPort();
     layFrame(area, 64);
-    FreeRtosPortARMCM3 port(false);
+    std::unique_ptr<IRtosPortDriver> port(FreeRtosPortFactory::create("ARM_CM3"));
     TargetThread thread(1, area);
     RegisterList registers;
     ::testing::internal::CaptureStdout();
-    ASSERT_TRUE(port.getRegisters(kernel->server(), thread, registers));
+    ASSERT_TRUE(port->getRegisters(kernel->server(), thread, registers));
     ::testing::internal::GetCapturedStdout();
     EXPECT_EQ(expectedRegisters(frameShape("FRAMELAYOUT_CM3"), area), valuesOf(registers));
 }

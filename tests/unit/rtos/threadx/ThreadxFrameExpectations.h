@@ -65,27 +65,6 @@ inline const ExpectedLayout kCm3Extended{
           {{R::REG_R12, 116}, {R::REG_LR, 120}, {R::REG_PC, 124}, {R::REG_XPSR, 128}},
           run(R::REG_S0, R::REG_S15, 132),
           {{R::REG_FPSCR, 196}}})};
-inline const ExpectedLayout kCm3ExtendedBasicOs{
-    "CM3_EXTENDED_BASIC_OS", 140,
-    with({{{R::REG_LR_PENDSV, 0}},
-          run(R::REG_R4, R::REG_R11, 4),
-          run(R::REG_R0, R::REG_R3, 36),
-          {{R::REG_R12, 52}, {R::REG_LR, 56}, {R::REG_PC, 60}, {R::REG_XPSR, 64}},
-          run(R::REG_S0, R::REG_S15, 68),
-          {{R::REG_FPSCR, 132}}})};
-inline const ExpectedLayout kCm33SecureBasic{
-    "CM33_SECURE_BASIC", 72,
-    with({run(R::REG_R4, R::REG_R11, 8),
-          run(R::REG_R0, R::REG_R3, 40),
-          {{R::REG_R12, 56}, {R::REG_LR, 60}, {R::REG_PC, 64}, {R::REG_XPSR, 68}}})};
-inline const ExpectedLayout kCm33SecureExtended{
-    "CM33_SECURE_EXTENDED", 208,
-    with({run(R::REG_R4, R::REG_R11, 8),
-          run(R::REG_R0, R::REG_R3, 40),
-          {{R::REG_R12, 56}, {R::REG_LR, 60}, {R::REG_PC, 64}, {R::REG_XPSR, 68}},
-          run(R::REG_S0, R::REG_S15, 72),
-          {{R::REG_FPSCR, 136}},
-          run(R::REG_S16, R::REG_S31, 144)})};
 inline const ExpectedLayout kCa7Interrupted{"CA7_INTERRUPTED", 68,
                                             with({{{R::REG_NONE, 0}, {R::REG_CPSR, 4}},
                                                   run(R::REG_R0, R::REG_R12, 8),

@@ -30,12 +30,6 @@ TEST(ThreadxFrameLayoutsTest, EveryLayoutHasItsSizeAndOffsets) {
         {THREADX_FRAME_CM0, kCm0},
         {THREADX_FRAME_CM3_BASIC, kCm3Basic},
         {THREADX_FRAME_CM3_EXTENDED, kCm3Extended},
-        {THREADX_FRAME_CM3_EXTENDED_BASIC_OS, kCm3ExtendedBasicOs},
-        {THREADX_FRAME_CM33_BASIC, kCm3Basic},
-        {THREADX_FRAME_CM33_EXTENDED, kCm3Extended},
-        {THREADX_FRAME_CM33_EXTENDED_BASIC_OS, kCm3ExtendedBasicOs},
-        {THREADX_FRAME_CM33_SECURE_BASIC, kCm33SecureBasic},
-        {THREADX_FRAME_CM33_SECURE_EXTENDED, kCm33SecureExtended},
         {THREADX_FRAME_CA7_INTERRUPTED, kCa7Interrupted},
         {THREADX_FRAME_CA7_INTERRUPTED_VFP, kCa7InterruptedVfp},
         {THREADX_FRAME_CA7_SOLICITED, kCa7Solicited},
@@ -54,13 +48,10 @@ TEST(ThreadxFrameLayoutsTest, SpotChecksAgainstTheTable) {
     EXPECT_EQ(32u, offset);
     ASSERT_TRUE(THREADX_FRAME_CM3_EXTENDED.getOffset(RegisterId::REG_S16, offset));
     EXPECT_EQ(4u, offset);
-    ASSERT_TRUE(THREADX_FRAME_CM33_SECURE_EXTENDED.getOffset(RegisterId::REG_S31, offset));
-    EXPECT_EQ(204u, offset);
     ASSERT_TRUE(THREADX_FRAME_CA7_SOLICITED_VFP.getOffset(RegisterId::REG_LR, offset));
     EXPECT_EQ(236u, offset);
-    // The secure and the Cortex-A7 frames carry no EXC_RETURN word, the A7 frames no xPSR.
+    // The Cortex-A7 frames carry no xPSR, the solicited ones no pc.
     offset = 99;
-    EXPECT_FALSE(THREADX_FRAME_CM33_SECURE_BASIC.getOffset(RegisterId::REG_LR_PENDSV, offset));
     EXPECT_FALSE(THREADX_FRAME_CA7_INTERRUPTED.getOffset(RegisterId::REG_XPSR, offset));
     EXPECT_FALSE(THREADX_FRAME_CA7_SOLICITED.getOffset(RegisterId::REG_PC, offset));
     EXPECT_EQ(99u, offset);

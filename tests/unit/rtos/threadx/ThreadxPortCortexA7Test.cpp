@@ -1,9 +1,10 @@
-#include "rtos/threadx/ThreadxPortCortexA7.h"
-
 #include "ThreadxFrameExpectations.h"
 #include "ThreadxPortRun.h"
+#include "rtos/threadx/ThreadxPortFactory.h"
 
 #include <gtest/gtest.h>
+
+#include <memory>
 
 using namespace threadxframes;
 
@@ -21,7 +22,7 @@ protected:
     }
 
     ThreadxPortRun registersOf(const char* thread, const char* name, const char* frame) {
-        return runPort(port, kernel,
+        return runPort(*port, kernel,
                        TargetThread(kernel.symbolAddress(thread), kernel.symbolAddress(frame), false, name));
     }
 
@@ -39,7 +40,7 @@ protected:
     }
 
     KernelTarget kernel;
-    ThreadxPortCortexA7 port;
+    std::unique_ptr<IRtosPortDriver> port{ThreadxPortFactory::create("cortex_a7")};
 };
 
 class ThreadxPortCortexA7NoVfpIntegration : public ThreadxPortCortexA7Integration {
@@ -131,7 +132,7 @@ TEST_F(ThreadxPortCortexA7Integration, UnknownFrameTypeFails) {
 
 TEST_F(ThreadxPortCortexA7Integration, UnreadableFrameTypeFails) {
     std::uint32_t id = kernel.symbolAddress("ca7_thread_plain");
-    ThreadxPortRun run = runPort(port, kernel, TargetThread(id, 0x30000000));
+    ThreadxPortRun run = runPort(*port, kernel, TargetThread(id, 0x30000000));
     EXPECT_FALSE(run.result);
     char head[100];
     // A thread without a name shows its id.

@@ -1,9 +1,10 @@
-#include "rtos/threadx/ThreadxPortCortexM0.h"
-
 #include "ThreadxFrameExpectations.h"
 #include "ThreadxPortRun.h"
+#include "rtos/threadx/ThreadxPortFactory.h"
 
 #include <gtest/gtest.h>
+
+#include <memory>
 
 using namespace threadxframes;
 
@@ -11,8 +12,8 @@ TEST(ThreadxPortCortexM0Integration, ReadsTheFrameWithTheHighRegistersFirst) {
     KernelTarget kernel("threadx_frames_cm.elf");
     ASSERT_TRUE(kernel.ok());
     std::uint32_t sp = kernel.symbolAddress("frame_cm0");
-    ThreadxPortCortexM0 port;
-    ThreadxPortRun run = runPort(port, kernel, TargetThread(0x20001000, sp));
+    std::unique_ptr<IRtosPortDriver> port{ThreadxPortFactory::create("cortex_m0")};
+    ThreadxPortRun run = runPort(*port, kernel, TargetThread(0x20001000, sp));
 
     ASSERT_TRUE(run.result);
     Values expected = framed(kCm0, 0xC0000000, {{0, kExcReturnBasic}, {64, kXpsrPlain}});
@@ -31,8 +32,8 @@ TEST(ThreadxPortCortexM0Integration, ReadsTheFrameWithTheHighRegistersFirst) {
 TEST(ThreadxPortCortexM0Integration, UnreadableFrameFails) {
     KernelTarget kernel("threadx_frames_cm.elf");
     ASSERT_TRUE(kernel.ok());
-    ThreadxPortCortexM0 port;
-    ThreadxPortRun run = runPort(port, kernel, TargetThread(0x20001000, 0x30000000));
+    std::unique_ptr<IRtosPortDriver> port{ThreadxPortFactory::create("cortex_m0")};
+    ThreadxPortRun run = runPort(*port, kernel, TargetThread(0x20001000, 0x30000000));
     EXPECT_FALSE(run.result);
     EXPECT_TRUE(run.registers.getRegisters().empty());
     EXPECT_EQ("Saved SP: 0x30000000\nfailed reading frame\n", run.log);

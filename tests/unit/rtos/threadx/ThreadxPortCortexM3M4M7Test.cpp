@@ -1,9 +1,10 @@
-#include "rtos/threadx/ThreadxPortCortexM3M4M7.h"
-
 #include "ThreadxFrameExpectations.h"
 #include "ThreadxPortRun.h"
+#include "rtos/threadx/ThreadxPortFactory.h"
 
 #include <gtest/gtest.h>
+
+#include <memory>
 
 using namespace threadxframes;
 
@@ -12,7 +13,7 @@ namespace {
 class ThreadxPortCortexM3M4M7Integration : public ::testing::Test {
 protected:
     ThreadxPortRun registersAt(std::uint32_t sp) {
-        return runPort(port, kernel, TargetThread(0x20001000, sp));
+        return runPort(*port, kernel, TargetThread(0x20001000, sp));
     }
 
     static std::string headLines(std::uint32_t excReturn, std::uint32_t sp) {
@@ -22,7 +23,7 @@ protected:
     }
 
     KernelTarget kernel{"threadx_frames_cm.elf"};
-    ThreadxPortCortexM3M4M7 port;
+    std::unique_ptr<IRtosPortDriver> port{ThreadxPortFactory::create("cortex_m3")};
 };
 
 } // namespace
@@ -101,7 +102,7 @@ TEST_F(ThreadxPortCortexM3M4M7Integration, RegistersAlreadyInTheListKeepTheirVal
     RegisterList registers;
     registers.addRegister(R::REG_PC, 0x1234);
     TargetThread thread(0x20001000, sp);
-    ASSERT_TRUE(port.getRegisters(kernel.server(), thread, registers));
+    ASSERT_TRUE(port->getRegisters(kernel.server(), thread, registers));
     EXPECT_EQ(0x1234u, registers.getRegisterValue(R::REG_PC, 0u));
     EXPECT_EQ(0xB3000038u, registers.getRegisterValue(R::REG_LR, 0u));
 }

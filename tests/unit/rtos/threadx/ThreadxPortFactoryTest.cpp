@@ -3,52 +3,43 @@
 #include "KernelTarget.h"
 #include "ThreadxTestLog.h"
 #include "base/Properties.h"
-#include "rtos/threadx/ThreadxPortCortexA7.h"
-#include "rtos/threadx/ThreadxPortCortexM0.h"
-#include "rtos/threadx/ThreadxPortCortexM33M55M85.h"
-#include "rtos/threadx/ThreadxPortCortexM3M4M7.h"
+#include "rtos/RtosPort.h"
 
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <typeindex>
 #include <vector>
 
 namespace {
 
-std::type_index typeOf(const std::unique_ptr<IRtosPortDriver>& port) {
-    if (!port) {
-        return std::type_index(typeid(nullptr));
-    }
-    // Through a reference, so that the dynamic type is asked for without an expression to evaluate.
-    const IRtosPortDriver& object = *port;
-    return std::type_index(typeid(object));
+const PortFrames* rowOf(const std::unique_ptr<IRtosPortDriver>& port) {
+    return port ? &dynamic_cast<RtosPort&>(*port).getFrames() : nullptr;
 }
 
 struct OptionCase {
     const char* value;
-    std::type_index port;
+    const PortFrames* port;
 };
 
 } // namespace
 
 TEST(ThreadxPortFactoryTest, EveryOptionValueGivesItsPort) {
     const OptionCase cases[] = {
-        {"cortex_m0", typeid(ThreadxPortCortexM0)},
-        {"cortex_m3", typeid(ThreadxPortCortexM3M4M7)},
-        {"cortex_m4", typeid(ThreadxPortCortexM3M4M7)},
-        {"cortex_m7", typeid(ThreadxPortCortexM3M4M7)},
-        {"cortex_m33", typeid(ThreadxPortCortexM33M55M85)},
-        {"cortex_m55", typeid(ThreadxPortCortexM33M55M85)},
-        {"cortex_m85", typeid(ThreadxPortCortexM33M55M85)},
-        {"cortex_a7", typeid(ThreadxPortCortexA7)},
+        {"cortex_m0", ThreadxPortFactory::frames("cortex_m0")},
+        {"cortex_m3", ThreadxPortFactory::frames("cortex_m3")},
+        {"cortex_m4", ThreadxPortFactory::frames("cortex_m3")},
+        {"cortex_m7", ThreadxPortFactory::frames("cortex_m3")},
+        {"cortex_m33", ThreadxPortFactory::frames("cortex_m33")},
+        {"cortex_m55", ThreadxPortFactory::frames("cortex_m33")},
+        {"cortex_m85", ThreadxPortFactory::frames("cortex_m33")},
+        {"cortex_a7", ThreadxPortFactory::frames("cortex_a7")},
     };
     for (const OptionCase& entry : cases) {
         SCOPED_TRACE(entry.value);
         std::unique_ptr<IRtosPortDriver> port;
         std::string log = threadxlog::capture(threadxlog::kAll,
                                               [&] { port.reset(ThreadxPortFactory::create(entry.value)); });
-        EXPECT_EQ(entry.port, typeOf(port));
+        EXPECT_EQ(entry.port, rowOf(port));
         EXPECT_EQ(std::string("ThreadX, port driver created: ") + entry.value + "\n", log);
     }
 }
@@ -57,7 +48,7 @@ TEST(ThreadxPortFactoryTest, CortexM7AndCortexM4ShareTheirClass) {
     std::unique_ptr<IRtosPortDriver> m7(ThreadxPortFactory::create("cortex_m7"));
     std::unique_ptr<IRtosPortDriver> m4(ThreadxPortFactory::create("cortex_m4"));
     ASSERT_NE(nullptr, m7);
-    EXPECT_EQ(typeOf(m4), typeOf(m7));
+    EXPECT_EQ(rowOf(m4), rowOf(m7));
 }
 
 TEST(ThreadxPortFactoryTest, ValuesAreComparedExactly) {
@@ -106,7 +97,7 @@ struct CpuidCase {
     std::uint32_t cpuid;
     const char* partNumber;
     const char* value;
-    std::type_index port;
+    const PortFrames* port;
 };
 
 } // namespace
@@ -114,19 +105,19 @@ struct CpuidCase {
 TEST_F(ThreadxPortDetectionIntegration, EachKnownPartNumberGivesItsPort) {
     ASSERT_TRUE(kernel.ok());
     const CpuidCase cases[] = {
-        {0x410CC200, "0xc20", "cortex_m0", typeid(ThreadxPortCortexM0)},
-        {0x410CC601, "0xc60", "cortex_m0", typeid(ThreadxPortCortexM0)},
-        {0x412FC231, "0xc23", "cortex_m3", typeid(ThreadxPortCortexM3M4M7)},
-        {0x410FC241, "0xc24", "cortex_m4", typeid(ThreadxPortCortexM3M4M7)},
-        {0x411FC272, "0xc27", "cortex_m7", typeid(ThreadxPortCortexM3M4M7)},
-        {0x410FD213, "0xd21", "cortex_m33", typeid(ThreadxPortCortexM33M55M85)},
+        {0x410CC200, "0xc20", "cortex_m0", ThreadxPortFactory::frames("cortex_m0")},
+        {0x410CC601, "0xc60", "cortex_m0", ThreadxPortFactory::frames("cortex_m0")},
+        {0x412FC231, "0xc23", "cortex_m3", ThreadxPortFactory::frames("cortex_m3")},
+        {0x410FC241, "0xc24", "cortex_m4", ThreadxPortFactory::frames("cortex_m3")},
+        {0x411FC272, "0xc27", "cortex_m7", ThreadxPortFactory::frames("cortex_m3")},
+        {0x410FD213, "0xd21", "cortex_m33", ThreadxPortFactory::frames("cortex_m33")},
     };
     for (const CpuidCase& entry : cases) {
         SCOPED_TRACE(entry.value);
         layCpuid(entry.cpuid);
         std::string log;
         std::unique_ptr<IRtosPortDriver> port = detect(log);
-        EXPECT_EQ(entry.port, typeOf(port));
+        EXPECT_EQ(entry.port, rowOf(port));
         EXPECT_EQ(std::string("SCB->CPUID->PART_NO: ") + entry.partNumber +
                       "\nThreadX, port driver created: " + entry.value + "\n",
                   log);
@@ -141,7 +132,7 @@ TEST_F(ThreadxPortDetectionIntegration, OnlyThePartNumberBitsCount) {
         SCOPED_TRACE(cpuid);
         layCpuid(cpuid);
         std::string log;
-        EXPECT_EQ(std::type_index(typeid(ThreadxPortCortexM3M4M7)), typeOf(detect(log)));
+        EXPECT_EQ(ThreadxPortFactory::frames("cortex_m3"), rowOf(detect(log)));
         EXPECT_EQ("SCB->CPUID->PART_NO: 0xc24\nThreadX, port driver created: cortex_m4\n", log);
     }
 }
@@ -181,7 +172,7 @@ TEST(ThreadxPortDetectionAProfileIntegration, TheArchitectureNamesTheCortexA7) {
     std::unique_ptr<IRtosPortDriver> port;
     std::string log = threadxlog::capture(threadxlog::kAll,
                                           [&] { port.reset(ThreadxPortFactory::create(kernel.server())); });
-    EXPECT_EQ(std::type_index(typeid(ThreadxPortCortexA7)), typeOf(port));
+    EXPECT_EQ(ThreadxPortFactory::frames("cortex_a7"), rowOf(port));
     EXPECT_EQ(
         "Detected rtos variant: cortex_a7 (architecture v7-A)\nThreadX, port driver created: cortex_a7\n",
         log);
