@@ -55,7 +55,9 @@ const FrameLayout FRAMELAYOUT_EXTSECURE_EXTSECURE_TZ{Piece::unnamed(2), kR4ToR11
 const FrameLayout FRAMELAYOUT_EXTSECURE_EXTSECURE_TZ_MPU{Piece::unnamed(2), kR4ToR11, kExtended, kS16ToS31};
 
 // Below r0-pc: the floating-point flag word and the critical nesting count; with a floating-point context,
-// the d registers and FPSCR too, of which only FPSCR is reported on this core.
+// d16-d31, d0-d15 and FPSCR between them (portASM.S, portSAVE_CONTEXT).
 const FrameLayout FRAMELAYOUT_CA9{Piece::unnamed(2), {R::REG_R0, R::REG_PC}, R::REG_CPSR};
-const FrameLayout FRAMELAYOUT_CA9_FPU{Piece::unnamed(65), R::REG_FPSCR, Piece::unnamed(1), {R::REG_R0, R::REG_PC},
+const FrameLayout FRAMELAYOUT_CA9_FPU{Piece::unnamed(1),          {R::REG_D16_LOW, R::REG_D31_HIGH},
+                                      {R::REG_S0, R::REG_S31},    R::REG_FPSCR,
+                                      Piece::unnamed(1),          {R::REG_R0, R::REG_PC},
                                       R::REG_CPSR};

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <utility>
 
 using namespace freertostest;
 
@@ -27,12 +28,16 @@ TEST(FreeRtosFrameLayoutsTest, TwinsAreSeparateObjects) {
     EXPECT_NE(&FRAMELAYOUT_EXTSECURE_EXTSECURE_TZ, &FRAMELAYOUT_EXTSECURE_EXTSECURE_TZ_MPU);
 }
 
-TEST(FreeRtosFrameLayoutsTest, TheCortexA9FpuFrameReportsNoSingleRegisters) {
-    unsigned int offset = 0;
-    EXPECT_FALSE(FRAMELAYOUT_CA9_FPU.getOffset(RegisterId::REG_S0, offset));
-    EXPECT_FALSE(FRAMELAYOUT_CA9_FPU.getOffset(RegisterId::REG_S31, offset));
-    ASSERT_TRUE(FRAMELAYOUT_CA9_FPU.getOffset(RegisterId::REG_FPSCR, offset));
-    EXPECT_EQ(260u, offset);
+// The port pushes FPSCR, then d0-d15, then d16-d31, then its flag word: every double and FPSCR are the task's.
+TEST(FreeRtosFrameLayoutsTest, TheCortexA9FpuFrameHoldsEveryDoubleAndFpscr) {
+    const std::pair<RegisterId, unsigned int> words[] = {
+        {RegisterId::REG_D16_LOW, 4}, {RegisterId::REG_D31_HIGH, 128}, {RegisterId::REG_S0, 132},
+        {RegisterId::REG_S31, 256},   {RegisterId::REG_FPSCR, 260}};
+    for (const auto& word : words) {
+        unsigned int offset = 0;
+        EXPECT_TRUE(FRAMELAYOUT_CA9_FPU.getOffset(word.first, offset));
+        EXPECT_EQ(word.second, offset);
+    }
 }
 
 namespace {

@@ -231,8 +231,8 @@ protected:
 
 } // namespace
 
-// The first word says whether the task has a floating-point context; only FPSCR of it is reported. The A
-// profile stacks nothing by itself, so bit 9 of the status word means nothing here.
+// The first word says whether the task has a floating-point context: d0-d31 and FPSCR, as the port saved
+// them. The A profile stacks nothing by itself, so bit 9 of the status word means nothing here.
 TEST_F(FreeRtosPortFactoryAProfileIntegration, EveryCortexA9Frame) {
     const FrameCase cases[] = {
         {"ARM_CA9", nullptr, "FRAMELAYOUT_CA9", {{0, 0}}, 0, 0, ""},
@@ -250,8 +250,9 @@ TEST_F(FreeRtosPortFactoryAProfileIntegration, EveryCortexA9Frame) {
         RegisterValues values = valuesOf(read.registers);
         EXPECT_EQ(expectedRegisters(shape, area, entry.words), values);
         EXPECT_EQ(area + shape.size, values.at(RegisterId::REG_SP));
-        EXPECT_EQ(0u, values.count(RegisterId::REG_S0));
         bool fpu = entry.words.at(0) != 0;
+        EXPECT_EQ(fpu ? frameWord(132) : 0u, read.registers.getRegisterValue(RegisterId::REG_S0, 0u));
+        EXPECT_EQ(fpu ? frameWord(4) : 0u, read.registers.getRegisterValue(RegisterId::REG_D16_LOW, 0u));
         EXPECT_EQ(fpu ? 1u : 0u, values.count(RegisterId::REG_FPSCR));
         EXPECT_EQ(fpu ? frameWord(260) : 0u, read.registers.getRegisterValue(RegisterId::REG_FPSCR, 0u));
         EXPECT_EQ(2u, kernel->memoryReads());
