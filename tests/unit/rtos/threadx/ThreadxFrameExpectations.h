@@ -109,12 +109,11 @@ inline Values valuesOf(const RegisterList& registers) {
 }
 
 // Words the fixture frames set (threadx_words.h).
-constexpr std::uint32_t kExcReturnBasic = 0xFFFFFFFD;
-constexpr std::uint32_t kExcReturnExtended = 0xFFFFFFED;
-constexpr std::uint32_t kExcReturnNsBasic = 0xFFFFFFBC;
-constexpr std::uint32_t kExcReturnNsExtended = 0xFFFFFFAC;
-constexpr std::uint32_t kXpsrPlain = 0x01000000;
-constexpr std::uint32_t kXpsrAligned = 0x01000200;
+// EXC_RETURN: bit 4 clear for an extended frame, bit 6 set for the secure stack.
+constexpr std::uint32_t kExcReturnBasic = 0xFFFFFFFD, kExcReturnExtended = 0xFFFFFFED;
+constexpr std::uint32_t kExcReturnNsBasic = 0xFFFFFFBC, kExcReturnNsExtended = 0xFFFFFFAC;
+// xPSR: bit 9 set when the core aligned the stack.
+constexpr std::uint32_t kXpsrPlain = 0x01000000, kXpsrAligned = 0x01000200;
 constexpr std::uint32_t kCpsrSys = 0x6000001F;
 
 } // namespace threadxframes
