@@ -27,11 +27,14 @@ FrameLayout::Piece FrameLayout::Piece::unnamed(unsigned int count) {
 }
 
 FrameLayout::Piece FrameLayout::basicExceptionFrame() {
-    return Piece::join({{RegisterId::REG_R0, RegisterId::REG_R3}, {RegisterId::REG_R12, RegisterId::REG_XPSR}});
+    return Piece::join(
+        {{RegisterId::REG_R0, RegisterId::REG_R3}, {RegisterId::REG_R12, RegisterId::REG_XPSR}});
 }
 
 FrameLayout::Piece FrameLayout::extendedExceptionFrame() {
-    return Piece::join({basicExceptionFrame(), {RegisterId::REG_S0, RegisterId::REG_S15}, RegisterId::REG_FPSCR,
+    return Piece::join({basicExceptionFrame(),
+                        {RegisterId::REG_S0, RegisterId::REG_S15},
+                        RegisterId::REG_FPSCR,
                         Piece::unnamed(1)});
 }
 

@@ -7,8 +7,8 @@ const char* const kStackReadFailure = "Failed reading saved stack ptr\n";
 } // namespace
 
 PortFrames::Probe PortFrames::savedExceptionReturn(const FrameLayout& layout) {
-    return {&layout, RegisterId::REG_LR_PENDSV, 0, Place::AtStackPointer, kStackReadFailure,
-            StackLog::ExceptionReturn};
+    return {&layout,           RegisterId::REG_LR_PENDSV, 0, Place::AtStackPointer,
+            kStackReadFailure, StackLog::ExceptionReturn};
 }
 
 PortFrames::Probe PortFrames::savedWord(unsigned int offset) {

@@ -67,7 +67,8 @@ struct PortFrames {
     // (facts & mask) == value for the kernel's facts.
     static Test facts(unsigned int mask, unsigned int value);
 
-    // Logged first with the thread's id and name, as "<threadLog>::getRegisters: id:0x.. name:..."; may be null.
+    // Logged first with the thread's id and name, as "<threadLog>::getRegisters: id:0x.. name:..."; may be
+    // null.
     const char* threadLog;
     // The first choice whose tests all hold is read.
     std::vector<Choice> choices;

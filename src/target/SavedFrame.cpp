@@ -79,7 +79,8 @@ bool SavedFrame::probe(const PortFrames::Probe& probe, unsigned int& word) {
     if (probe.layout != nullptr) {
         probe.layout->getOffset(probe.id, offset);
     }
-    unsigned int address = probe.layout != nullptr ? frameAddress(*probe.layout, probe.place) : thread.getStackPtr();
+    unsigned int address =
+        probe.layout != nullptr ? frameAddress(*probe.layout, probe.place) : thread.getStackPtr();
     if (!server.readMemory(address + offset, word)) {
         logger().log(Logger::LOG_ERROR, kTag, "%s", probe.readFailure);
         return false;
@@ -133,7 +134,7 @@ bool SavedFrame::readChoice(const PortFrames::Choice& choice, RegisterList& regi
     if (!server.readMemory(address, layout.getSize(), frame)) {
         logger().log(Logger::LOG_ERROR, kTag,
                      choice.place == PortFrames::Place::EndsAtStackPointer ? "Failed reading saved context\n"
-                                                                            : "failed reading frame\n");
+                                                                           : "failed reading frame\n");
         return false;
     }
     registers.addRegister(RegisterId::REG_SP, stackPointer(choice, address, frame));

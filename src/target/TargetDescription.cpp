@@ -33,8 +33,9 @@ RegisterId single(unsigned int n) {
 }
 
 RegisterId doubleWord(unsigned int n) {
-    return n < kSingles ? single(n)
-                        : static_cast<RegisterId>(static_cast<unsigned int>(RegisterId::REG_D16_LOW) + n - kSingles);
+    return n < kSingles
+               ? single(n)
+               : static_cast<RegisterId>(static_cast<unsigned int>(RegisterId::REG_D16_LOW) + n - kSingles);
 }
 
 const std::map<std::string, std::pair<RegisterId, RegisterId>>& wordsByName() {

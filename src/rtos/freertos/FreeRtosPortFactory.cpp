@@ -23,8 +23,8 @@ constexpr unsigned int kExtendedProcessorFrame = 104;
 
 const P::Probe kCm4fProbe = P::savedExceptionReturn(FRAMELAYOUT_CM4F_BASIC);
 const P::Probe kCm4fMpuProbe = P::savedExceptionReturn(FRAMELAYOUT_CM4F_BASIC_MPU);
-const P::Probe kContext{&FRAMELAYOUT_MPU_CONTEXT_BASIC, RegisterId::REG_LR_PENDSV, 0, Place::EndsAtStackPointer,
-                        "Failed reading saved context\n", P::StackLog::None};
+const P::Probe kContext{&FRAMELAYOUT_MPU_CONTEXT_BASIC, RegisterId::REG_LR_PENDSV,        0,
+                        Place::EndsAtStackPointer,      "Failed reading saved context\n", P::StackLog::None};
 const P::Probe kTz = P::savedExceptionReturn(FRAMELAYOUT_BASIC_BASIC_TZ);
 const P::Probe kTzMpu = P::savedExceptionReturn(FRAMELAYOUT_BASIC_BASIC_TZ_MPU);
 const P::Probe kNtz = P::savedExceptionReturn(FRAMELAYOUT_BASIC_BASIC_NTZ);
@@ -46,30 +46,38 @@ std::vector<P::Choice> orInControlBlock(std::vector<P::Choice> onStack) {
     const P::StackLog opening = P::StackLog::ContextEnd;
     std::vector<P::Choice> choices = {
         {{P::facts(F::kContextInControlBlock, F::kContextInControlBlock), P::word(kContext, kBasic, kBasic)},
-         &FRAMELAYOUT_MPU_CONTEXT_BASIC, Place::EndsAtStackPointer, opening, nullptr, kBasicProcessorFrame},
-        {{P::facts(F::kContextInControlBlock, F::kContextInControlBlock)}, &FRAMELAYOUT_MPU_CONTEXT_EXT,
-         Place::EndsAtStackPointer, opening, nullptr, kExtendedProcessorFrame},
+         &FRAMELAYOUT_MPU_CONTEXT_BASIC,
+         Place::EndsAtStackPointer,
+         opening,
+         nullptr,
+         kBasicProcessorFrame},
+        {{P::facts(F::kContextInControlBlock, F::kContextInControlBlock)},
+         &FRAMELAYOUT_MPU_CONTEXT_EXT,
+         Place::EndsAtStackPointer,
+         opening,
+         nullptr,
+         kExtendedProcessorFrame},
     };
     choices.insert(choices.end(), onStack.begin(), onStack.end());
     return choices;
 }
 
-const PortFrames kCm0{nullptr,
-                      {named({P::facts(F::kRewrittenArmv6Port, F::kRewrittenArmv6Port)},
-                             FRAMELAYOUT_CM0_EXC_RETURN),
-                       named({}, FRAMELAYOUT_CM0)},
-                      nullptr};
+const PortFrames kCm0{
+    nullptr,
+    {named({P::facts(F::kRewrittenArmv6Port, F::kRewrittenArmv6Port)}, FRAMELAYOUT_CM0_EXC_RETURN),
+     named({}, FRAMELAYOUT_CM0)},
+    nullptr};
 const PortFrames kCm3{nullptr, {named({}, FRAMELAYOUT_CM3)}, nullptr};
 const PortFrames kCm3Mpu{nullptr, orInControlBlock({named({}, FRAMELAYOUT_CM3_MPU)}), nullptr};
 const PortFrames kCm4f{nullptr,
                        {stacked({P::word(kCm4fProbe, kBasic, kBasic)}, FRAMELAYOUT_CM4F_BASIC, kBasicFrame),
                         stacked({}, FRAMELAYOUT_CM4F_EXT, kExtendedFrame)},
                        nullptr};
-const PortFrames kCm4Mpu{
-    nullptr,
-    orInControlBlock({stacked({P::word(kCm4fMpuProbe, kBasic, kBasic)}, FRAMELAYOUT_CM4F_BASIC_MPU, kBasicFrame),
-                      stacked({}, FRAMELAYOUT_CM4F_EXT_MPU, kExtendedFrame)}),
-    nullptr};
+const PortFrames kCm4Mpu{nullptr,
+                         orInControlBlock({stacked({P::word(kCm4fMpuProbe, kBasic, kBasic)},
+                                                   FRAMELAYOUT_CM4F_BASIC_MPU, kBasicFrame),
+                                           stacked({}, FRAMELAYOUT_CM4F_EXT_MPU, kExtendedFrame)}),
+                         nullptr};
 
 // Armv8-M with a secure side. The facts come first, so that only the probe of the build's frame is read.
 // Floating point unused with an extended frame is a build whose port leaves s16-s31 alone (configENABLE_FPU
@@ -86,7 +94,8 @@ const Place kBehind = Place::BehindSecureContext;
 const PortFrames kArmv8mSecure{
     nullptr,
     {stacked({kNoMpu, P::word(kTz, kShape, kSecure)}, FRAMELAYOUT_EXTSECURE_EXTSECURE_TZ, nullptr, kBehind),
-     stacked({kMpu, P::word(kTzMpu, kShape, kSecure)}, FRAMELAYOUT_EXTSECURE_EXTSECURE_TZ_MPU, nullptr, kBehind),
+     stacked({kMpu, P::word(kTzMpu, kShape, kSecure)}, FRAMELAYOUT_EXTSECURE_EXTSECURE_TZ_MPU, nullptr,
+             kBehind),
      stacked({kNoFpuNoMpu, P::word(kTz, kShape, 0)}, FRAMELAYOUT_EXT_BASIC_TZ_MPU),
      stacked({kNoFpuMpu, P::word(kTzMpu, kShape, 0)}, FRAMELAYOUT_EXT_BASIC_TZ_MPU),
      stacked({kFpuNoMpu, P::word(kTz, kShape, 0)}, FRAMELAYOUT_EXT_EXT_TZ),
@@ -100,17 +109,22 @@ const PortFrames kArmv8mSecure{
     nullptr};
 const PortFrames kArmv8m{
     nullptr,
-    {stacked({kNoMpu, P::word(kNtz, kBasic, kBasic)}, FRAMELAYOUT_BASIC_BASIC_NTZ, "FRAMELAYOUT_BASIC_BASIC_NTZ\n"),
+    {stacked({kNoMpu, P::word(kNtz, kBasic, kBasic)}, FRAMELAYOUT_BASIC_BASIC_NTZ,
+             "FRAMELAYOUT_BASIC_BASIC_NTZ\n"),
      stacked({kMpu, P::word(kNtzMpu, kBasic, kBasic)}, FRAMELAYOUT_BASIC_BASIC_NTZ_MPU,
              "FRAMELAYOUT_BASIC_BASIC_NTZ_MPU\n"),
      stacked({kFpuNoMpu, P::word(kNtz, kBasic, 0)}, FRAMELAYOUT_EXT_EXT_NTZ, "FRAMELAYOUT_EXT_EXT_NTZ\n"),
-     stacked({kFpuMpu, P::word(kNtzMpu, kBasic, 0)}, FRAMELAYOUT_EXT_EXT_NTZ_MPU, "FRAMELAYOUT_EXT_EXT_NTZ_MPU\n"),
-     stacked({kNoFpuNoMpu, P::word(kNtz, kBasic, 0)}, FRAMELAYOUT_EXT_BASIC_NTZ, "FRAMELAYOUT_EXT_BASIC_NTZ\n"),
+     stacked({kFpuMpu, P::word(kNtzMpu, kBasic, 0)}, FRAMELAYOUT_EXT_EXT_NTZ_MPU,
+             "FRAMELAYOUT_EXT_EXT_NTZ_MPU\n"),
+     stacked({kNoFpuNoMpu, P::word(kNtz, kBasic, 0)}, FRAMELAYOUT_EXT_BASIC_NTZ,
+             "FRAMELAYOUT_EXT_BASIC_NTZ\n"),
      stacked({kNoFpuMpu, P::word(kNtzMpu, kBasic, 0)}, FRAMELAYOUT_EXT_BASIC_NTZ_MPU,
              "FRAMELAYOUT_EXT_BASIC_NTZ_MPU\n")},
     nullptr};
-const PortFrames kCa9{nullptr, {named({P::word(kFpuContext, ~0U, 0)}, FRAMELAYOUT_CA9), named({}, FRAMELAYOUT_CA9_FPU)},
-                      nullptr};
+const PortFrames kCa9{
+    nullptr,
+    {named({P::word(kFpuContext, ~0U, 0)}, FRAMELAYOUT_CA9), named({}, FRAMELAYOUT_CA9_FPU)},
+    nullptr};
 
 struct Port {
     const char* name;
@@ -120,11 +134,11 @@ struct Port {
 // Searched in this order; several names share a row. The Cortex-M23 ports stack the frames of the
 // Cortex-M33 ports without floating point.
 const Port kPorts[] = {
-    {"ARM_CM0", kCm0},          {"ARM_CM3", kCm3},          {"ARM_CM3_MPU", kCm3Mpu},
-    {"ARM_CM4F", kCm4f},        {"ARM_CM7", kCm4f},         {"ARM_CM4_MPU", kCm4Mpu},
-    {"ARM_CM23", kArmv8mSecure}, {"ARM_CM23_NTZ", kArmv8m}, {"ARM_CM33", kArmv8mSecure},
+    {"ARM_CM0", kCm0},           {"ARM_CM3", kCm3},           {"ARM_CM3_MPU", kCm3Mpu},
+    {"ARM_CM4F", kCm4f},         {"ARM_CM7", kCm4f},          {"ARM_CM4_MPU", kCm4Mpu},
+    {"ARM_CM23", kArmv8mSecure}, {"ARM_CM23_NTZ", kArmv8m},   {"ARM_CM33", kArmv8mSecure},
     {"ARM_CM55", kArmv8mSecure}, {"ARM_CM85", kArmv8mSecure}, {"ARM_CM33_NTZ", kArmv8m},
-    {"ARM_CM55_NTZ", kArmv8m},  {"ARM_CM85_NTZ", kArmv8m},  {"ARM_CA9", kCa9},
+    {"ARM_CM55_NTZ", kArmv8m},   {"ARM_CM85_NTZ", kArmv8m},   {"ARM_CA9", kCa9},
 };
 
 unsigned int programFacts(RspClient& /*server*/, TargetThread& /*thread*/) {

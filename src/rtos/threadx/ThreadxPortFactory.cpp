@@ -29,8 +29,12 @@ const std::string kCortexA7 = "cortex_a7";
 constexpr unsigned int kVfpEnabled = 0x1;
 
 const P::Probe kExcReturn = P::savedExceptionReturn(THREADX_FRAME_CM3_BASIC);
-const P::Probe kFrameType{nullptr, RegisterId::REG_NONE, 0, P::Place::AtStackPointer,
-                          "Failed reading saved stack ptr\n", P::StackLog::SavedStackPointer};
+const P::Probe kFrameType{nullptr,
+                          RegisterId::REG_NONE,
+                          0,
+                          P::Place::AtStackPointer,
+                          "Failed reading saved stack ptr\n",
+                          P::StackLog::SavedStackPointer};
 constexpr unsigned int kSolicited = 0;
 constexpr unsigned int kInterrupted = 1;
 constexpr unsigned int kWholeWord = ~0U;
@@ -41,7 +45,8 @@ P::Choice choice(std::vector<P::Test> tests, const FrameLayout& layout, const ch
     return {std::move(tests), &layout, P::Place::AtStackPointer, opening, message, 0};
 }
 
-const PortFrames kCortexM0Frames{nullptr, {choice({}, THREADX_FRAME_CM0, nullptr, P::StackLog::SavedStackPointer)}, nullptr};
+const PortFrames kCortexM0Frames{
+    nullptr, {choice({}, THREADX_FRAME_CM0, nullptr, P::StackLog::SavedStackPointer)}, nullptr};
 // The Armv8-M port keeps a thread's secure context in the secure image (tx_thread_secure_stack_context is an
 // index into its table) and saves the non-secure context as the Armv7-M port does.
 const PortFrames kCortexMFrames{
@@ -137,7 +142,8 @@ const PortFrames* ThreadxPortFactory::frames(const std::string& name) {
 IRtosPortDriver* ThreadxPortFactory::create(const std::string& name) {
     const PortFrames* found = frames(name);
     if (found != nullptr) {
-        Logger::getInstance().log(Logger::LOG_DEBUG, kTag, "ThreadX, port driver created: %s\n", name.c_str());
+        Logger::getInstance().log(Logger::LOG_DEBUG, kTag, "ThreadX, port driver created: %s\n",
+                                  name.c_str());
         return new RtosPort(*found, threadFacts);
     }
     Logger::getInstance().log(Logger::LOG_DEBUG, kTag, "ThreadX, failure create port driver: %s\n",

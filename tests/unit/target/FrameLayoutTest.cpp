@@ -10,9 +10,9 @@ using Piece = FrameLayout::Piece;
 // The shape of a basic Cortex-M frame as a context switch leaves it: r4-r11 saved by software,
 // then the eight words the hardware stacks.
 const std::map<RegisterId, unsigned int> kBasicOffsets = {
-    {R::REG_R4, 0},   {R::REG_R5, 4},   {R::REG_R6, 8},   {R::REG_R7, 12}, {R::REG_R8, 16},  {R::REG_R9, 20},
-    {R::REG_R10, 24}, {R::REG_R11, 28}, {R::REG_R0, 32},  {R::REG_R1, 36}, {R::REG_R2, 40},  {R::REG_R3, 44},
-    {R::REG_R12, 48}, {R::REG_LR, 52},  {R::REG_PC, 56},  {R::REG_XPSR, 60}};
+    {R::REG_R4, 0},   {R::REG_R5, 4},   {R::REG_R6, 8},  {R::REG_R7, 12},  {R::REG_R8, 16}, {R::REG_R9, 20},
+    {R::REG_R10, 24}, {R::REG_R11, 28}, {R::REG_R0, 32}, {R::REG_R1, 36},  {R::REG_R2, 40}, {R::REG_R3, 44},
+    {R::REG_R12, 48}, {R::REG_LR, 52},  {R::REG_PC, 56}, {R::REG_XPSR, 60}};
 const FrameLayout kBasicFrame(64, kBasicOffsets);
 
 } // namespace
@@ -51,13 +51,15 @@ TEST(FrameLayoutTest, PiecesInOrderMakeTheSameFrame) {
 
 // Unnamed words count in the offsets and the size but hold no register; REG_NONE named is a register.
 TEST(FrameLayoutTest, UnnamedWordsTakeRoomOnly) {
-    const FrameLayout frame{Piece::unnamed(2), R::REG_NONE, Piece::join({R::REG_CPSR, Piece::unnamed(1)}), R::REG_PC};
+    const FrameLayout frame{Piece::unnamed(2), R::REG_NONE, Piece::join({R::REG_CPSR, Piece::unnamed(1)}),
+                            R::REG_PC};
     EXPECT_EQ(24u, frame.getSize());
     std::map<RegisterId, unsigned int> expected = {{R::REG_NONE, 8}, {R::REG_CPSR, 12}, {R::REG_PC, 20}};
     EXPECT_EQ(expected, frame.getOffsets());
 }
 
-// What the processor stacks with floating point: s0-s15 and FPSCR behind the basic frame, and a reserved word.
+// What the processor stacks with floating point: s0-s15 and FPSCR behind the basic frame, and a reserved
+// word.
 TEST(FrameLayoutTest, ExtendedExceptionFrame) {
     const FrameLayout frame{FrameLayout::extendedExceptionFrame()};
     EXPECT_EQ(104u, frame.getSize());

@@ -28,11 +28,14 @@ TEST(FreeRtosFrameLayoutsTest, TwinsAreSeparateObjects) {
     EXPECT_NE(&FRAMELAYOUT_EXTSECURE_EXTSECURE_TZ, &FRAMELAYOUT_EXTSECURE_EXTSECURE_TZ_MPU);
 }
 
-// The port pushes FPSCR, then d0-d15, then d16-d31, then its flag word: every double and FPSCR are the task's.
+// The port pushes FPSCR, then d0-d15, then d16-d31, then its flag word: every double and FPSCR are the
+// task's.
 TEST(FreeRtosFrameLayoutsTest, TheCortexA9FpuFrameHoldsEveryDoubleAndFpscr) {
-    const std::pair<RegisterId, unsigned int> words[] = {
-        {RegisterId::REG_D16_LOW, 4}, {RegisterId::REG_D31_HIGH, 128}, {RegisterId::REG_S0, 132},
-        {RegisterId::REG_S31, 256},   {RegisterId::REG_FPSCR, 260}};
+    const std::pair<RegisterId, unsigned int> words[] = {{RegisterId::REG_D16_LOW, 4},
+                                                         {RegisterId::REG_D31_HIGH, 128},
+                                                         {RegisterId::REG_S0, 132},
+                                                         {RegisterId::REG_S31, 256},
+                                                         {RegisterId::REG_FPSCR, 260}};
     for (const auto& word : words) {
         unsigned int offset = 0;
         EXPECT_TRUE(FRAMELAYOUT_CA9_FPU.getOffset(word.first, offset));
@@ -48,18 +51,20 @@ bool isCortexA(const FrameShape& shape) {
 
 // The layout read as the one frame of a port, from the frame at address.
 PortFrames onlyFrame(const FrameLayout& layout) {
-    return {nullptr, {{{}, &layout, PortFrames::Place::AtStackPointer, PortFrames::StackLog::None, nullptr, 0}},
+    return {nullptr,
+            {{{}, &layout, PortFrames::Place::AtStackPointer, PortFrames::StackLog::None, nullptr, 0}},
             nullptr};
 }
 
 bool readLayout(RspClient& server, unsigned int address, const FrameLayout& layout, RegisterList& registers) {
     TargetThread thread(1, address);
     SavedFrame frame(server, thread);
-    return frame.read(onlyFrame(layout), [] { return 0U; }, registers);
+    return frame.read(
+        onlyFrame(layout), [] { return 0U; }, registers);
 }
 
 class FreeRtosFrameLayoutsIntegration : public FreeRtosFrameTest,
-                                       public ::testing::WithParamInterface<FrameShape> {};
+                                        public ::testing::WithParamInterface<FrameShape> {};
 
 std::string shapeName(const ::testing::TestParamInfo<FrameShape>& info) {
     return info.param.name;
@@ -117,7 +122,8 @@ TEST_F(FreeRtosFrameLayoutsIntegration, FrameCutShortByTheEndOfMemoryIsUnreadabl
     EXPECT_TRUE(registers.getRegisters().empty());
 }
 
-// The probe's word is read once and logged with the stack pointer; a choice that does not hold reads no frame.
+// The probe's word is read once and logged with the stack pointer; a choice that does not hold reads no
+// frame.
 TEST_F(FreeRtosFrameLayoutsIntegration, ExceptionReturnIsReadAtTheProbeOffset) {
     layFrame(area, 72, {{4, kExcReturnNonSecureBasic}});
     const PortFrames::Probe probe = PortFrames::savedExceptionReturn(FRAMELAYOUT_BASIC_BASIC_NTZ);
@@ -128,7 +134,8 @@ TEST_F(FreeRtosFrameLayoutsIntegration, ExceptionReturnIsReadAtTheProbeOffset) {
     SavedFrame frame(kernel->server(), thread);
     RegisterList registers;
     ::testing::internal::CaptureStdout();
-    EXPECT_FALSE(frame.read(port, [] { return 0U; }, registers));
+    EXPECT_FALSE(frame.read(
+        port, [] { return 0U; }, registers));
     char expected[80];
     snprintf(expected, sizeof(expected), "LR_pendSV: 0xffffffbc\nSaved SP: 0x%x\n", area);
     EXPECT_EQ(expected, ::testing::internal::GetCapturedStdout());
@@ -144,7 +151,8 @@ TEST_F(FreeRtosFrameLayoutsIntegration, ExceptionReturnUnreadable) {
     SavedFrame frame(kernel->server(), thread);
     RegisterList registers;
     ::testing::internal::CaptureStdout();
-    EXPECT_FALSE(frame.read(port, [] { return 0U; }, registers));
+    EXPECT_FALSE(frame.read(
+        port, [] { return 0U; }, registers));
     EXPECT_EQ("Failed reading saved stack ptr\n", ::testing::internal::GetCapturedStdout());
     EXPECT_TRUE(registers.getRegisters().empty());
 }

@@ -187,7 +187,8 @@ TEST(FreeRtosPortDetectorTest, AnArchitectureOfNoPortOrOfAnotherPortFails) {
         const char* signals;
     } rows[] = {
         {nullptr, "v7-R", true, "no port file; architecture v7-R with floating point"},
-        {"k/portable/GCC/ARM_CM4F/port.c", "v6-M", false, "port.c in portable/GCC/ARM_CM4F; architecture v6-M"},
+        {"k/portable/GCC/ARM_CM4F/port.c", "v6-M", false,
+         "port.c in portable/GCC/ARM_CM4F; architecture v6-M"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.signals);
@@ -216,7 +217,6 @@ TEST(FreeRtosPortDetectorTest, APortFileWinsOverTheTellingSymbolsAndAgreesWithIt
         "port.c in portable/GCC/ARM_CM7/r0p1; architecture v7E-M with floating point; symbol prvSetupMPU",
         detector.signals());
 }
-
 
 TEST(FreeRtosPortDetectorTest, TwoPortsFailWhateverTheArchitecture) {
     FreeRtosPortDetector detector;

@@ -16,8 +16,9 @@ using namespace freertostest;
 
 namespace {
 
-// Each variant name, the first variant of its row, and the frame it reads from one and the same stack: a non-secure basic
-// exception return value at every offset where a port looks for one, and a non-zero first word.
+// Each variant name, the first variant of its row, and the frame it reads from one and the same stack: a
+// non-secure basic exception return value at every offset where a port looks for one, and a non-zero first
+// word.
 struct VariantCase {
     const char* variant;
     const char* row;
@@ -143,13 +144,33 @@ const FrameCase kMFrames[] = {
     {"ARM_CM3_MPU", nullptr, "FRAMELAYOUT_CM3_MPU", {}, 0, 0, ""},
     {"ARM_CM3_MPU", nullptr, "FRAMELAYOUT_CM3_MPU", {{64, 0x01000200u}}, 4, 0, "Add alignment\n"},
     {"ARM_CM4F", nullptr, "FRAMELAYOUT_CM4F_BASIC", {{32, kExcReturnBasic}}, 0, kExcReturnBasic, kBasicLine},
-    {"ARM_CM4F", nullptr, "FRAMELAYOUT_CM4F_EXT", {{32, kExcReturnExtended}}, 0, kExcReturnExtended,
+    {"ARM_CM4F",
+     nullptr,
+     "FRAMELAYOUT_CM4F_EXT",
+     {{32, kExcReturnExtended}},
+     0,
+     kExcReturnExtended,
      kExtendedLine},
-    {"ARM_CM4F", nullptr, "FRAMELAYOUT_CM4F_EXT", {{32, kExcReturnExtended}, {128, 0x61000200u}}, 4,
-     kExcReturnExtended, "Frame type: Extended, OS frame: Extended\nAdd alignment\n"},
-    {"ARM_CM4_MPU", nullptr, "FRAMELAYOUT_CM4F_BASIC_MPU", {{36, kExcReturnBasic}}, 0, kExcReturnBasic,
+    {"ARM_CM4F",
+     nullptr,
+     "FRAMELAYOUT_CM4F_EXT",
+     {{32, kExcReturnExtended}, {128, 0x61000200u}},
+     4,
+     kExcReturnExtended,
+     "Frame type: Extended, OS frame: Extended\nAdd alignment\n"},
+    {"ARM_CM4_MPU",
+     nullptr,
+     "FRAMELAYOUT_CM4F_BASIC_MPU",
+     {{36, kExcReturnBasic}},
+     0,
+     kExcReturnBasic,
      kBasicLine},
-    {"ARM_CM4_MPU", nullptr, "FRAMELAYOUT_CM4F_EXT_MPU", {{36, kExcReturnExtended}}, 0, kExcReturnExtended,
+    {"ARM_CM4_MPU",
+     nullptr,
+     "FRAMELAYOUT_CM4F_EXT_MPU",
+     {{36, kExcReturnExtended}},
+     0,
+     kExcReturnExtended,
      kExtendedLine},
 };
 
@@ -179,9 +200,9 @@ TEST_F(FreeRtosPortFactoryIntegration, EveryCortexMFrame) {
 // xQueueReceive: the words from its saved stack pointer up, as PendSV_Handler and the processor left them.
 TEST_F(FreeRtosPortFactoryIntegration, AFrameOfTheRealRewrittenArmv6Port) {
     SymbolTable::getInstance().addSymbol(Symbol(kRewrittenPort, "5c41"));
-    writeWords(area, {0xfffffffdu, 0x04040404u, 0x05050505u, 0x06060606u, 0x20000bc0u, 0x08080808u, 0x09090909u,
-                      0x10101010u, 0x11111111u, 0x00000000u, 0x000000ffu, 0x10000000u, 0xe000ed04u, 0x12121212u,
-                      0x00003da7u, 0x00005edcu, 0x01000000u});
+    writeWords(area, {0xfffffffdu, 0x04040404u, 0x05050505u, 0x06060606u, 0x20000bc0u, 0x08080808u,
+                      0x09090909u, 0x10101010u, 0x11111111u, 0x00000000u, 0x000000ffu, 0x10000000u,
+                      0xe000ed04u, 0x12121212u, 0x00003da7u, 0x00005edcu, 0x01000000u});
     PortRead read = readThread(*kernel, "ARM_CM0", area);
     ASSERT_TRUE(read.result);
     RegisterValues expected = {{RegisterId::REG_SP, area + 68},    {RegisterId::REG_LR_PENDSV, 0xfffffffdu},
@@ -283,9 +304,9 @@ struct Armv8mCase {
 
 const char* const kNoMessage = "";
 
-// Every row of the selection, each with and without floating point and MPU settings in the build. A row's "any" is played
-// both ways. The exception return values: BC basic and AC extended on the non-secure stack, FD basic and
-// ED extended on the secure stack.
+// Every row of the selection, each with and without floating point and MPU settings in the build. A row's
+// "any" is played both ways. The exception return values: BC basic and AC extended on the non-secure stack,
+// FD basic and ED extended on the secure stack.
 const Armv8mCase kCases[] = {
     // With a secure side. Extended frame on the secure stack.
     {true, kExcReturnSecureExtended, false, false, "FRAMELAYOUT_EXTSECURE_EXTSECURE_TZ", true, kNoMessage},

@@ -159,7 +159,8 @@ TEST_F(FreeRtosRtosDriverIntegration, InitWithTheTargetDetectsThePortFromTheArch
     EXPECT_TRUE(driver->init(kernel->server()));
     EXPECT_EQ("Detected rtos variant: ARM_CM4F (no port file; architecture v7E-M with floating point)\n",
               ::testing::internal::GetCapturedStdout());
-    EXPECT_EQ(FreeRtosPortFactory::frames("ARM_CM4F"), &dynamic_cast<RtosPort&>(*driver->getPortDriver()).getFrames());
+    EXPECT_EQ(FreeRtosPortFactory::frames("ARM_CM4F"),
+              &dynamic_cast<RtosPort&>(*driver->getPortDriver()).getFrames());
     EXPECT_EQ(0u, kernel->memoryReads());
 }
 
@@ -193,7 +194,8 @@ TEST_F(FreeRtosRtosDriverIntegration, InitWithTheTargetDetectsThePortFromTheComp
     EXPECT_TRUE(driver->init(kernel->server()));
     EXPECT_EQ("Detected rtos variant: ARM_CM4F (port.c in portable/GCC/ARM_CM4F)\n",
               ::testing::internal::GetCapturedStdout());
-    EXPECT_EQ(FreeRtosPortFactory::frames("ARM_CM4F"), &dynamic_cast<RtosPort&>(*driver->getPortDriver()).getFrames());
+    EXPECT_EQ(FreeRtosPortFactory::frames("ARM_CM4F"),
+              &dynamic_cast<RtosPort&>(*driver->getPortDriver()).getFrames());
     EXPECT_EQ(0u, kernel->memoryReads());
 }
 

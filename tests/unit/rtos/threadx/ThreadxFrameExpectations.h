@@ -79,14 +79,13 @@ inline const ExpectedLayout kCa7InterruptedVfp{"CA7_INTERRUPTED_VFP", 328,
 inline const ExpectedLayout kCa7Solicited{
     "CA7_SOLICITED", 44,
     with({{{R::REG_NONE, 0}, {R::REG_CPSR, 4}}, run(R::REG_R4, R::REG_R11, 8), {{R::REG_LR, 40}}})};
-inline const ExpectedLayout kCa7SolicitedVfp{
-    "CA7_SOLICITED_VFP", 240,
-    with({{{R::REG_NONE, 0}, {R::REG_CPSR, 4}},
-          run(R::REG_S16, R::REG_S31, 8),
-          run(R::REG_D16_LOW, R::REG_D31_HIGH, 72),
-          {{R::REG_FPSCR, 200}},
-          run(R::REG_R4, R::REG_R11, 204),
-          {{R::REG_LR, 236}}})};
+inline const ExpectedLayout kCa7SolicitedVfp{"CA7_SOLICITED_VFP", 240,
+                                             with({{{R::REG_NONE, 0}, {R::REG_CPSR, 4}},
+                                                   run(R::REG_S16, R::REG_S31, 8),
+                                                   run(R::REG_D16_LOW, R::REG_D31_HIGH, 72),
+                                                   {{R::REG_FPSCR, 200}},
+                                                   run(R::REG_R4, R::REG_R11, 204),
+                                                   {{R::REG_LR, 236}}})};
 
 // The values a port must read from a fixture frame of that layout: tag | offset, except at the offsets
 // of special, which hold the words the fixture set there.

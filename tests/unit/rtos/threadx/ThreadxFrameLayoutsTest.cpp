@@ -41,7 +41,8 @@ TEST(ThreadxFrameLayoutsTest, EveryLayoutHasItsSizeAndOffsets) {
 }
 
 TEST(ThreadxFrameLayoutsTest, SpotChecksAgainstTheTable) {
-    // r8-r11 before r4-r7 on the Cortex-M0; s16-s31 right behind EXC_RETURN; lr last of a solicited VFP frame.
+    // r8-r11 before r4-r7 on the Cortex-M0; s16-s31 right behind EXC_RETURN; lr last of a solicited VFP
+    // frame.
     const struct {
         const FrameLayout& layout;
         RegisterId id;
