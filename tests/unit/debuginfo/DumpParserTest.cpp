@@ -15,38 +15,9 @@
 // cache file. Dumps are written in the dump tool's text shape; positions are made up.
 namespace {
 
+using namespace dumptext;
+
 const std::string kTimeLine = "SymbolTable::resolveDataStructures(), <n> ms\n";
-const std::string kEndOfChildren = " <2><4e>: Abbrev Number: 0\n";
-
-std::string structureHead() {
-    return " <1><2f>: Abbrev Number: 3 (DW_TAG_structure_type)\n";
-}
-
-std::string nameAttribute(const std::string& name) {
-    return "    <30>   DW_AT_name        : (indirect string, offset: 0x4ae): " + name + "\n";
-}
-
-std::string sizeAttribute(const std::string& text) {
-    return "    <34>   DW_AT_byte_size   : " + text + "\n";
-}
-
-std::string memberHead() {
-    return " <2><3a>: Abbrev Number: 4 (DW_TAG_member)\n";
-}
-
-std::string locationAttribute(const std::string& text) {
-    return "    <43>   DW_AT_data_member_location: " + text + "\n";
-}
-
-std::string structure(const std::string& name, const std::string& size) {
-    return structureHead() + nameAttribute(name) + sizeAttribute(size) + "    <35>   DW_AT_decl_file   : 2\n";
-}
-
-std::string member(const std::string& name, const std::string& offset) {
-    return memberHead() + nameAttribute(name) + "    <3f>   DW_AT_type        : <0x25>\n" +
-           locationAttribute(offset);
-}
-
 // The sample of the dump text with made-up values, one line per element.
 const std::vector<std::string> kSample = {
     " <1><2f>: Abbrev Number: 3 (DW_TAG_structure_type)",
@@ -350,10 +321,6 @@ const char* const kMemberFormsClangDwarf5 = R"( <1><29>: Abbrev Number: 3 (DW_TA
  <2><9f>: Abbrev Number: 0
 )";
 
-// Every member of member_forms.c where C names it: bit-fields at the byte of their first bit, the members
-// of the anonymous union and structure in the structure that holds them.
-const std::string kMemberFormsLayout = "io: 28\na:4\nb:4\nc:16\nid:0\npad:6\nptr:8\nq:24\nraw:8\nx:12\n\n";
-
 std::string firstLines(std::size_t count) {
     std::string text;
     for (std::size_t i = 0; i < count; ++i) {
@@ -380,18 +347,174 @@ protected:
     }
 };
 
-} // namespace
+// One dump, the names asked for, and what must come of it: the result, the layouts that resolved, and
+// the log before the time line.
+struct DumpCase {
+    const char* name;
+    std::string dump;
+    std::vector<std::string> wanted;
+    bool complete;
+    std::string layouts;
+    std::string log;
+};
 
-TEST_F(DumpParserTest, SampleWithAnotherNameStillWantedGoesOn) {
-    useCache(firstLines(kSample.size()) + structure("TX_SEMAPHORE_STRUCT", "28") +
-             member("tx_semaphore_count", "8") + kEndOfChildren);
-    Outcome outcome = resolve({"TX_SEMAPHORE_STRUCT", "TX_MUTEX_STRUCT"});
-    EXPECT_TRUE(outcome.result);
-    EXPECT_EQ("TX_MUTEX_STRUCT: 52\ntx_mutex_id:0\ntx_mutex_name:4\n\n"
-              "TX_SEMAPHORE_STRUCT: 28\ntx_semaphore_count:8\n\n",
-              outcome.layouts);
+void PrintTo(const DumpCase& dumpCase, std::ostream* out) {
+    *out << dumpCase.name;
 }
 
+const std::string kListWithIndex = structure("xLIST", "20") + member("pxIndex", "4");
+
+const std::vector<DumpCase> kDumpCases = {
+    {"SampleWithAnotherNameStillWantedGoesOn",
+     firstLines(kSample.size()) + structure("TX_SEMAPHORE_STRUCT", "28") + member("tx_semaphore_count", "8") +
+         kEndOfChildren,
+     {"TX_SEMAPHORE_STRUCT", "TX_MUTEX_STRUCT"},
+     true,
+     "TX_MUTEX_STRUCT: 52\ntx_mutex_id:0\ntx_mutex_name:4\n\nTX_SEMAPHORE_STRUCT: "
+     "28\ntx_semaphore_count:8\n\n",
+     ""},
+    {"EmptyNamesListIsTrueWithAnEmptyMap", firstLines(kSample.size()), {}, true, "", ""},
+    {"EmptyCacheFileGivesNothingButTheTimeLine", "", {"TX_MUTEX_STRUCT"}, false, "", ""},
+    {"FirstOfTwoCompleteDefinitionsIsKept",
+     kListWithIndex + kEndOfChildren + structure("xLIST", "24") + member("pxIndex", "8") + kEndOfChildren,
+     {"xLIST"},
+     true,
+     "xLIST: 20\npxIndex:4\n\n",
+     ""},
+    {"DeclarationThenDefinition",
+     structureHead() + nameAttribute("tskTaskControlBlock") + "    <35>   DW_AT_declaration : 1\n" +
+         " <1><40>: Abbrev Number: 5 (DW_TAG_pointer_type)\n" + "    <41>   DW_AT_byte_size   : 4\n" +
+         structure("tskTaskControlBlock", "84") + member("pxTopOfStack", "0") + member("pcTaskName", "52") +
+         kEndOfChildren,
+     {"tskTaskControlBlock"},
+     true,
+     "tskTaskControlBlock: 84\npcTaskName:52\npxTopOfStack:0\n\n",
+     ""},
+    {"HexadecimalSizeIsAParseError",
+     structure("xLIST", "0x10") + member("pxIndex", "4") + kEndOfChildren,
+     {"xLIST"},
+     false,
+     "",
+     "Data structure parse error (DW_AT_byte_size): xLIST\n"},
+    {"SizeWithoutALeadingDigitIsAParseError",
+     structure("xLIST", "(data1) 20") + member("pxIndex", "4") + kEndOfChildren,
+     {"xLIST"},
+     false,
+     "",
+     "Data structure parse error (DW_AT_byte_size): xLIST\n"},
+    {"NestedUnionEndsTheMemberList",
+     structure("QueueDefinition", "80") + member("pcHead", "0") + member("pcWriteTo", "4") +
+         " <2><50>: Abbrev Number: 9 (DW_TAG_union_type)\n" + "    <51>   DW_AT_byte_size   : 8\n" +
+         " <3><52>: Abbrev Number: 4 (DW_TAG_member)\n" + nameAttribute("xQueue") + kEndOfChildren +
+         member("uxLength", "60") + kEndOfChildren,
+     {"QueueDefinition"},
+     true,
+     "QueueDefinition: 80\npcHead:0\npcWriteTo:4\n\n",
+     ""},
+    {"NestedTypeNeitherEndsNorJoinsTheStructure",
+     structure("QueueDefinition", "80") + member("pcHead", "0") +
+         " <2><50>: Abbrev Number: 9 (DW_TAG_union_type)\n" + nameAttribute("QueuePointers") +
+         "    <51>   DW_AT_byte_size   : 8\n" + " <3><52>: Abbrev Number: 4 (DW_TAG_member)\n" +
+         nameAttribute("xQueue") + " <3><5e>: Abbrev Number: 0\n" + member("uxLength", "60") + kEndOfChildren,
+     {"QueueDefinition"},
+     true,
+     "QueueDefinition: 80\npcHead:0\nuxLength:60\n\n",
+     ""},
+    {"UnwantedStructuresAreNotKept",
+     kListWithIndex + kEndOfChildren + structure("xLIST_ITEM", "20") + member("pvOwner", "12") +
+         kEndOfChildren,
+     {"xLIST_ITEM"},
+     true,
+     "xLIST_ITEM: 20\npvOwner:12\n\n",
+     ""},
+    {"Dwarf2ExpressionBlocksAndBitOffsetsWithByteSize",
+     kMemberFormsDwarf2,
+     {"io"},
+     true,
+     kMemberFormsLayout,
+     ""},
+    {"Dwarf4ConstantOffsetsAndBitOffsetsWithByteSize",
+     kMemberFormsDwarf4,
+     {"io"},
+     true,
+     kMemberFormsLayout,
+     ""},
+    {"Dwarf5DataBitOffsets", kMemberFormsDwarf5, {"io"}, true, kMemberFormsLayout, ""},
+    {"ClangDwarf5IndexedNamesAndNestedAnonymousTypes",
+     kMemberFormsClangDwarf5,
+     {"io"},
+     true,
+     kMemberFormsLayout,
+     ""},
+    {"AnonymousMemberWhoseTypeIsUnknownIsReportedAndIncomplete",
+     kListWithIndex + memberHead() + "    <3f>   DW_AT_type        : <0x99>\n" + locationAttribute("8") +
+         kEndOfChildren,
+     {"xLIST"},
+     false,
+     "xLIST: 20\npxIndex:4\n\n",
+     "Data structure member error: xLIST.(anonymous)\n"},
+    {"BitOffsetBeyondItsStorageUnitIsReportedByName",
+     kListWithIndex + memberHead() + nameAttribute("ucFlags") +
+         "    <3f>   DW_AT_byte_size   : 1\n    <40>   DW_AT_bit_size    : 3\n"
+         "    <41>   DW_AT_bit_offset  : 7\n" +
+         locationAttribute("8") + kEndOfChildren,
+     {"xLIST"},
+     false,
+     "xLIST: 20\npxIndex:4\n\n",
+     "Data structure member error: xLIST.ucFlags\n"},
+    {"MemberWithoutANameOrTypeIsReported",
+     structure("xLIST", "20") + memberHead() + locationAttribute("0") + member("pxIndex", "4") +
+         kEndOfChildren,
+     {"xLIST"},
+     false,
+     "xLIST: 20\npxIndex:4\n\n",
+     "Data structure member error: xLIST.(anonymous)\n"},
+    {"StructureMemberWithoutLocationIsReportedByName",
+     structure("tmrTimerControl", "44") + member("pvTimerID", "28") + memberHead() +
+         nameAttribute("ucStatus") + "    <3f>   DW_AT_bit_size    : 3\n" + kEndOfChildren,
+     {"tmrTimerControl"},
+     false,
+     "tmrTimerControl: 44\npvTimerID:28\n\n",
+     "Data structure member error: tmrTimerControl.ucStatus\n"},
+    {"MemberlessStructureEndsAtTheNextEntryOfItsDepth",
+     structure("xMINI_LIST_ITEM", "12") + kListWithIndex + kEndOfChildren,
+     {"xLIST", "xMINI_LIST_ITEM"},
+     true,
+     "xLIST: 20\npxIndex:4\n\nxMINI_LIST_ITEM: 12\n\n",
+     ""},
+    {"DeclarationWithoutSizeIsPassedOver",
+     structureHead() + nameAttribute("xLIST") + member("uxNumberOfItems", "0") + kEndOfChildren,
+     {"xLIST"},
+     false,
+     "",
+     ""},
+    {"NamesPrintedInPlaceAndAttributesInAnyOrder",
+     structureHead() + sizeAttribute("8") + "    <27>   DW_AT_name        : QP\n" + memberHead() +
+         locationAttribute("4") + "    <ae>   DW_AT_name        : u\n" + member("pcTail", "0") +
+         kEndOfChildren,
+     {"QP"},
+     true,
+     "QP: 8\npcTail:0\nu:4\n\n",
+     ""},
+};
+
+class DumpParserCases : public DumpParserTest, public ::testing::WithParamInterface<DumpCase> {};
+
+} // namespace
+
+TEST_P(DumpParserCases, ResolvesTheWantedLayoutsAndLogsEveryFault) {
+    const DumpCase& dumpCase = GetParam();
+    useCache(dumpCase.dump);
+    Outcome outcome = resolve(dumpCase.wanted);
+    EXPECT_EQ(dumpCase.complete, outcome.result);
+    EXPECT_EQ(dumpCase.layouts, outcome.layouts);
+    EXPECT_EQ(dumpCase.log + kTimeLine, outcome.log);
+}
+
+INSTANTIATE_TEST_SUITE_P(Dumps, DumpParserCases, ::testing::ValuesIn(kDumpCases),
+                         [](const ::testing::TestParamInfo<DumpCase>& each) {
+                             return std::string(each.param.name);
+                         });
 TEST_F(DumpParserTest, StopsReadingOnceTheLastWantedStructureIsComplete) {
     // A pipe whose writer stays open: reading one line too many would block until the writer gives up.
     const std::string fifo = path("live.proxy_cache");
@@ -417,22 +540,6 @@ TEST_F(DumpParserTest, StopsReadingOnceTheLastWantedStructureIsComplete) {
     EXPECT_FALSE(closedBeforeReturn);
 }
 
-TEST_F(DumpParserTest, EmptyNamesListIsTrueWithAnEmptyMap) {
-    useCache(firstLines(kSample.size()));
-    Outcome outcome = resolve({});
-    EXPECT_TRUE(outcome.result);
-    EXPECT_EQ("", outcome.layouts);
-    EXPECT_EQ(kTimeLine, outcome.log);
-}
-
-TEST_F(DumpParserTest, EmptyCacheFileGivesNothingButTheTimeLine) {
-    useCache("");
-    Outcome outcome = resolve({"TX_MUTEX_STRUCT"});
-    EXPECT_FALSE(outcome.result);
-    EXPECT_EQ("", outcome.layouts);
-    EXPECT_EQ(kTimeLine, outcome.log);
-}
-
 TEST_F(DumpParserTest, MissingCacheOption) {
     Outcome outcome = resolve({"xLIST"});
     EXPECT_FALSE(outcome.result);
@@ -450,97 +557,6 @@ TEST_F(DumpParserTest, CacheThatCannotBeOpened) {
     EXPECT_TRUE(resolve({}).result);
 }
 
-TEST_F(DumpParserTest, FirstOfTwoCompleteDefinitionsIsKept) {
-    useCache(structure("xLIST", "20") + member("pxIndex", "4") + kEndOfChildren + structure("xLIST", "24") +
-             member("pxIndex", "8") + kEndOfChildren);
-    Outcome outcome = resolve({"xLIST"});
-    EXPECT_TRUE(outcome.result);
-    EXPECT_EQ("xLIST: 20\npxIndex:4\n\n", outcome.layouts);
-    EXPECT_EQ(kTimeLine, outcome.log);
-}
-
-TEST_F(DumpParserTest, DeclarationThenDefinition) {
-    useCache(structureHead() + nameAttribute("tskTaskControlBlock") + "    <35>   DW_AT_declaration : 1\n" +
-             " <1><40>: Abbrev Number: 5 (DW_TAG_pointer_type)\n" + "    <41>   DW_AT_byte_size   : 4\n" +
-             structure("tskTaskControlBlock", "84") + member("pxTopOfStack", "0") +
-             member("pcTaskName", "52") + kEndOfChildren);
-    Outcome outcome = resolve({"tskTaskControlBlock"});
-    EXPECT_TRUE(outcome.result);
-    EXPECT_EQ("tskTaskControlBlock: 84\npcTaskName:52\npxTopOfStack:0\n\n", outcome.layouts);
-    EXPECT_EQ(kTimeLine, outcome.log);
-}
-
-TEST_F(DumpParserTest, HexadecimalSizeIsAParseError) {
-    useCache(structure("xLIST", "0x10") + member("pxIndex", "4") + kEndOfChildren);
-    Outcome outcome = resolve({"xLIST"});
-    EXPECT_FALSE(outcome.result);
-    EXPECT_EQ("", outcome.layouts);
-    EXPECT_EQ("Data structure parse error (DW_AT_byte_size): xLIST\n" + kTimeLine, outcome.log);
-}
-
-TEST_F(DumpParserTest, NestedUnionEndsTheMemberList) {
-    useCache(structure("QueueDefinition", "80") + member("pcHead", "0") + member("pcWriteTo", "4") +
-             " <2><50>: Abbrev Number: 9 (DW_TAG_union_type)\n" + "    <51>   DW_AT_byte_size   : 8\n" +
-             " <3><52>: Abbrev Number: 4 (DW_TAG_member)\n" + nameAttribute("xQueue") + kEndOfChildren +
-             member("uxLength", "60") + kEndOfChildren);
-    Outcome outcome = resolve({"QueueDefinition"});
-    EXPECT_TRUE(outcome.result);
-    EXPECT_EQ("QueueDefinition: 80\npcHead:0\npcWriteTo:4\n\n", outcome.layouts);
-    EXPECT_EQ(kTimeLine, outcome.log);
-}
-
-TEST_F(DumpParserTest, UnwantedStructuresAreNotKept) {
-    useCache(structure("xLIST", "20") + member("pxIndex", "4") + kEndOfChildren +
-             structure("xLIST_ITEM", "20") + member("pvOwner", "12") + kEndOfChildren);
-    Outcome outcome = resolve({"xLIST_ITEM"});
-    EXPECT_TRUE(outcome.result);
-    EXPECT_EQ("xLIST_ITEM: 20\npvOwner:12\n\n", outcome.layouts);
-}
-
-TEST_F(DumpParserTest, Dwarf2ExpressionBlocksAndBitOffsetsWithByteSize) {
-    useCache(kMemberFormsDwarf2);
-    Outcome outcome = resolve({"io"});
-    EXPECT_TRUE(outcome.result);
-    EXPECT_EQ(kMemberFormsLayout, outcome.layouts);
-    EXPECT_EQ(kTimeLine, outcome.log);
-}
-
-TEST_F(DumpParserTest, Dwarf4ConstantOffsetsAndBitOffsetsWithByteSize) {
-    useCache(kMemberFormsDwarf4);
-    Outcome outcome = resolve({"io"});
-    EXPECT_TRUE(outcome.result);
-    EXPECT_EQ(kMemberFormsLayout, outcome.layouts);
-    EXPECT_EQ(kTimeLine, outcome.log);
-}
-
-TEST_F(DumpParserTest, Dwarf5DataBitOffsets) {
-    useCache(kMemberFormsDwarf5);
-    Outcome outcome = resolve({"io"});
-    EXPECT_TRUE(outcome.result);
-    EXPECT_EQ(kMemberFormsLayout, outcome.layouts);
-    EXPECT_EQ(kTimeLine, outcome.log);
-}
-
-TEST_F(DumpParserTest, AnonymousMemberWhoseTypeIsUnknownIsReportedAndIncomplete) {
-    useCache(structure("xLIST", "20") + member("pxIndex", "4") + memberHead() +
-             "    <3f>   DW_AT_type        : <0x99>\n" + locationAttribute("8") + kEndOfChildren);
-    Outcome outcome = resolve({"xLIST"});
-    EXPECT_FALSE(outcome.result);
-    EXPECT_EQ("xLIST: 20\npxIndex:4\n\n", outcome.layouts);
-    EXPECT_EQ("Data structure member error: xLIST.(anonymous)\n" + kTimeLine, outcome.log);
-}
-
-TEST_F(DumpParserTest, BitOffsetBeyondItsStorageUnitIsReportedByName) {
-    useCache(structure("xLIST", "20") + member("pxIndex", "4") + memberHead() + nameAttribute("ucFlags") +
-             "    <3f>   DW_AT_byte_size   : 1\n    <40>   DW_AT_bit_size    : 3\n"
-             "    <41>   DW_AT_bit_offset  : 7\n" +
-             locationAttribute("8") + kEndOfChildren);
-    Outcome outcome = resolve({"xLIST"});
-    EXPECT_FALSE(outcome.result);
-    EXPECT_EQ("xLIST: 20\npxIndex:4\n\n", outcome.layouts);
-    EXPECT_EQ("Data structure member error: xLIST.ucFlags\n" + kTimeLine, outcome.log);
-}
-
 TEST_F(DumpParserTest, DumpEndingInsideTheStructureKeepsItsMembersButIsIncomplete) {
     for (std::size_t lines = 9; lines < kSample.size(); ++lines) {
         SCOPED_TRACE(lines);
@@ -553,77 +569,4 @@ TEST_F(DumpParserTest, DumpEndingInsideTheStructureKeepsItsMembersButIsIncomplet
     }
     useCache(firstLines(kSample.size()));
     EXPECT_TRUE(resolve({"TX_MUTEX_STRUCT"}).result);
-}
-
-TEST_F(DumpParserTest, SizeWithoutALeadingDigitIsAParseError) {
-    useCache(structure("xLIST", "(data1) 20") + member("pxIndex", "4") + kEndOfChildren);
-    Outcome outcome = resolve({"xLIST"});
-    EXPECT_FALSE(outcome.result);
-    EXPECT_EQ("", outcome.layouts);
-    EXPECT_EQ("Data structure parse error (DW_AT_byte_size): xLIST\n" + kTimeLine, outcome.log);
-}
-
-TEST_F(DumpParserTest, MemberlessStructureEndsAtTheNextEntryOfItsDepth) {
-    useCache(structure("xMINI_LIST_ITEM", "12") + structure("xLIST", "20") + member("pxIndex", "4") +
-             kEndOfChildren);
-    Outcome outcome = resolve({"xLIST", "xMINI_LIST_ITEM"});
-    EXPECT_TRUE(outcome.result);
-    EXPECT_EQ("xLIST: 20\npxIndex:4\n\nxMINI_LIST_ITEM: 12\n\n", outcome.layouts);
-    EXPECT_EQ(kTimeLine, outcome.log);
-}
-
-TEST_F(DumpParserTest, DeclarationWithoutSizeIsPassedOver) {
-    useCache(structureHead() + nameAttribute("xLIST") + member("uxNumberOfItems", "0") + kEndOfChildren);
-    Outcome outcome = resolve({"xLIST"});
-    EXPECT_FALSE(outcome.result);
-    EXPECT_EQ("", outcome.layouts);
-    EXPECT_EQ(kTimeLine, outcome.log);
-}
-
-TEST_F(DumpParserTest, MemberWithoutANameOrTypeIsReported) {
-    useCache(structure("xLIST", "20") + memberHead() + locationAttribute("0") + member("pxIndex", "4") +
-             kEndOfChildren);
-    Outcome outcome = resolve({"xLIST"});
-    EXPECT_FALSE(outcome.result);
-    EXPECT_EQ("xLIST: 20\npxIndex:4\n\n", outcome.layouts);
-    EXPECT_EQ("Data structure member error: xLIST.(anonymous)\n" + kTimeLine, outcome.log);
-}
-
-TEST_F(DumpParserTest, StructureMemberWithoutLocationIsReportedByName) {
-    useCache(structure("tmrTimerControl", "44") + member("pvTimerID", "28") + memberHead() +
-             nameAttribute("ucStatus") + "    <3f>   DW_AT_bit_size    : 3\n" + kEndOfChildren);
-    Outcome outcome = resolve({"tmrTimerControl"});
-    EXPECT_FALSE(outcome.result);
-    EXPECT_EQ("tmrTimerControl: 44\npvTimerID:28\n\n", outcome.layouts);
-    EXPECT_EQ("Data structure member error: tmrTimerControl.ucStatus\n" + kTimeLine, outcome.log);
-}
-
-TEST_F(DumpParserTest, NestedTypeNeitherEndsNorJoinsTheStructure) {
-    useCache(structure("QueueDefinition", "80") + member("pcHead", "0") +
-             " <2><50>: Abbrev Number: 9 (DW_TAG_union_type)\n" + nameAttribute("QueuePointers") +
-             "    <51>   DW_AT_byte_size   : 8\n" + " <3><52>: Abbrev Number: 4 (DW_TAG_member)\n" +
-             nameAttribute("xQueue") + " <3><5e>: Abbrev Number: 0\n" + member("uxLength", "60") +
-             kEndOfChildren);
-    Outcome outcome = resolve({"QueueDefinition"});
-    EXPECT_TRUE(outcome.result);
-    EXPECT_EQ("QueueDefinition: 80\npcHead:0\nuxLength:60\n\n", outcome.layouts);
-    EXPECT_EQ(kTimeLine, outcome.log);
-}
-
-TEST_F(DumpParserTest, NamesPrintedInPlaceAndAttributesInAnyOrder) {
-    useCache(structureHead() + sizeAttribute("8") + "    <27>   DW_AT_name        : QP\n" + memberHead() +
-             locationAttribute("4") + "    <ae>   DW_AT_name        : u\n" + member("pcTail", "0") +
-             kEndOfChildren);
-    Outcome outcome = resolve({"QP"});
-    EXPECT_TRUE(outcome.result);
-    EXPECT_EQ("QP: 8\npcTail:0\nu:4\n\n", outcome.layouts);
-    EXPECT_EQ(kTimeLine, outcome.log);
-}
-
-TEST_F(DumpParserTest, ClangDwarf5IndexedNamesAndNestedAnonymousTypes) {
-    useCache(kMemberFormsClangDwarf5);
-    Outcome outcome = resolve({"io"});
-    EXPECT_TRUE(outcome.result);
-    EXPECT_EQ(kMemberFormsLayout, outcome.layouts);
-    EXPECT_EQ(kTimeLine, outcome.log);
 }
