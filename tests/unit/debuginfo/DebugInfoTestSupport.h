@@ -1,6 +1,7 @@
 #ifndef TARNWICK_TESTS_UNIT_DEBUGINFO_DEBUGINFOTESTSUPPORT_H
 #define TARNWICK_TESTS_UNIT_DEBUGINFO_DEBUGINFOTESTSUPPORT_H
 
+#include "ProcessRunner.h"
 #include "TimingFigures.h"
 #include "base/Logger.h"
 #include "base/Properties.h"
@@ -58,6 +59,21 @@ inline const std::string kMemberFormsLayout =
     "io: 28\na:4\nb:4\nc:16\nid:0\npad:6\nptr:8\nq:24\nraw:8\nx:12\n\n";
 
 } // namespace dumptext
+
+// GDB's own reading of a program, the reference the layouts and addresses are checked against: what
+// gdb-multiarch prints for the commands.
+inline std::string gdbOutput(const std::string& elf, const std::vector<std::string>& commands) {
+    // env finds the debugger on the PATH, as a shell would.
+    std::vector<std::string> args = {"gdb-multiarch", "-batch", "-nx"};
+    for (const std::string& command : commands) {
+        args.push_back("-ex");
+        args.push_back(command);
+    }
+    args.push_back(elf);
+    ProcessRunner gdb("/usr/bin/env", args);
+    EXPECT_TRUE(gdb.started() && gdb.waitExit(60000)) << "gdb-multiarch on " << elf;
+    return gdb.output();
+}
 
 // Every debug-information test starts from empty singletons, all log severities on, and a private
 // scratch folder that is removed afterwards.

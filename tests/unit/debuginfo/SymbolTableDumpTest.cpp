@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <filesystem>
 
 // Real dumps: the real dump tool is run by generateDebugInfo on the kernel-shaped target programs, the
@@ -30,21 +29,6 @@ struct Layout {
     unsigned int size = 0;
     std::map<std::string, unsigned int> members;
 };
-
-std::string run(const std::string& command) {
-    std::string output;
-    FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) {
-        return output;
-    }
-    char buffer[4096];
-    std::size_t count = 0;
-    while ((count = fread(buffer, 1, sizeof(buffer), pipe)) > 0) {
-        output.append(buffer, count);
-    }
-    pclose(pipe);
-    return output;
-}
 
 std::string trim(const std::string& text) {
     std::size_t first = text.find_first_not_of(" \t");
@@ -72,11 +56,11 @@ std::string declaredName(std::string declaration) {
 
 // Reads GDB's "ptype/o struct NAME" output: the total size and the offset of every top-level member.
 std::map<std::string, Layout> gdbLayouts(const std::string& elf, const std::vector<std::string>& names) {
-    std::string command = "gdb-multiarch -batch -nx";
+    std::vector<std::string> commands;
     for (const std::string& name : names) {
-        command += " -ex 'ptype/o struct " + name + "'";
+        commands.push_back("ptype/o struct " + name);
     }
-    std::istringstream output(run(command + " '" + elf + "' 2>&1"));
+    std::istringstream output(gdbOutput(elf, commands));
     std::map<std::string, Layout> layouts;
     Layout* current = nullptr;
     int depth = 0;
