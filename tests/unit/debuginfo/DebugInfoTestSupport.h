@@ -78,6 +78,14 @@ inline std::string gdbOutput(const std::string& elf, const std::vector<std::stri
 // Every debug-information test starts from empty singletons, all log severities on, and a private
 // scratch folder that is removed afterwards.
 class DebugInfoTest : public ::testing::Test {
+public:
+    static std::string readFile(const std::string& file) {
+        std::ifstream in(file, std::ios::binary);
+        std::ostringstream text;
+        text << in.rdbuf();
+        return text.str();
+    }
+
 protected:
     void SetUp() override {
         Properties::getInstance().clear();
@@ -121,13 +129,6 @@ protected:
         std::ofstream out(file, std::ios::binary);
         out << text;
         ASSERT_TRUE(out.good()) << "cannot write " << file;
-    }
-
-    static std::string readFile(const std::string& file) {
-        std::ifstream in(file, std::ios::binary);
-        std::ostringstream text;
-        text << in.rdbuf();
-        return text.str();
     }
 
     // Sets both times of file to the given second.

@@ -1,6 +1,7 @@
 #include "debuginfo/DumpParser.h"
 
 #include "DebugInfoTestSupport.h"
+#include "TestPaths.h"
 
 #include <gtest/gtest.h>
 
@@ -34,69 +35,6 @@ const std::vector<std::string> kSample = {
     "    <4d>   DW_AT_data_member_location: 4",
     " <2><4e>: Abbrev Number: 0",
 };
-
-// member_forms.c built by Clang with -gdwarf-5 (declaration coordinates left out): names through the
-// string offsets table, the anonymous types nested in the structure. The GCC builds in DWARF 2, 4 and 5
-// are read by the real tool in SymbolTableDumpTest.
-const char* const kMemberFormsClangDwarf5 = R"( <1><29>: Abbrev Number: 3 (DW_TAG_structure_type)
-    <2a>   DW_AT_name        : (indexed string: 0x14): io
-    <2b>   DW_AT_byte_size   : 28
- <2><2e>: Abbrev Number: 4 (DW_TAG_member)
-    <2f>   DW_AT_name        : (indexed string: 0x4): id
-    <30>   DW_AT_type        : <0xa0>
-    <36>   DW_AT_data_member_location: 0
- <2><37>: Abbrev Number: 5 (DW_TAG_member)
-    <38>   DW_AT_name        : (indexed string: 0x9): a
-    <39>   DW_AT_type        : <0xc2>
-    <3f>   DW_AT_byte_size   : 4
-    <40>   DW_AT_bit_size    : 3
-    <41>   DW_AT_bit_offset  : 29
-    <42>   DW_AT_data_member_location: 4
- <2><43>: Abbrev Number: 5 (DW_TAG_member)
-    <44>   DW_AT_name        : (indexed string: 0xa): b
-    <45>   DW_AT_type        : <0xc2>
-    <4b>   DW_AT_byte_size   : 4
-    <4c>   DW_AT_bit_size    : 7
-    <4d>   DW_AT_bit_offset  : 22
-    <4e>   DW_AT_data_member_location: 4
- <2><4f>: Abbrev Number: 4 (DW_TAG_member)
-    <50>   DW_AT_name        : (indexed string: 0xb): pad
-    <51>   DW_AT_type        : <0xc6>
-    <57>   DW_AT_data_member_location: 6
- <2><58>: Abbrev Number: 6 (DW_TAG_member)
-    <59>   DW_AT_type        : <0x60>
-    <5f>   DW_AT_data_member_location: 8
- <2><60>: Abbrev Number: 7 (DW_TAG_union_type)
-    <61>   DW_AT_byte_size   : 4
- <3><64>: Abbrev Number: 4 (DW_TAG_member)
-    <65>   DW_AT_name        : (indexed string: 0xd): ptr
-    <66>   DW_AT_type        : <0xca>
-    <6c>   DW_AT_data_member_location: 0
- <3><6d>: Abbrev Number: 4 (DW_TAG_member)
-    <6e>   DW_AT_name        : (indexed string: 0xe): raw
-    <6f>   DW_AT_type        : <0xba>
-    <75>   DW_AT_data_member_location: 0
- <3><76>: Abbrev Number: 0
- <2><77>: Abbrev Number: 6 (DW_TAG_member)
-    <78>   DW_AT_type        : <0x7f>
-    <7e>   DW_AT_data_member_location: 12
- <2><7f>: Abbrev Number: 8 (DW_TAG_structure_type)
-    <80>   DW_AT_byte_size   : 12
- <3><83>: Abbrev Number: 4 (DW_TAG_member)
-    <84>   DW_AT_name        : (indexed string: 0xf): x
-    <85>   DW_AT_type        : <0xba>
-    <8b>   DW_AT_data_member_location: 0
- <3><8c>: Abbrev Number: 4 (DW_TAG_member)
-    <8d>   DW_AT_name        : (indexed string: 0x10): c
-    <8e>   DW_AT_type        : <0xcb>
-    <94>   DW_AT_data_member_location: 4
- <3><95>: Abbrev Number: 0
- <2><96>: Abbrev Number: 4 (DW_TAG_member)
-    <97>   DW_AT_name        : (indexed string: 0x13): q
-    <98>   DW_AT_type        : <0xdf>
-    <9e>   DW_AT_data_member_location: 24
- <2><9f>: Abbrev Number: 0
-)";
 
 std::string firstLines(std::size_t count) {
     std::string text;
@@ -205,7 +143,11 @@ const std::vector<DumpCase> kDumpCases = {
      "xLIST_ITEM: 20\npvOwner:12\n\n",
      ""},
     {"ClangDwarf5IndexedNamesAndNestedAnonymousTypes",
-     kMemberFormsClangDwarf5,
+     // The dump tool's text of member_forms.c built by Clang with -gdwarf-5, declaration coordinates left
+     // out: names through the string offsets table, the anonymous types nested in the structure. The GCC
+     // builds are read by the real tool in SymbolTableDumpTest.
+     DebugInfoTest::readFile(testpaths::sourceDir() +
+                             "/tests/fixtures/debuginfo/member_forms_clang_dwarf5.txt"),
      {"io"},
      true,
      kMemberFormsLayout,
