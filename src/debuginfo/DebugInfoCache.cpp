@@ -93,7 +93,7 @@ bool DebugInfoCache::generate() {
     return result;
 }
 
-bool DebugInfoCache::open(std::ifstream& cache) {
+bool DebugInfoCache::openForReading(std::ifstream& cache) {
     const char* const tag = "resolveDataStructures";
     Logger& logger = Logger::getInstance();
     std::string cachePath;

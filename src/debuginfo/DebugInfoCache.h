@@ -15,7 +15,7 @@ public:
     // Runs the dump tool into the cache; false only when an option is missing, not when the tool fails.
     static bool generate();
     // Opens the cache for reading; false, and logged, when it has no name or cannot be opened.
-    static bool open(std::ifstream& cache);
+    static bool openForReading(std::ifstream& cache);
 };
 
 #endif

@@ -56,7 +56,7 @@ bool SymbolTable::resolveDataStructures(const std::vector<std::string>& names) {
     unsigned int start = ProxyUtils::getTimeStamp();
     bool complete = names.empty();
     std::ifstream cache;
-    if (DebugInfoCache::open(cache)) {
+    if (DebugInfoCache::openForReading(cache)) {
         complete = parser.parse(cache);
     }
     Logger::getInstance().log(Logger::LOG_DEBUG, "resolveDataStructures",

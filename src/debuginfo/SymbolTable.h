@@ -15,14 +15,12 @@ public:
     static SymbolTable& getInstance();
     virtual ~SymbolTable() = default;
 
-    // DebugInfoCache::prepare.
+    // The start-up and the tests name the cache's operations here; the work is DebugInfoCache's.
     bool init();
+    bool validDebugInfo();
+    bool generateDebugInfo();
     // True when at least one symbol is known.
     bool isInitiated();
-    // DebugInfoCache::isFresh.
-    bool validDebugInfo();
-    // DebugInfoCache::generate.
-    bool generateDebugInfo();
 
     // A name already present keeps its first symbol.
     void addSymbol(const Symbol& symbol);
