@@ -23,8 +23,11 @@ protected:
 
 } // namespace
 
-TEST_F(SymbolTableTest, IsASingleton) {
-    EXPECT_EQ(&SymbolTable::getInstance(), &SymbolTable::getInstance());
+TEST_F(SymbolTableTest, WhatOneCallerAddsEveryCallerSees) {
+    SymbolTable::getInstance().addSymbol(Symbol("uxCurrentNumberOfTasks", "20000104"));
+    Symbol out;
+    ASSERT_TRUE(SymbolTable::getInstance().lookupSymbol("uxCurrentNumberOfTasks", out));
+    EXPECT_EQ(0x20000104u, out.getAddress32());
 }
 
 TEST_F(SymbolTableTest, InitiatedOnceASymbolIsKnown) {
