@@ -7,6 +7,21 @@
 
 #include <fstream>
 
+namespace {
+
+// Copies the entry of that name into out; out is left alone when there is none.
+template <typename Value>
+bool copyEntry(const std::map<std::string, Value>& entries, const std::string& name, Value& out) {
+    auto entry = entries.find(name);
+    if (entry == entries.end()) {
+        return false;
+    }
+    out = entry->second;
+    return true;
+}
+
+} // namespace
+
 SymbolTable& SymbolTable::getInstance() {
     static SymbolTable instance;
     return instance;
@@ -33,21 +48,11 @@ void SymbolTable::addSymbol(const Symbol& symbol) {
 }
 
 bool SymbolTable::lookupSymbol(const std::string& name, Symbol& out) {
-    auto entry = symbols.find(name);
-    if (entry == symbols.end()) {
-        return false;
-    }
-    out = entry->second;
-    return true;
+    return copyEntry(symbols, name, out);
 }
 
 bool SymbolTable::lookupStruct(const std::string& name, StructInfo& out) {
-    auto entry = structs.find(name);
-    if (entry == structs.end()) {
-        return false;
-    }
-    out = entry->second;
-    return true;
+    return copyEntry(structs, name, out);
 }
 
 bool SymbolTable::resolveDataStructures(const std::vector<std::string>& names) {
