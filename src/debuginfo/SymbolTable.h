@@ -9,20 +9,18 @@
 #include <vector>
 
 // What the proxy knows of the target program: kernel symbol addresses from GDB, and structure layouts
-// from the debug-info cache, a text dump of the ELF file kept beside it.
+// read from the debug-info cache (DebugInfoCache).
 class SymbolTable {
 public:
     static SymbolTable& getInstance();
     virtual ~SymbolTable() = default;
 
-    // Settles the cache options and makes sure the cache is newer than the ELF file.
+    // The start-up and the tests name the cache's operations here; the work is DebugInfoCache's.
     bool init();
+    bool validDebugInfo();
+    bool generateDebugInfo();
     // True when at least one symbol is known.
     bool isInitiated();
-    // True when the cache's modification second is strictly later than the ELF file's.
-    bool validDebugInfo();
-    // Runs the dump tool into the cache; false only when an option is missing, not when the tool fails.
-    bool generateDebugInfo();
 
     // A name already present keeps its first symbol.
     void addSymbol(const Symbol& symbol);

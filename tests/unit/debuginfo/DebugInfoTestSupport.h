@@ -1,6 +1,7 @@
 #ifndef TARNWICK_TESTS_UNIT_DEBUGINFO_DEBUGINFOTESTSUPPORT_H
 #define TARNWICK_TESTS_UNIT_DEBUGINFO_DEBUGINFOTESTSUPPORT_H
 
+#include "ProcessRunner.h"
 #include "TimingFigures.h"
 #include "base/Logger.h"
 #include "base/Properties.h"
@@ -15,12 +16,76 @@
 #include <sstream>
 #include <string>
 #include <sys/stat.h>
-#include <vector>
 #include <sys/time.h>
+#include <vector>
+
+// Builders of the dump tool's text; positions are made up.
+namespace dumptext {
+
+inline const std::string kEndOfChildren = " <2><4e>: Abbrev Number: 0\n";
+
+inline std::string structureHead() {
+    return " <1><2f>: Abbrev Number: 3 (DW_TAG_structure_type)\n";
+}
+
+inline std::string nameAttribute(const std::string& name) {
+    return "    <30>   DW_AT_name        : (indirect string, offset: 0x4ae): " + name + "\n";
+}
+
+inline std::string sizeAttribute(const std::string& text) {
+    return "    <34>   DW_AT_byte_size   : " + text + "\n";
+}
+
+inline std::string memberHead() {
+    return " <2><3a>: Abbrev Number: 4 (DW_TAG_member)\n";
+}
+
+inline std::string locationAttribute(const std::string& text) {
+    return "    <43>   DW_AT_data_member_location: " + text + "\n";
+}
+
+inline std::string structure(const std::string& name, const std::string& size) {
+    return structureHead() + nameAttribute(name) + sizeAttribute(size) + "    <35>   DW_AT_decl_file   : 2\n";
+}
+
+inline std::string member(const std::string& name, const std::string& offset) {
+    return memberHead() + nameAttribute(name) + "    <3f>   DW_AT_type        : <0x25>\n" +
+           locationAttribute(offset);
+}
+
+// Every member of member_forms.c where C names it: bit-fields at the byte of their first bit, the members
+// of the anonymous union and structure in the structure that holds them.
+inline const std::string kMemberFormsLayout =
+    "io: 28\na:4\nb:4\nc:16\nid:0\npad:6\nptr:8\nq:24\nraw:8\nx:12\n\n";
+
+} // namespace dumptext
+
+// GDB's own reading of a program, the reference the layouts and addresses are checked against: what
+// gdb-multiarch prints for the commands.
+inline std::string gdbOutput(const std::string& elf, const std::vector<std::string>& commands) {
+    // env finds the debugger on the PATH, as a shell would.
+    std::vector<std::string> args = {"gdb-multiarch", "-batch", "-nx"};
+    for (const std::string& command : commands) {
+        args.push_back("-ex");
+        args.push_back(command);
+    }
+    args.push_back(elf);
+    ProcessRunner gdb("/usr/bin/env", args);
+    EXPECT_TRUE(gdb.started() && gdb.waitExit(60000)) << "gdb-multiarch on " << elf;
+    return gdb.output();
+}
 
 // Every debug-information test starts from empty singletons, all log severities on, and a private
 // scratch folder that is removed afterwards.
 class DebugInfoTest : public ::testing::Test {
+public:
+    static std::string readFile(const std::string& file) {
+        std::ifstream in(file, std::ios::binary);
+        std::ostringstream text;
+        text << in.rdbuf();
+        return text.str();
+    }
+
 protected:
     void SetUp() override {
         Properties::getInstance().clear();
@@ -64,13 +129,6 @@ protected:
         std::ofstream out(file, std::ios::binary);
         out << text;
         ASSERT_TRUE(out.good()) << "cannot write " << file;
-    }
-
-    static std::string readFile(const std::string& file) {
-        std::ifstream in(file, std::ios::binary);
-        std::ostringstream text;
-        text << in.rdbuf();
-        return text.str();
     }
 
     // Sets both times of file to the given second.
