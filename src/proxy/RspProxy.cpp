@@ -252,15 +252,19 @@ bool RspProxy::doProxyWork(RspClient* client, RspClient* server) {
 
 RspProxy::Outcome RspProxy::relay(RspClient& from, RspClient& to, const AckMode& ackMode) {
     while (running) {
-        if (from.takePacket() > 0) {
-            if (!handlePacket(from, to)) {
-                return Outcome::FAILED;
+        // Asked before any search for the frame's end: a reply that passes is never summed nor copied whole.
+        if (!passesUnseen(from, ackMode)) {
+            if (from.takePacket() > 0) {
+                if (!handlePacket(from, to)) {
+                    return Outcome::FAILED;
+                }
+                continue;
             }
-            continue;
-        }
-        if (!from.holdsFrameStart() || !passesUnseen(from, ackMode)) {
-            // Nothing, stray bytes, or a frame that someone must see whole: the next read completes it.
-            return Outcome::GOING;
+            // Nothing, or a frame that someone must see whole: the next read completes it. Stray bytes in
+            // front of a frame are gone now, and the frame is asked about again.
+            if (!passesUnseen(from, ackMode)) {
+                return Outcome::GOING;
+            }
         }
         const RspClient::Passage passage = from.passFrame(to);
         if (passage == RspClient::Passage::LOST) {
@@ -279,7 +283,7 @@ RspProxy::Outcome RspProxy::relay(RspClient& from, RspClient& to, const AckMode&
 bool RspProxy::passesUnseen(RspClient& from, const AckMode& ackMode) {
     // GDB's own frames are small, and a server frame that no request asked for is checked whole, its size
     // among it: only the reply to a request of GDB's, which may be long, is worth passing as it comes.
-    if (from.getRole() != ROLE_GDB_SERVER || !from.awaitsForwardedReply()) {
+    if (from.getRole() != ROLE_GDB_SERVER || !from.awaitsForwardedReply() || !from.holdsFrameStart()) {
         return false;
     }
     RspBuffer& received = from.getReceiveBuffer();

@@ -116,7 +116,7 @@ int RspClient::getPacket(unsigned int timeoutMilliseconds) {
 }
 
 RspClient::Passage RspClient::passFrame(RspClient& to) {
-    const bool request = role == ROLE_GDB_CLIENT && receiveBuffer.getBuffer()[0] == '$';
+    const bool command = receiveBuffer.getBuffer()[0] == '$';
     FramePassage passage;
     for (;;) {
         const int part = passage.take(receiveBuffer.getBuffer(), receiveBuffer.getLength());
@@ -133,10 +133,10 @@ RspClient::Passage RspClient::passFrame(RspClient& to) {
     }
     // As for a whole frame forwarded: the other peer acknowledges it, and its '+' passes through.
     ackOwed = false;
-    if (role == ROLE_GDB_SERVER) {
+    if (command && role == ROLE_GDB_SERVER) {
         forwardedRequestOpen = false;
     }
-    if (request) {
+    if (command && role == ROLE_GDB_CLIENT) {
         to.forwardedRequestOpen = true;
     }
     return Passage::PASSED;

@@ -47,7 +47,7 @@ public:
     // One read of whatever the socket holds, as much as the receive buffer takes: the result of
     // ClientSocket::read.
     int receive();
-    // Whether the received bytes start with a frame, so far incomplete once takePacket has found nothing.
+    // Whether the received bytes start with a frame's start byte ('$' or '%'), whole or not.
     bool holdsFrameStart();
     enum class Passage { PASSED, LOST, WRITE_FAILED };
     // Whether a request of GDB's went to this (server) endpoint and its reply is still to come.

@@ -559,6 +559,17 @@ TEST_F(RspProxyIntegration, AReplyNobodyScreensGoesOnAsItsBytesArrive) {
     EXPECT_EQ((std::vector<std::string>{"GDB Client $m0,5#2e", "GDB Server $OK#9a"}), proxy.seen);
 }
 
+TEST_F(RspProxyIntegration, AWholeReplyNobodyScreensPassesTheHookBy) {
+    proxy.screen = std::make_unique<FrameScreen>(std::vector<const char*>{"$T"});
+    startLoop();
+    forwardRequest(gdb(), server(), "$m0,4#fd");
+    ASSERT_TRUE(server().sendRaw("$78563412#08"));
+    EXPECT_EQ("$78563412#08", gdb().nextRaw());
+    gdb().close();
+    EXPECT_TRUE(finishLoop().first);
+    EXPECT_EQ((std::vector<std::string>{"GDB Client $m0,4#fd"}), proxy.seen);
+}
+
 TEST_F(RspProxyIntegration, AScreenedReplyWaitsUntilWhole) {
     proxy.screen = std::make_unique<FrameScreen>(std::vector<const char*>{"$T"});
     startLoop();
