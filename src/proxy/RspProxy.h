@@ -36,9 +36,9 @@ public:
     // Called with a frame in from's receive buffer. True and handled false: forward it. True and handled
     // true: the hook has answered and consumed it. False: a failure that ends the loop.
     virtual bool interceptPacket(RspClient& from, RspClient& to, bool& handled) = 0;
-    // Asked for a frame still arriving at from, head its first length bytes: PASS lets it go on as its bytes
-    // come, never seen by interceptPacket; WHOLE or UNDECIDED waits for the whole frame (or for more bytes
-    // to tell). The default sees every frame whole.
+    // Asked for a reply of the server's to a forwarded request, whole or still arriving at from, head its
+    // first length bytes: PASS lets it go on as its bytes come, never seen by interceptPacket; WHOLE or
+    // UNDECIDED takes it whole (or waits for more bytes to tell). The default sees every frame whole.
     virtual FrameScreen::Verdict screenFrame(RspClient& from, const unsigned char* head, int length);
 
     unsigned short getListenPort() const { return listenPort; }
