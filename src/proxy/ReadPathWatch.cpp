@@ -17,6 +17,7 @@ const std::array<const char*, 16> kStopEnders = {"$c",      "$C", "$s",    "$S",
 // Replies of the server that report a stop or the end of the target.
 const std::array<const char*, 4> kStopReplies = {"$S", "$T", "$W", "$X"};
 const char* const kMonitor = "$qRcmd,";
+const char* const kFeaturesRequest = "$qSupported";
 const std::string kPacketSize = "PacketSize=";
 // The monitor commands tarnwick runs itself; all others go to the server and may do anything.
 const std::string kOwnMonitorWord = "rtos";
@@ -55,7 +56,7 @@ bool ReadPathWatch::endsStop(RspClient& gdb) {
 void ReadPathWatch::observe(RspClient& from, RspClient& server) {
     server.setMemoryCache(cacheEnabled ? &cache : nullptr);
     if (from.getRole() == ROLE_GDB_CLIENT) {
-        if (from.peekCommand("$qSupported")) {
+        if (from.peekCommand(kFeaturesRequest)) {
             featuresAwaited = true;
         }
         if (endsStop(from)) {
@@ -71,6 +72,20 @@ void ReadPathWatch::observe(RspClient& from, RspClient& server) {
     if (peeksAny(from, kStopReplies)) {
         cache.clear();
     }
+}
+
+FrameScreen::Verdict ReadPathWatch::screen(RspClientRole from, const unsigned char* head, int length) const {
+    static const FrameScreen requests = [] {
+        std::vector<const char*> watched(kStopEnders.begin(), kStopEnders.end());
+        watched.push_back(kMonitor);
+        watched.push_back(kFeaturesRequest);
+        return FrameScreen(watched);
+    }();
+    static const FrameScreen replies(std::vector<const char*>(kStopReplies.begin(), kStopReplies.end()));
+    if (from == ROLE_GDB_CLIENT) {
+        return requests.judge(head, length);
+    }
+    return featuresAwaited ? FrameScreen::Verdict::WHOLE : replies.judge(head, length);
 }
 
 void ReadPathWatch::reset() {

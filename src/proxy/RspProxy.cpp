@@ -215,36 +215,89 @@ bool RspProxy::doProxyWork(RspClient* client, RspClient* server) {
     while (running) {
         // A wait for a '+' can have read the next packet of a peer along with it.
         RspClient* from = client->holdsPacket() ? client : server->holdsPacket() ? server : nullptr;
-        ClientSocket* ready = nullptr;
-        if (from == nullptr &&
-            ClientSocket::waitData(sockets, ready, ClientSocket::kWaitForever) != ClientSocket::WAIT_READY) {
-            // Also the way out when a signal interrupts the wait.
-            running = false;
-            result = false;
-            break;
-        }
         if (from == nullptr) {
-            from = ready == sockets[0] ? client : server;
-        }
-        RspClient* to = from == client ? server : client;
-        int received = 0;
-        do {
-            received = from->getPacket(0);
-            if (received > 0 && !handlePacket(*from, *to)) {
-                logger.log(Logger::LOG_ERROR, "doProxyWork", "Failed handle packet from: %s to: %s\n",
-                           from->getName().c_str(), to->getName().c_str());
+            ClientSocket* ready = nullptr;
+            if (ClientSocket::waitData(sockets, ready, ClientSocket::kWaitForever) !=
+                ClientSocket::WAIT_READY) {
+                // Also the way out when a signal interrupts the wait.
                 running = false;
                 result = false;
-            } else if (received < 0) {
+                break;
+            }
+            from = ready == sockets[0] ? client : server;
+            if (from->receive() < 1) {
                 logger.log(Logger::LOG_INFO, "doProxyWork", "Lost connection to %s\n",
                            from->getName().c_str());
                 running = false;
+                break;
             }
-        } while (running && received > 0);
+        }
+        RspClient* to = from == client ? server : client;
+        const Outcome outcome = relay(*from, *to, ackMode);
+        if (outcome == Outcome::FAILED) {
+            logger.log(Logger::LOG_ERROR, "doProxyWork", "Failed handle packet from: %s to: %s\n",
+                       from->getName().c_str(), to->getName().c_str());
+            result = false;
+        } else if (outcome == Outcome::LOST) {
+            logger.log(Logger::LOG_INFO, "doProxyWork", "Lost connection to %s\n", from->getName().c_str());
+        }
+        if (outcome != Outcome::GOING) {
+            running = false;
+        }
     }
     client->setAckMode(nullptr);
     server->setAckMode(nullptr);
     return result;
+}
+
+RspProxy::Outcome RspProxy::relay(RspClient& from, RspClient& to, const AckMode& ackMode) {
+    while (running) {
+        // Asked before any search for the frame's end: a reply that passes is never summed nor copied whole.
+        if (!passesUnseen(from, ackMode)) {
+            if (from.takePacket() > 0) {
+                if (!handlePacket(from, to)) {
+                    return Outcome::FAILED;
+                }
+                continue;
+            }
+            // Nothing, or a frame that someone must see whole: the next read completes it. Stray bytes in
+            // front of a frame are gone now, and the frame is asked about again.
+            if (!passesUnseen(from, ackMode)) {
+                return Outcome::GOING;
+            }
+        }
+        const RspClient::Passage passage = from.passFrame(to);
+        if (passage == RspClient::Passage::LOST) {
+            return Outcome::LOST;
+        }
+        if (passage == RspClient::Passage::WRITE_FAILED) {
+            Logger::getInstance().log(Logger::LOG_ERROR, "handlePacket",
+                                      "Failed forwarding data from: %s to: %s\n", from.getName().c_str(),
+                                      to.getName().c_str());
+            return Outcome::FAILED;
+        }
+    }
+    return Outcome::GOING;
+}
+
+bool RspProxy::passesUnseen(RspClient& from, const AckMode& ackMode) {
+    // GDB's own frames are small, and a server frame that no request asked for is checked whole, its size
+    // among it: only the reply to a request of GDB's, which may be long, is worth passing as it comes.
+    if (from.getRole() != ROLE_GDB_SERVER || !from.awaitsForwardedReply() || !from.holdsFrameStart()) {
+        return false;
+    }
+    RspBuffer& received = from.getReceiveBuffer();
+    const unsigned char* head = received.getBuffer();
+    const int length = received.getLength();
+    FrameScreen::Verdict verdict = ackMode.screen(from.getRole(), head, length);
+    if (!bypass) {
+        verdict = FrameScreen::either(verdict, screenFrame(from, head, length));
+    }
+    return verdict == FrameScreen::Verdict::PASS;
+}
+
+FrameScreen::Verdict RspProxy::screenFrame(RspClient&, const unsigned char*, int) {
+    return FrameScreen::Verdict::WHOLE;
 }
 
 bool RspProxy::handlePacket(RspClient& from, RspClient& to) {

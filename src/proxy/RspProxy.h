@@ -1,10 +1,13 @@
 #ifndef TARNWICK_PROXY_RSPPROXY_H
 #define TARNWICK_PROXY_RSPPROXY_H
 
+#include "rsp/FrameScreen.h"
+
 #include <atomic>
 #include <memory>
 #include <string>
 
+class AckMode;
 class ClientSocket;
 class RspClient;
 class ServerSocket;
@@ -24,13 +27,19 @@ public:
     // Clears the running flag and stops a wait for the next GDB, and nothing else, so that a signal handler
     // may call it.
     void stop();
-    // The loop: false on a failure, true on a lost connection or a stop.
+    // The loop: false on a failure, true on a lost connection or a stop. Every whole packet goes through
+    // handlePacket; the server's reply to a forwarded request of GDB's, if neither the hook (screenFrame)
+    // nor the acknowledgement mode needs to see it, goes on as its bytes arrive.
     bool doProxyWork(RspClient* client, RspClient* server);
     // Disposes of the packet that from has just received; false ends the loop.
     bool handlePacket(RspClient& from, RspClient& to);
     // Called with a frame in from's receive buffer. True and handled false: forward it. True and handled
     // true: the hook has answered and consumed it. False: a failure that ends the loop.
     virtual bool interceptPacket(RspClient& from, RspClient& to, bool& handled) = 0;
+    // Asked for a reply of the server's to a forwarded request, whole or still arriving at from, head its
+    // first length bytes: PASS lets it go on as its bytes come, never seen by interceptPacket; WHOLE or
+    // UNDECIDED takes it whole (or waits for more bytes to tell). The default sees every frame whole.
+    virtual FrameScreen::Verdict screenFrame(RspClient& from, const unsigned char* head, int length);
 
     unsigned short getListenPort() const { return listenPort; }
     std::string getListenAddress() const { return listenAddress; }
@@ -48,6 +57,13 @@ protected:
     virtual void forgetSession() {}
 
 private:
+    enum class Outcome { GOING, LOST, FAILED };
+
+    // Disposes of the packets in from's received bytes, and passes on the frame they start if nobody needs
+    // it whole; GOING when more bytes are needed.
+    Outcome relay(RspClient& from, RspClient& to, const AckMode& ackMode);
+    // Whether the frame starting from's received bytes may go on unseen by anyone.
+    bool passesUnseen(RspClient& from, const AckMode& ackMode);
     bool readServerConnection();
     // Logs the attempt and its outcome on one line.
     bool reachServer(ClientSocket& socket) const;

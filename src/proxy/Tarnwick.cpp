@@ -150,6 +150,25 @@ bool Tarnwick::interceptPacket(RspClient& from, RspClient& to, bool& handled) {
     return true;
 }
 
+FrameScreen::Verdict Tarnwick::screenFrame(RspClient& from, const unsigned char* head, int length) {
+    static const FrameScreen requests = [] {
+        std::vector<const char*> inspected(kServerRequestPrefixes.begin(), kServerRequestPrefixes.end());
+        for (const ClientPrefix& row : getClientPrefixes()) {
+            inspected.push_back(row.prefix);
+        }
+        return FrameScreen(inspected);
+    }();
+    static const FrameScreen replies(
+        std::vector<const char*>(kServerPrefixes.begin(), kServerPrefixes.end()));
+    const bool fromServer = from.getRole() == ROLE_GDB_SERVER;
+    if (driver == nullptr ||
+        (fromServer && (serverThreadIds.awaitsAnswer() || serverThreadIds.awaitsFeatures()))) {
+        return FrameScreen::Verdict::WHOLE;
+    }
+    return FrameScreen::either(readPath.screen(from.getRole(), head, length),
+                               (fromServer ? replies : requests).judge(head, length));
+}
+
 bool Tarnwick::dispatchServerPacket(RspClient& from, RspClient& to, bool& handled) {
     if (serverThreadIds.awaitsAnswer() && from.peekCommand("$")) {
         if (!logFailure(serverRequests.intercept_refusal(from, to, handled), "failure refused request\n")) {

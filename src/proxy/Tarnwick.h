@@ -54,6 +54,8 @@ public:
     bool loadDriver(IRtosDriver* newDriver);
 
     bool interceptPacket(RspClient& from, RspClient& to, bool& handled) override;
+    // Whole: every frame that a table, the thread ids or the read path inspects; the rest goes on as it comes.
+    FrameScreen::Verdict screenFrame(RspClient& from, const unsigned char* head, int length) override;
     // The client packets inspected, tested in this order; the first match decides.
     static const std::array<ClientPrefix, kClientPrefixCount>& getClientPrefixes();
 

@@ -4,8 +4,9 @@
 
 namespace {
 
-const char kFeaturesRequest[] = "qSupported";
-const char kNoAckRequest[] = "QStartNoAckMode";
+// The frames' first bytes, start byte included; payloadIs compares what follows it.
+const char kFeaturesRequest[] = "$qSupported";
+const char kNoAckRequest[] = "$QStartNoAckMode";
 const char kOk[] = "OK";
 // Start byte, '#' and the two checksum digits.
 const int kFrameOverhead = 4;
@@ -22,14 +23,22 @@ bool payloadIs(const unsigned char* packet, int length, const char* text, bool w
 
 } // namespace
 
+FrameScreen::Verdict AckMode::screen(RspClientRole from, const unsigned char* head, int length) const {
+    static const FrameScreen requests({kFeaturesRequest, kNoAckRequest});
+    if (from == ROLE_GDB_CLIENT) {
+        return requests.judge(head, length);
+    }
+    return awaiting == Awaiting::NOTHING ? FrameScreen::Verdict::PASS : FrameScreen::Verdict::WHOLE;
+}
+
 void AckMode::observe(RspClientRole from, const unsigned char* packet, int length) {
     if (length < kFrameOverhead || packet[0] != '$') {
         return;
     }
     if (from == ROLE_GDB_CLIENT) {
-        if (payloadIs(packet, length, kFeaturesRequest, false)) {
+        if (payloadIs(packet, length, kFeaturesRequest + 1, false)) {
             awaiting = Awaiting::FEATURES;
-        } else if (payloadIs(packet, length, kNoAckRequest, true)) {
+        } else if (payloadIs(packet, length, kNoAckRequest + 1, true)) {
             awaiting = Awaiting::NO_ACK_ANSWER;
         }
         return;

@@ -1,6 +1,7 @@
 #ifndef TARNWICK_RSP_ACKMODE_H
 #define TARNWICK_RSP_ACKMODE_H
 
+#include "rsp/FrameScreen.h"
 #include "rsp/RspClient.h"
 
 // Whether the session between GDB and the server still acknowledges its frames, learned from the traffic:
@@ -15,6 +16,9 @@ public:
     // A whole packet (frame or one-byte packet) that arrived at an endpoint of the given role.
     void observe(RspClientRole from, const unsigned char* packet, int length);
     bool isOn() const { return on; }
+    // Whether a frame arriving at an endpoint of the given role, starting with head, must be observed
+    // whole; a frame that passes unobserved changes nothing here.
+    FrameScreen::Verdict screen(RspClientRole from, const unsigned char* head, int length) const;
 
 private:
     enum class Awaiting { NOTHING, FEATURES, NO_ACK_ANSWER };

@@ -2,12 +2,15 @@
 
 #include "base/Logger.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <string>
 #include <sys/select.h>
 #include <sys/socket.h>
@@ -204,28 +207,29 @@ int ClientSocket::waitData(unsigned int timeoutMicroseconds) {
 
 int ClientSocket::waitData(std::vector<ClientSocket*>& sockets, ClientSocket*& ready,
                            unsigned int timeoutMilliseconds) {
-    fd_set readable;
-    FD_ZERO(&readable);
-    for (ClientSocket* candidate : sockets) {
-        if (!fitsSelect(candidate->socket)) {
-            return WAIT_ERROR;
-        }
-        FD_SET(candidate->socket, &readable);
+    // poll, not select: the kernel looks at these descriptors alone, not at a whole set of FD_SETSIZE.
+    std::vector<pollfd> watched(sockets.size());
+    for (std::size_t i = 0; i < sockets.size(); ++i) {
+        watched[i].fd = sockets[i]->socket;
+        watched[i].events = POLLIN;
     }
-    timeval timeout{};
-    timeout.tv_sec = static_cast<time_t>(timeoutMilliseconds / 1000);
-    timeout.tv_usec = static_cast<suseconds_t>(timeoutMilliseconds % 1000 * 1000);
-    int selected = select(FD_SETSIZE, &readable, nullptr, nullptr,
-                          timeoutMilliseconds == kWaitForever ? nullptr : &timeout);
+    const int timeout = timeoutMilliseconds == kWaitForever
+                            ? -1
+                            : static_cast<int>(std::min<unsigned int>(timeoutMilliseconds, INT_MAX));
+    int selected = poll(watched.data(), static_cast<nfds_t>(watched.size()), timeout);
     if (selected < 0) {
         return WAIT_ERROR;
     }
     if (selected == 0) {
         return WAIT_TIMEOUT;
     }
-    for (ClientSocket* candidate : sockets) {
-        if (FD_ISSET(candidate->socket, &readable)) {
-            ready = candidate;
+    for (std::size_t i = 0; i < watched.size(); ++i) {
+        if ((watched[i].revents & POLLNVAL) != 0) {
+            return WAIT_ERROR;
+        }
+        // A closed or failed connection is readable too: the read that follows tells which.
+        if ((watched[i].revents & (POLLIN | POLLHUP | POLLERR)) != 0) {
+            ready = sockets[i];
             return WAIT_READY;
         }
     }

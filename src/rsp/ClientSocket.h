@@ -35,7 +35,8 @@ public:
     int write(unsigned char* data, int length);
     // select for reading on this descriptor: above 0 readable, 0 timed out, below 0 error.
     int waitData(unsigned int timeoutMicroseconds);
-    // 0 with ready set to the first readable socket in vector order, 1 error, 2 timed out.
+    // 0 with ready set to the first readable (or closed) socket in vector order, 1 error (a signal among
+    // them), 2 timed out.
     static int waitData(std::vector<ClientSocket*>& sockets, ClientSocket*& ready,
                         unsigned int timeoutMilliseconds);
 

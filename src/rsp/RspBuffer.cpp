@@ -51,7 +51,8 @@ unsigned char sumBytes(const unsigned char* data, int size) {
 } // namespace
 
 RspBuffer::RspBuffer()
-    : buffer{}, length(0), capacity(kCapacity), packetLength(0), checksum(0), scanEnd(1), scanSum(0) {}
+    : buffer{}, length(0), capacity(kCapacity), packetLength(0), checksum(0), scanEnd(1), scanSum(0),
+      skipped(0) {}
 
 void RspBuffer::clear() {
     length = 0;
@@ -163,11 +164,11 @@ int RspBuffer::parseForPacket() {
     if (start > 0) {
         std::memmove(buffer, buffer + start, static_cast<std::size_t>(length - start));
         length -= start;
+        buffer[length] = 0;
+        skipped += start;
         forgetScan();
     }
-    // Looks at the same index again, now in the moved data: a frame behind rubbish is found by the
-    // next pass, which starts with it.
-    if (buffer[start] != kCommandStart && buffer[start] != kNotificationStart) {
+    if (length == 0) {
         return 0;
     }
     const void* mark =
@@ -196,6 +197,20 @@ void RspBuffer::consumePacket() {
         buffer[0] = 0;
     }
     packetLength = 0;
+}
+
+void RspBuffer::dropFront(int count) {
+    if (count <= 0) {
+        return;
+    }
+    packetLength = count < length ? count : length;
+    consumePacket();
+}
+
+int RspBuffer::takeSkipped() {
+    const int count = skipped;
+    skipped = 0;
+    return count;
 }
 
 void RspBuffer::resetPacket() {

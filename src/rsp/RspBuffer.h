@@ -43,6 +43,10 @@ public:
     int parseForPacket();
     // Removes the packet found, keeping the bytes behind it.
     void consumePacket();
+    // Removes the first count bytes, kept or not part of a packet found, keeping the bytes behind them.
+    void dropFront(int count);
+    // How many bytes in front of a frame's start have been skipped since the last call.
+    int takeSkipped();
 
     // Receive side: forgets a found packet before the next search.
     void resetPacket();
@@ -66,6 +70,7 @@ private:
     // sum of the bytes from index 1 up to there: a frame larger than one read is not summed again per read.
     int scanEnd;
     unsigned char scanSum;
+    int skipped;
 };
 
 #endif

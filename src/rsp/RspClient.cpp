@@ -4,6 +4,7 @@
 #include "base/Logger.h"
 #include "rsp/AckMode.h"
 #include "rsp/ClientSocket.h"
+#include "rsp/FramePassage.h"
 #include "rsp/RspUtil.h"
 #include "rsp/StopMemoryCache.h"
 
@@ -57,19 +58,46 @@ bool RspClient::holdsPacket() {
     return receiveBuffer.parseForPacket() > 0;
 }
 
-int RspClient::getPacket(unsigned int timeoutMilliseconds) {
+int RspClient::takePacket() {
     receiveBuffer.resetPacket();
+    int found = receiveBuffer.parseForPacket();
+    const int skipped = receiveBuffer.takeSkipped();
+    if (skipped > 0) {
+        Logger::getInstance().log(Logger::LOG_DEBUG, "getPacket", "Skipped %d stray bytes from %s\n", skipped,
+                                  name.c_str());
+    }
+    if (found > 0) {
+        const unsigned char* packet = receiveBuffer.getBuffer();
+        if (ackMode != nullptr) {
+            ackMode->observe(role, packet, found);
+        }
+        if (packet[0] == '$') {
+            forwardedRequestOpen = false;
+            ackOwed = acknowledging();
+        }
+    }
+    return found;
+}
+
+bool RspClient::holdsFrameStart() {
+    const unsigned char first = receiveBuffer.getBuffer()[0];
+    return receiveBuffer.getLength() > 0 && (first == '$' || first == '%');
+}
+
+int RspClient::receive() {
+    // A full buffer asks for 0 bytes and gets 0: to the caller that is a lost connection.
+    int received = clientSocket->read(reinterpret_cast<char*>(receiveBuffer.getFreeSpace()),
+                                      receiveBuffer.getFreeSize());
+    if (received > 0) {
+        receiveBuffer.addReceived(received);
+    }
+    return received;
+}
+
+int RspClient::getPacket(unsigned int timeoutMilliseconds) {
     for (;;) {
-        int found = receiveBuffer.parseForPacket();
+        int found = takePacket();
         if (found > 0) {
-            const unsigned char* packet = receiveBuffer.getBuffer();
-            if (ackMode != nullptr) {
-                ackMode->observe(role, packet, found);
-            }
-            if (packet[0] == '$') {
-                forwardedRequestOpen = false;
-                ackOwed = acknowledging();
-            }
             return found;
         }
         int waited = clientSocket->waitData(toMicroseconds(timeoutMilliseconds));
@@ -81,14 +109,37 @@ int RspClient::getPacket(unsigned int timeoutMilliseconds) {
                                       "Error while waiting for client to send data, exiting...\n");
             return -1;
         }
-        // A full buffer asks for 0 bytes and gets 0: to the caller that is a lost connection.
-        int received = clientSocket->read(reinterpret_cast<char*>(receiveBuffer.getFreeSpace()),
-                                          receiveBuffer.getFreeSize());
-        if (received < 1) {
+        if (receive() < 1) {
             return -1;
         }
-        receiveBuffer.addReceived(received);
     }
+}
+
+RspClient::Passage RspClient::passFrame(RspClient& to) {
+    const bool command = receiveBuffer.getBuffer()[0] == '$';
+    FramePassage passage;
+    for (;;) {
+        const int part = passage.take(receiveBuffer.getBuffer(), receiveBuffer.getLength());
+        if (part > 0 && to.sendPacket(receiveBuffer.getBuffer(), static_cast<unsigned int>(part)) != part) {
+            return Passage::WRITE_FAILED;
+        }
+        receiveBuffer.dropFront(part);
+        if (!passage.isOpen()) {
+            break;
+        }
+        if (receive() < 1) {
+            return Passage::LOST;
+        }
+    }
+    // As for a whole frame forwarded: the other peer acknowledges it, and its '+' passes through.
+    ackOwed = false;
+    if (command && role == ROLE_GDB_SERVER) {
+        forwardedRequestOpen = false;
+    }
+    if (command && role == ROLE_GDB_CLIENT) {
+        to.forwardedRequestOpen = true;
+    }
+    return Passage::PASSED;
 }
 
 int RspClient::forwardPacket(RspClient& to) {

@@ -41,6 +41,20 @@ public:
     // Reads until a whole packet stands in the receive buffer: its length, 0 on time-out, -1 if the
     // connection is lost (or the buffer is full without a frame in it).
     int getPacket(unsigned int timeoutMilliseconds);
+    // getPacket without reading: the length of the whole packet at the start of the received bytes (stray
+    // bytes in front of a frame skipped and counted in the debug log), or 0.
+    int takePacket();
+    // One read of whatever the socket holds, as much as the receive buffer takes: the result of
+    // ClientSocket::read.
+    int receive();
+    // Whether the received bytes start with a frame's start byte ('$' or '%'), whole or not.
+    bool holdsFrameStart();
+    enum class Passage { PASSED, LOST, WRITE_FAILED };
+    // Whether a request of GDB's went to this (server) endpoint and its reply is still to come.
+    bool awaitsForwardedReply() const { return forwardedRequestOpen; }
+    // Writes the frame that starts the received bytes through to's socket as its bytes come, reading until
+    // its end has passed; the bytes behind it stay. For a frame nobody needs to see whole.
+    Passage passFrame(RspClient& to);
     // Writes the received packet raw through to's socket and consumes it: bytes written, -1 if short.
     int forwardPacket(RspClient& to);
     // One raw write; the result of ClientSocket::write.

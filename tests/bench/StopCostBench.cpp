@@ -164,7 +164,7 @@ struct Session {
                 start = comma + 1;
             }
         }
-        // A thread whose frame cannot be shown answers with an error, with either option: it is counted.
+        // Every thread of the images has a readable frame: an error reply is counted, and fails the run.
         for (const std::string& id : ids) {
             if (!link.exchange("Hg" + id, reply) || reply != "OK" || !link.exchange("g", reply) ||
                 reply.empty()) {
@@ -309,6 +309,8 @@ bool timedRun(const BenchOptions& options, BenchReport& report) {
     report.add("reads_per_stop", readsPerStop);
     report.add("register_errors_per_stop",
                static_cast<double>(session.registerErrors) / static_cast<double>(stops));
+    report.check(session.registerErrors == 0,
+                 "registers: " + std::to_string(session.registerErrors) + " error replies to g");
     if (exactWalks(options)) {
         report.add("reads_expected", static_cast<double>(reads));
         report.check(simulatorReads == static_cast<unsigned long>(reads * stops),

@@ -6,6 +6,8 @@
 #include "base/Logger.h"
 #include "base/Properties.h"
 #include "rsp/ClientSocket.h"
+#include "rsp/FrameScreen.h"
+#include "rsp/RspBuffer.h"
 #include "rsp/RspClient.h"
 
 #include <gtest/gtest.h>
@@ -15,6 +17,7 @@
 #include <csignal>
 #include <functional>
 #include <future>
+#include <memory>
 #include <pthread.h>
 #include <sys/socket.h>
 #include <thread>
@@ -38,8 +41,14 @@ public:
         return true;
     }
 
+    // With a screen set, frames that it passes go on as they arrive; without, every frame is seen whole.
+    FrameScreen::Verdict screenFrame(RspClient& from, const unsigned char* head, int length) override {
+        return screen ? screen->judge(head, length) : RspProxy::screenFrame(from, head, length);
+    }
+
     Hook hook;
     std::vector<std::string> seen;
+    std::unique_ptr<FrameScreen> screen;
 };
 
 void setOptions(std::vector<std::string> args) {
@@ -519,3 +528,149 @@ TEST(RspProxyPersistIntegration, WithoutTheOptionOneSessionEndsTheRun) {
 }
 
 } // namespace
+
+namespace {
+
+// Asks the server through the loop and waits until the request has passed.
+void forwardRequest(FakeRspPeer& gdb, FakeRspPeer& server, const std::string& frame) {
+    ASSERT_TRUE(gdb.sendRaw(frame));
+    EXPECT_EQ(frame, server.nextRaw());
+}
+
+} // namespace
+
+TEST_F(RspProxyIntegration, AReplyNobodyScreensGoesOnAsItsBytesArrive) {
+    proxy.screen = std::make_unique<FrameScreen>(std::vector<const char*>{"$T"});
+    startLoop();
+    forwardRequest(gdb(), server(), "$m0,5#2e");
+    ASSERT_TRUE(server().sendRaw("$12345678"));
+    ASSERT_TRUE(gdb().waitReceivedBytes(9));
+    EXPECT_EQ("$12345678", gdb().receivedBytes());
+    ASSERT_TRUE(server().sendRaw("9a#"));
+    ASSERT_TRUE(gdb().waitReceivedBytes(12));
+    ASSERT_TRUE(server().sendRaw("00$OK#9a"));
+    ASSERT_TRUE(gdb().waitReceivedBytes(20));
+    EXPECT_EQ("$123456789a#00$OK#9a", gdb().receivedBytes());
+    gdb().close();
+    auto [result, log] = finishLoop();
+    EXPECT_TRUE(result);
+    EXPECT_EQ("Lost connection to GDB Client\n", log);
+    // The frame behind the reply answers no request: it is seen whole.
+    EXPECT_EQ((std::vector<std::string>{"GDB Client $m0,5#2e", "GDB Server $OK#9a"}), proxy.seen);
+}
+
+TEST_F(RspProxyIntegration, AWholeReplyNobodyScreensPassesTheHookBy) {
+    proxy.screen = std::make_unique<FrameScreen>(std::vector<const char*>{"$T"});
+    startLoop();
+    forwardRequest(gdb(), server(), "$m0,4#fd");
+    ASSERT_TRUE(server().sendRaw("$78563412#08"));
+    EXPECT_EQ("$78563412#08", gdb().nextRaw());
+    gdb().close();
+    EXPECT_TRUE(finishLoop().first);
+    EXPECT_EQ((std::vector<std::string>{"GDB Client $m0,4#fd"}), proxy.seen);
+}
+
+TEST_F(RspProxyIntegration, AScreenedReplyWaitsUntilWhole) {
+    proxy.screen = std::make_unique<FrameScreen>(std::vector<const char*>{"$T"});
+    startLoop();
+    forwardRequest(gdb(), server(), "$c#63");
+    ASSERT_TRUE(server().sendRaw("$T05thr"));
+    EXPECT_TRUE(gdb().quietFor(50));
+    ASSERT_TRUE(server().sendRaw("ead:1;#00"));
+    EXPECT_EQ("$T05thread:1;#00", gdb().nextRaw());
+    gdb().close();
+    EXPECT_TRUE(finishLoop().first);
+    EXPECT_EQ((std::vector<std::string>{"GDB Client $c#63", "GDB Server $T05thread:1;#00"}), proxy.seen);
+}
+
+TEST_F(RspProxyIntegration, AReplyTooShortToJudgeWaitsForTheBytesThatTell) {
+    proxy.screen = std::make_unique<FrameScreen>(std::vector<const char*>{"$T05"});
+    startLoop();
+    forwardRequest(gdb(), server(), "$m0,2#fb");
+    ASSERT_TRUE(server().sendRaw("$T"));
+    EXPECT_TRUE(gdb().quietFor(50));
+    ASSERT_TRUE(server().sendRaw("1"));
+    ASSERT_TRUE(gdb().waitReceivedBytes(3));
+    ASSERT_TRUE(server().sendRaw("f1#00"));
+    EXPECT_EQ("$T1f1#00", gdb().nextRaw());
+    gdb().close();
+    EXPECT_TRUE(finishLoop().first);
+    EXPECT_EQ((std::vector<std::string>{"GDB Client $m0,2#fb"}), proxy.seen);
+}
+
+// GDB's frames, and a server frame that answers no request, are seen whole whatever the hook says.
+TEST_F(RspProxyIntegration, FramesThatAnswerNoRequestWaitUntilWhole) {
+    proxy.screen = std::make_unique<FrameScreen>();
+    startLoop();
+    ASSERT_TRUE(server().sendRaw("$O4142"));
+    ASSERT_TRUE(gdb().sendRaw("$m0,4"));
+    EXPECT_TRUE(gdb().quietFor(50));
+    EXPECT_TRUE(server().quietFor(10));
+    ASSERT_TRUE(server().sendRaw("#00"));
+    EXPECT_EQ("$O4142#00", gdb().nextRaw());
+    ASSERT_TRUE(gdb().sendRaw("#fd"));
+    EXPECT_EQ("$m0,4#fd", server().nextRaw());
+    gdb().close();
+    EXPECT_TRUE(finishLoop().first);
+    EXPECT_EQ((std::vector<std::string>{"GDB Server $O4142#00", "GDB Client $m0,4#fd"}), proxy.seen);
+}
+
+TEST_F(RspProxyIntegration, AReplyLargerThanTheBufferPassesWhenNobodyScreensIt) {
+    proxy.screen = std::make_unique<FrameScreen>();
+    startLoop();
+    forwardRequest(gdb(), server(), "$m0,7800#00");
+    const std::string reply = "$" + std::string(3 * RspBuffer::kCapacity, '5') + "#00";
+    ASSERT_TRUE(server().sendRaw(reply));
+    ASSERT_TRUE(gdb().waitReceivedBytes(reply.size()));
+    EXPECT_EQ(reply, gdb().receivedBytes());
+    gdb().close();
+    EXPECT_TRUE(finishLoop().first);
+}
+
+TEST_F(RspProxyIntegration, BypassPassesRepliesAsTheyArrive) {
+    initProxy({"--bypass", "true"});
+    startLoop();
+    forwardRequest(gdb(), server(), "$qC#b4");
+    ASSERT_TRUE(server().sendRaw("$QC"));
+    ASSERT_TRUE(gdb().waitReceivedBytes(3));
+    ASSERT_TRUE(server().sendRaw("1#c5"));
+    ASSERT_TRUE(gdb().waitReceivedBytes(7));
+    EXPECT_EQ("$QC1#c5", gdb().receivedBytes());
+    gdb().close();
+    EXPECT_TRUE(finishLoop().first);
+    EXPECT_TRUE(proxy.seen.empty());
+}
+
+// The acknowledgement mode learns from qSupported and its reply, so the reply is seen whole whatever the hook
+// says.
+TEST_F(RspProxyIntegration, TheAnswerToQSupportedIsSeenWholeEvenUnscreened) {
+    proxy.screen = std::make_unique<FrameScreen>();
+    startLoop();
+    forwardRequest(gdb(), server(), "$qSupported:swbreak+#00");
+    ASSERT_TRUE(server().sendRaw("$PacketSize=4000"));
+    EXPECT_TRUE(gdb().quietFor(50));
+    ASSERT_TRUE(server().sendRaw("#00"));
+    EXPECT_EQ("$PacketSize=4000#00", gdb().nextRaw());
+    gdb().close();
+    EXPECT_TRUE(finishLoop().first);
+    EXPECT_EQ(
+        (std::vector<std::string>{"GDB Client $qSupported:swbreak+#00", "GDB Server $PacketSize=4000#00"}),
+        proxy.seen);
+}
+
+TEST_F(RspProxyIntegration, APacketBehindStrayBytesInOneReadIsHandledAtOnceAndTheBytesCounted) {
+    Logger::getInstance().setLogLevel(Logger::LOG_INFO | Logger::LOG_DEBUG);
+    startLoop();
+    ASSERT_TRUE(gdb().sendRaw("xyz\xff$qC#b4"));
+    EXPECT_EQ("$qC#b4", server().nextRaw(500));
+    ASSERT_TRUE(server().sendRaw("\r\n$QC1#c5"));
+    EXPECT_EQ("$QC1#c5", gdb().nextRaw(500));
+    gdb().close();
+    auto [result, log] = finishLoop();
+    EXPECT_TRUE(result);
+    EXPECT_EQ("Skipped 4 stray bytes from GDB Client\n"
+              "Skipped 2 stray bytes from GDB Server\n"
+              "Lost connection to GDB Client\n",
+              log);
+    EXPECT_EQ((std::vector<std::string>{"GDB Client $qC#b4", "GDB Server $QC1#c5"}), proxy.seen);
+}

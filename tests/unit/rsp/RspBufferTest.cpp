@@ -171,8 +171,8 @@ TEST(RspBufferTest, ParseForPacketTable) {
         {"acknowledgement before a frame", "+$qC#b4", 1, "+", "+$qC#b4"},
         {"rubbish before '+' is the packet", "x+", 1, "x", "x+"},
         {"rubbish only is dropped", "xyz", 0, "", ""},
-        {"frame behind rubbish waits a pass", "ab$qC#b4", 0, "", "$qC#b4"},
-        {"frame behind one byte waits too", "a$qC#b4", 0, "", "$qC#b4"},
+        {"frame behind rubbish is found in the same pass", "ab$qC#b4", 6, "$qC#b4", "$qC#b4"},
+        {"frame behind one byte too", "a$qC#b4", 6, "$qC#b4", "$qC#b4"},
         {"a '$' at the old index passes by chance", "x$$#00", 5, "$$#00", "$$#00"},
     };
     for (const ParseCase& row : cases) {
@@ -233,16 +233,36 @@ TEST(RspBufferTest, AFrameMovedToTheFrontIsSummedAfresh) {
     ASSERT_EQ(0, buffer->parseForPacket());
     buffer->clear();
     receive(*buffer, "xy$qC#b4");
-    EXPECT_EQ(0, buffer->parseForPacket());
     ASSERT_EQ(6, buffer->parseForPacket());
     EXPECT_EQ(0xb4, buffer->getChecksum());
 }
 
-TEST(RspBufferTest, FrameBehindRubbishIsFoundByTheNextPass) {
+TEST(RspBufferTest, BytesSkippedInFrontOfFramesAreCountedUntilTaken) {
     auto buffer = makeBuffer();
     receive(*buffer, "ab$qC#b4");
-    EXPECT_EQ(0, buffer->parseForPacket());
     EXPECT_EQ(6, buffer->parseForPacket());
+    buffer->consumePacket();
+    receive(*buffer, "xyz");
+    EXPECT_EQ(0, buffer->parseForPacket());
+    EXPECT_EQ(5, buffer->takeSkipped());
+    EXPECT_EQ(0, buffer->takeSkipped());
+}
+
+TEST(RspBufferTest, RubbishInFrontOfAnAcknowledgementIsNoSkip) {
+    auto buffer = makeBuffer();
+    receive(*buffer, "x+");
+    EXPECT_EQ(1, buffer->parseForPacket());
+    EXPECT_EQ(0, buffer->takeSkipped());
+}
+
+TEST(RspBufferTest, DropFrontKeepsTheBytesBehind) {
+    auto buffer = makeBuffer();
+    receive(*buffer, "$m0,4#fd$c#63");
+    buffer->dropFront(3);
+    EXPECT_EQ(",4#fd$c#63", held(*buffer));
+    buffer->dropFront(100);
+    EXPECT_EQ("", held(*buffer));
+    EXPECT_EQ(0, buffer->getLength());
 }
 
 TEST(RspBufferTest, ConsumeKeepsTheBytesBehindThePacket) {
