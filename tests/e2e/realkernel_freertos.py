@@ -10,7 +10,8 @@ program in app_tasks) and the saved frames read from the tasks' stacks, decoded 
 context-switch code stacks them.
 
     realkernel_freertos.py --program cm3 --tarnwick ./tarnwick --fixtures tests/fixtures
-        [--kernel-source build/kernels/FreeRTOS-Kernel-V11.1.0] [--unavailable REASON] [--keep-files]
+        [--kernel-source build/kernels/FreeRTOS-Kernel-V11.1.0] [--server-host localhost]
+        [--unavailable REASON] [--keep-files]
 
 With --unavailable (the real kernels could not be unpacked) the suite prints the reason and exits with
 SKIPPED, which ctest reports as a skipped test.
@@ -179,9 +180,11 @@ def expected_registers(program, words, top):
 
 
 def connect(session, args, program, elf):
-    """Starts QEMU halted at reset and tarnwick straight in front of its gdbstub; returns tarnwick's process and
-    the port GDB connects to. No --rtos_variant: tarnwick finds the port in the program's debug information."""
-    return session.start_tarnwick_before_qemu(args.tarnwick, program.machine, elf, ["--rtos", "freertos"])
+    """Starts QEMU halted at reset and tarnwick straight in front of its gdbstub, which it reaches by the name
+    or address of --server-host; returns tarnwick's process and the port GDB connects to. No --rtos_variant:
+    tarnwick finds the port in the program's debug information."""
+    return session.start_tarnwick_before_qemu(args.tarnwick, program.machine, elf, ["--rtos", "freertos"],
+                                              server_host=args.server_host)
 
 
 def check_console(program, proxy, registry):
@@ -585,4 +588,7 @@ if __name__ == "__main__":
     gdbsession.run(__doc__, run, options=[
         (["--program"], {"required": True, "choices": sorted(PROGRAMS)}),
         (["--kernel-source"], {"help": "the unpacked FreeRTOS-Kernel tree the programs were built from"}),
+        (["--server-host"], {"default": "127.0.0.1",
+                             "help": "how tarnwick names QEMU's host in --server_connection (QEMU listens on "
+                                     "127.0.0.1)"}),
         (["--unavailable"], {"help": "why the real kernels are missing: print it and skip"})])
