@@ -63,6 +63,9 @@ def run(*arguments, **keywords):
 GDB_PRELUDE = ["set pagination off", "set confirm off", "set width 0", "set tcp connect-timeout 5"]
 # A row of "info threads": current marker, GDB's number, the target's thread id (decimal), its label.
 THREAD_LINE = re.compile(r"^(\*)?\s+(\d+)\s+Thread (\d+) \((.*?)\)\s")
+# A row of "info threads" when GDB read the thread list as a document: current marker, GDB's number, the
+# target's thread id (decimal), the name in quotes, and the extra text in brackets.
+XFER_THREAD_LINE = re.compile(r'^(\*)?\s+(\d+)\s+Thread (\d+) "([^"]*)"(?: \((\w+)\))?')
 # A line of "info registers": name and hexadecimal value.
 REGISTER_LINE = re.compile(r"^(\w+)\s+(0x[0-9a-f]+)\s")
 # A line of "bt": level and function name.
