@@ -64,7 +64,11 @@ enum class RegisterId : std::uint32_t {
     REG_FPSCR = 51,
     REG_CONTROL = 52,
     REG_PSPLIM = 53,
-    REG_CPSR = 54
+    REG_CPSR = 54,
+    // d16..d31 of a 32-register floating-point unit, as the 32 words from here on: each register's least
+    // significant word first, as they lie in memory (d0..d15 are the pairs of s0..s31).
+    REG_D16_LOW = 55,
+    REG_D31_HIGH = 86
 };
 
 #endif

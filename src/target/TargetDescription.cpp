@@ -23,12 +23,19 @@ const NamedRegister kNamedRegisters[] = {
     {"fpscr", RegisterId::REG_FPSCR},
 };
 
-// s0..s31 follow each other in RegisterId; d0..d15 are the pairs of them.
+// s0..s31 follow each other in RegisterId; d0..d15 are the pairs of them, d16..d31 the pairs of the words
+// from REG_D16_LOW on.
 const unsigned int kSingles = 32;
-const unsigned int kDoubles = 16;
+const unsigned int kDoubles = 32;
 
 RegisterId single(unsigned int n) {
     return static_cast<RegisterId>(static_cast<unsigned int>(RegisterId::REG_S0) + n);
+}
+
+RegisterId doubleWord(unsigned int n) {
+    return n < kSingles
+               ? single(n)
+               : static_cast<RegisterId>(static_cast<unsigned int>(RegisterId::REG_D16_LOW) + n - kSingles);
 }
 
 const std::map<std::string, std::pair<RegisterId, RegisterId>>& wordsByName() {
@@ -41,7 +48,7 @@ const std::map<std::string, std::pair<RegisterId, RegisterId>>& wordsByName() {
             words["s" + std::to_string(n)] = {single(n), RegisterId::REG_NONE};
         }
         for (unsigned int n = 0; n < kDoubles; ++n) {
-            words["d" + std::to_string(n)] = {single(2 * n), single(2 * n + 1)};
+            words["d" + std::to_string(n)] = {doubleWord(2 * n), doubleWord(2 * n + 1)};
         }
         return words;
     }();

@@ -5,7 +5,6 @@
 #include "FuzzDriverWalk.h"
 #include "base/Logger.h"
 #include "rtos/RtosDriverInfo.h"
-#include "rtos/threadx/ThreadxData.h"
 #include "rtos/threadx/ThreadxPortFactory.h"
 #include "rtos/threadx/ThreadxRtosDriver.h"
 #include "target/TargetThread.h"
@@ -53,13 +52,7 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fixture->walk.getKernel().serve(data, size);
-    fixture->walk.walkThreads([](TargetThread& thread) {
-        // The secure path of the Armv8-M port, which the walk itself never takes.
-        auto secure = std::make_shared<ThreadxData>();
-        secure->setSecureContextAddress(thread.getStackPtr());
-        secure->setSecureContextValid(true);
-        thread.setThreadData(secure);
-    });
+    fixture->walk.walkThreads([](TargetThread&) {});
     fixture->walk.runState();
     return 0;
 }

@@ -9,6 +9,20 @@
 
 #include <ctime>
 
+namespace {
+
+struct PortFunction {
+    const char* name;
+    FreeRtosBuildFacts::Bit bit;
+};
+// The MPU ports before V11 named the C half of their SVC handler prvSVCHandler.
+const PortFunction kPortFunctions[] = {
+    {"vRestoreContextOfFirstTask", FreeRtosBuildFacts::kRewrittenArmv6Port},
+    {"vSVCHandler_C", FreeRtosBuildFacts::kContextInControlBlock},
+};
+
+} // namespace
+
 FreeRtosBuildFacts FreeRtosBuildFacts::ofProgram() {
     std::string path;
     bool floatingPoint =
@@ -17,7 +31,18 @@ FreeRtosBuildFacts FreeRtosBuildFacts::ofProgram() {
     MemberInfo settings;
     bool mpuSettings = SymbolTable::getInstance().lookupStruct("tskTaskControlBlock", task) &&
                        task.lookup("xMPUSettings", settings);
-    return FreeRtosBuildFacts(floatingPoint, mpuSettings);
+    unsigned int portFunctions = 0;
+    for (const PortFunction& function : kPortFunctions) {
+        Symbol symbol;
+        if (SymbolTable::getInstance().lookupSymbol(function.name, symbol)) {
+            portFunctions |= function.bit;
+        }
+    }
+    return FreeRtosBuildFacts(floatingPoint, mpuSettings, portFunctions);
+}
+
+unsigned int FreeRtosBuildFacts::bits() const {
+    return (floatingPoint ? kFloatingPoint : 0U) | (mpuSettings ? kMpuSettings : 0U) | portFunctions;
 }
 
 bool FreeRtosBuildFacts::programUsesFloatingPoint(const std::string& path) {

@@ -5,13 +5,17 @@
 
 class IRtosPortDriver;
 class RspClient;
+struct PortFrames;
 
-// Makes the FreeRTOS port driver for a core. The caller owns what it returns.
+// The FreeRTOS ports, each a row of frames chosen by the saved words and the build's facts
+// (FreeRtosBuildFacts). The caller owns what create returns.
 class FreeRtosPortFactory {
 public:
     virtual ~FreeRtosPortFactory() = default;
 
-    // By the value of "--rtos_variant", compared exactly, case included; null for an unknown name.
+    // The row of a "--rtos_variant" value, compared exactly, case included; null for an unknown name.
+    static const PortFrames* frames(const std::string& variant);
+    // The port of the row, asking the program's build facts at each read; null for an unknown name.
     static IRtosPortDriver* create(const std::string& variant);
     // By looking at the target: no port can be told apart yet, so this is always null and the variant
     // has to be given.

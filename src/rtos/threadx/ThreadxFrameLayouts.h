@@ -9,17 +9,9 @@
 // Cortex-M0/M0+: r8-r11 are saved before r4-r7, as Thumb-1 can only store the low registers.
 extern const FrameLayout THREADX_FRAME_CM0;
 
-// Cortex-M3/M4/M7.
+// Cortex-M3/M4/M7, and the Armv8-M cores, whose port saves the non-secure context the same way.
 extern const FrameLayout THREADX_FRAME_CM3_BASIC;
 extern const FrameLayout THREADX_FRAME_CM3_EXTENDED;
-extern const FrameLayout THREADX_FRAME_CM3_EXTENDED_BASIC_OS;
-
-// Cortex-M33/M55/M85, non-secure and secure contexts.
-extern const FrameLayout THREADX_FRAME_CM33_BASIC;
-extern const FrameLayout THREADX_FRAME_CM33_EXTENDED;
-extern const FrameLayout THREADX_FRAME_CM33_EXTENDED_BASIC_OS;
-extern const FrameLayout THREADX_FRAME_CM33_SECURE_BASIC;
-extern const FrameLayout THREADX_FRAME_CM33_SECURE_EXTENDED;
 
 // Cortex-A7: the word at offset 0 is the kernel's frame type (0 solicited, 1 interrupted).
 extern const FrameLayout THREADX_FRAME_CA7_INTERRUPTED;

@@ -4,13 +4,15 @@
 #include "base/Properties.h"
 #include "debuginfo/ArmAttributes.h"
 #include "debuginfo/ElfFile.h"
+#include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"
-#include "rtos/threadx/ThreadxPortCortexA7.h"
-#include "rtos/threadx/ThreadxPortCortexM0.h"
-#include "rtos/threadx/ThreadxPortCortexM33M55M85.h"
-#include "rtos/threadx/ThreadxPortCortexM3M4M7.h"
+#include "rtos/RtosPort.h"
+#include "rtos/threadx/ThreadxFrameLayouts.h"
+#include "target/TargetThread.h"
 
 namespace {
+
+using P = PortFrames;
 
 const char* const kTag = "create";
 
@@ -23,22 +25,71 @@ const std::string kCortexM55 = "cortex_m55";
 const std::string kCortexM85 = "cortex_m85";
 const std::string kCortexA7 = "cortex_a7";
 
-template <class Port> IRtosPortDriver* makePort() {
-    return new Port();
+// The thread's control block says it uses the VFP.
+constexpr unsigned int kVfpEnabled = 0x1;
+
+const P::Probe kExcReturn = P::savedExceptionReturn(THREADX_FRAME_CM3_BASIC);
+const P::Probe kFrameType{nullptr,
+                          RegisterId::REG_NONE,
+                          0,
+                          P::Place::AtStackPointer,
+                          "Failed reading saved stack ptr\n",
+                          P::StackLog::SavedStackPointer};
+constexpr unsigned int kSolicited = 0;
+constexpr unsigned int kInterrupted = 1;
+constexpr unsigned int kWholeWord = ~0U;
+const P::Test kVfp = P::facts(kVfpEnabled, kVfpEnabled);
+
+P::Choice choice(std::vector<P::Test> tests, const FrameLayout& layout, const char* message,
+                 P::StackLog opening = P::StackLog::None) {
+    return {std::move(tests), &layout, P::Place::AtStackPointer, opening, message, 0};
 }
 
-struct PortOption {
-    const std::string& value;
-    IRtosPortDriver* (*make)();
+const PortFrames kCortexM0Frames{
+    nullptr, {choice({}, THREADX_FRAME_CM0, nullptr, P::StackLog::SavedStackPointer)}, nullptr};
+// The Armv8-M port keeps a thread's secure context in the secure image (tx_thread_secure_stack_context is an
+// index into its table) and saves the non-secure context as the Armv7-M port does.
+const PortFrames kCortexMFrames{
+    nullptr,
+    {choice({P::word(kExcReturn, P::kBasicFrameBit, P::kBasicFrameBit)}, THREADX_FRAME_CM3_BASIC,
+            "Frame type: Basic, OS frame Basic\n"),
+     choice({}, THREADX_FRAME_CM3_EXTENDED, "Frame type: Extended, OS frame: Extended\n")},
+    nullptr};
+const PortFrames kCortexA7Frames{
+    "ThreadxPortCortexA7",
+    {choice({P::word(kFrameType, kWholeWord, kSolicited), kVfp}, THREADX_FRAME_CA7_SOLICITED_VFP,
+            "Frame type: Non-interrupted (VFP)\n"),
+     choice({P::word(kFrameType, kWholeWord, kSolicited)}, THREADX_FRAME_CA7_SOLICITED,
+            "Frame type: Non-interrupted \n"),
+     choice({P::word(kFrameType, kWholeWord, kInterrupted), kVfp}, THREADX_FRAME_CA7_INTERRUPTED_VFP,
+            "Frame type: Interrupted (VFP)\n"),
+     choice({P::word(kFrameType, kWholeWord, kInterrupted)}, THREADX_FRAME_CA7_INTERRUPTED,
+            "Frame type: Interrupted \n")},
+    "Unknown frame type\n"};
+
+struct Port {
+    const std::string& name;
+    const PortFrames& frames;
 };
 
 // In the order the values are compared.
-const PortOption kPortOptions[] = {
-    {kCortexM0, makePort<ThreadxPortCortexM0>},         {kCortexM3, makePort<ThreadxPortCortexM3M4M7>},
-    {kCortexM4, makePort<ThreadxPortCortexM3M4M7>},     {kCortexM7, makePort<ThreadxPortCortexM3M4M7>},
-    {kCortexM33, makePort<ThreadxPortCortexM33M55M85>}, {kCortexM55, makePort<ThreadxPortCortexM33M55M85>},
-    {kCortexM85, makePort<ThreadxPortCortexM33M55M85>}, {kCortexA7, makePort<ThreadxPortCortexA7>},
+const Port kPorts[] = {
+    {kCortexM0, kCortexM0Frames}, {kCortexM3, kCortexMFrames},  {kCortexM4, kCortexMFrames},
+    {kCortexM7, kCortexMFrames},  {kCortexM33, kCortexMFrames}, {kCortexM55, kCortexMFrames},
+    {kCortexM85, kCortexMFrames}, {kCortexA7, kCortexA7Frames},
 };
+
+// Whether the thread's control block says it uses the VFP. A kernel built without tx_thread_vfp_enable
+// has no such state, so a missing member is no failure.
+unsigned int threadFacts(RspClient& server, TargetThread& thread) {
+    StructInfo layout;
+    MemberInfo member;
+    unsigned int enabled = 0;
+    bool vfp = SymbolTable::getInstance().lookupStruct("TX_THREAD_STRUCT", layout) &&
+               layout.lookup("tx_thread_vfp_enable", member) &&
+               server.readMemory(thread.getThreadId() + member.getOffset(), enabled) && enabled == 1;
+    return vfp ? kVfpEnabled : 0;
+}
 
 struct CorePart {
     unsigned int partNumber;
@@ -79,13 +130,21 @@ constexpr unsigned int kPartNumberMask = 0xfff;
 
 } // namespace
 
-IRtosPortDriver* ThreadxPortFactory::create(const std::string& name) {
-    for (const PortOption& option : kPortOptions) {
-        if (option.value == name) {
-            Logger::getInstance().log(Logger::LOG_DEBUG, kTag, "ThreadX, port driver created: %s\n",
-                                      name.c_str());
-            return option.make();
+const PortFrames* ThreadxPortFactory::frames(const std::string& name) {
+    for (const Port& port : kPorts) {
+        if (port.name == name) {
+            return &port.frames;
         }
+    }
+    return nullptr;
+}
+
+IRtosPortDriver* ThreadxPortFactory::create(const std::string& name) {
+    const PortFrames* found = frames(name);
+    if (found != nullptr) {
+        Logger::getInstance().log(Logger::LOG_DEBUG, kTag, "ThreadX, port driver created: %s\n",
+                                  name.c_str());
+        return new RtosPort(*found, threadFacts);
     }
     Logger::getInstance().log(Logger::LOG_DEBUG, kTag, "ThreadX, failure create port driver: %s\n",
                               name.c_str());

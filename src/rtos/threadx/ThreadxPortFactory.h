@@ -5,11 +5,15 @@
 
 class IRtosPortDriver;
 class RspClient;
+struct PortFrames;
 
-// Picks the ThreadX port driver of a core. The caller owns what it returns. Log lines carry the tag
+// The ThreadX ports, each a row of frames chosen by the saved words and the thread's control block. Picks the
+// port of a core. The caller owns what it returns. Log lines carry the tag
 // "create".
 class ThreadxPortFactory {
 public:
+    // The row of a value of "--rtos_variant"; null for an unknown one.
+    static const PortFrames* frames(const std::string& name);
     // By a value of "--rtos_variant", compared exactly: "cortex_m0", "cortex_m3", "cortex_m4", "cortex_m7",
     // "cortex_m33", "cortex_m55", "cortex_m85", "cortex_a7"; null for any other.
     static IRtosPortDriver* create(const std::string& name);

@@ -39,7 +39,8 @@ TEST(RegisterTest, IdValuesAreFixed) {
         {RegisterId::REG_S0, 18},        {RegisterId::REG_S1, 19},    {RegisterId::REG_S15, 33},
         {RegisterId::REG_S16, 34},       {RegisterId::REG_S17, 35},   {RegisterId::REG_S31, 49},
         {RegisterId::REG_LR_PENDSV, 50}, {RegisterId::REG_FPSCR, 51}, {RegisterId::REG_CONTROL, 52},
-        {RegisterId::REG_PSPLIM, 53},    {RegisterId::REG_CPSR, 54},
+        {RegisterId::REG_PSPLIM, 53},    {RegisterId::REG_CPSR, 54},  {RegisterId::REG_D16_LOW, 55},
+        {RegisterId::REG_D31_HIGH, 86},
     };
     for (const Row& row : rows) {
         EXPECT_EQ(row.value, static_cast<unsigned int>(row.id));

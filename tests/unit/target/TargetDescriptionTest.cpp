@@ -99,8 +99,11 @@ TEST(TargetDescriptionTest, InlineAProfileGivesCpsrAndThirtyTwoDoubles) {
     EXPECT_EQ(std::make_tuple(std::string("q0"), 58u, 16u), layout[49]);
     EXPECT_EQ(std::make_tuple(std::string("fpscr"), 74u, 4u), layout[65]);
     EXPECT_EQ(RegisterId::REG_CPSR, description.getRegisters()[16].low);
-    // d16 and up have no words in any frame layout.
-    EXPECT_EQ(RegisterId::REG_NONE, description.getRegisters()[17 + 16].low);
+    // d16 and up are the words from REG_D16_LOW on, least significant first.
+    EXPECT_EQ(RegisterId::REG_D16_LOW, description.getRegisters()[17 + 16].low);
+    EXPECT_EQ(static_cast<RegisterId>(static_cast<unsigned int>(RegisterId::REG_D16_LOW) + 1),
+              description.getRegisters()[17 + 16].high);
+    EXPECT_EQ(RegisterId::REG_D31_HIGH, description.getRegisters()[17 + 31].high);
 }
 
 TEST(TargetDescriptionTest, FeaturesOnlyIncludedLeaveItEmpty) {

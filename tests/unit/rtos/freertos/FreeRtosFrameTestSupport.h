@@ -84,7 +84,10 @@ inline const std::vector<FrameShape>& frameShapes() {
         {"FRAMELAYOUT_EXTSECURE_EXTSECURE_TZ_MPU", 208,
          "8 R4..R11, 40 R0..R3, 56 R12, 60 LR, 64 PC, 68 XPSR, 72 S0..S15, 136 FPSCR, 144 S16..S31"},
         {"FRAMELAYOUT_CA9", 72, "8 R0..R3, 24 R4..R11, 56 R12, 60 LR, 64 PC, 68 CPSR"},
-        {"FRAMELAYOUT_CA9_FPU", 332, "260 FPSCR, 268 R0..R3, 284 R4..R11, 316 R12, 320 LR, 324 PC, 328 CPSR"},
+        // d16-d31 as their words, least significant first, then d0-d15 as s0-s31.
+        {"FRAMELAYOUT_CA9_FPU", 332,
+         "4 D16_LOW..D31_HIGH, 132 S0..S31, 260 FPSCR, 268 R0..R3, 284 R4..R11, 316 R12, 320 LR, 324 PC, 328 "
+         "CPSR"},
     };
     return shapes;
 }
@@ -115,8 +118,8 @@ inline const FrameShape& frameShape(const std::string& name) {
 
 inline RegisterId registerNamed(const std::string& name) {
     static const std::map<std::string, std::uint32_t> fixed = {
-        {"SP", 1},     {"LR", 15},      {"PC", 16},     {"XPSR", 17}, {"LR_PENDSV", 50},
-        {"FPSCR", 51}, {"CONTROL", 52}, {"PSPLIM", 53}, {"CPSR", 54}};
+        {"SP", 1},       {"LR", 15},     {"PC", 16},   {"XPSR", 17},    {"LR_PENDSV", 50}, {"FPSCR", 51},
+        {"CONTROL", 52}, {"PSPLIM", 53}, {"CPSR", 54}, {"D16_LOW", 55}, {"D31_HIGH", 86}};
     auto found = fixed.find(name);
     if (found != fixed.end()) {
         return static_cast<RegisterId>(found->second);

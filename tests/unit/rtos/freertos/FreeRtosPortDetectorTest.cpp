@@ -178,13 +178,30 @@ TEST(FreeRtosPortDetectorTest, TheArchitectureAndTellingSymbolsPickThePortWithou
     }
 }
 
-TEST(FreeRtosPortDetectorTest, AnArchitectureOfNoPortFails) {
-    FreeRtosPortDetector detector;
-    detector.setArchitecture("v7-R", true);
-    std::string variant = "unchanged";
-    EXPECT_FALSE(detector.detect(variant));
-    EXPECT_EQ("unchanged", variant);
-    EXPECT_EQ("no port file; architecture v7-R with floating point", detector.signals());
+// An architecture of no port, or a port file of another architecture, names no port.
+TEST(FreeRtosPortDetectorTest, AnArchitectureOfNoPortOrOfAnotherPortFails) {
+    const struct {
+        const char* compileUnit;
+        const char* architecture;
+        bool floatingPoint;
+        const char* signals;
+    } rows[] = {
+        {nullptr, "v7-R", true, "no port file; architecture v7-R with floating point"},
+        {"k/portable/GCC/ARM_CM4F/port.c", "v6-M", false,
+         "port.c in portable/GCC/ARM_CM4F; architecture v6-M"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.signals);
+        FreeRtosPortDetector detector;
+        if (row.compileUnit != nullptr) {
+            detector.addCompileUnit(row.compileUnit);
+        }
+        detector.setArchitecture(row.architecture, row.floatingPoint);
+        std::string variant = "unchanged";
+        EXPECT_FALSE(detector.detect(variant));
+        EXPECT_EQ("unchanged", variant);
+        EXPECT_EQ(row.signals, detector.signals());
+    }
 }
 
 TEST(FreeRtosPortDetectorTest, APortFileWinsOverTheTellingSymbolsAndAgreesWithItsArchitecture) {
@@ -199,16 +216,6 @@ TEST(FreeRtosPortDetectorTest, APortFileWinsOverTheTellingSymbolsAndAgreesWithIt
     EXPECT_EQ(
         "port.c in portable/GCC/ARM_CM7/r0p1; architecture v7E-M with floating point; symbol prvSetupMPU",
         detector.signals());
-}
-
-TEST(FreeRtosPortDetectorTest, APortFileOfAnotherArchitectureDisagrees) {
-    FreeRtosPortDetector detector;
-    detector.addCompileUnit("k/portable/GCC/ARM_CM4F/port.c");
-    detector.setArchitecture("v6-M", false);
-    std::string variant = "unchanged";
-    EXPECT_FALSE(detector.detect(variant));
-    EXPECT_EQ("unchanged", variant);
-    EXPECT_EQ("port.c in portable/GCC/ARM_CM4F; architecture v6-M", detector.signals());
 }
 
 TEST(FreeRtosPortDetectorTest, TwoPortsFailWhateverTheArchitecture) {

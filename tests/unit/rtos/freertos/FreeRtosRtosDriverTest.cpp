@@ -3,14 +3,14 @@
 #include "FreeRtosDriverTestSupport.h"
 #include "TimingFigures.h"
 #include "rtos/RtosInfo.h"
-#include "rtos/freertos/FreeRtosPortARMCM4F.h"
+#include "rtos/RtosPort.h"
+#include "rtos/freertos/FreeRtosPortFactory.h"
 #include "target/RegisterList.h"
 #include "target/TargetThread.h"
 
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <typeinfo>
 
 using namespace freertostest;
 
@@ -82,7 +82,7 @@ TEST_F(FreeRtosRtosDriverTest, InitLoadsTheVariantsPortOnce) {
     EXPECT_EQ("Port driver loaded: ARM_CM7\n", ::testing::internal::GetCapturedStdout());
     IRtosPortDriver* port = driver.getPortDriver();
     ASSERT_NE(nullptr, port);
-    EXPECT_EQ(typeid(FreeRtosPortARMCM4F), typeid(*port));
+    EXPECT_EQ(FreeRtosPortFactory::frames("ARM_CM7"), &dynamic_cast<RtosPort&>(*port).getFrames());
 
     ::testing::internal::CaptureStdout();
     EXPECT_FALSE(driver.init());
@@ -160,7 +160,8 @@ TEST_F(FreeRtosRtosDriverIntegration, InitWithTheTargetDetectsThePortFromTheArch
     EXPECT_TRUE(driver->init(kernel->server()));
     EXPECT_EQ("Detected rtos variant: ARM_CM4F (no port file; architecture v7E-M with floating point)\n",
               ::testing::internal::GetCapturedStdout());
-    EXPECT_NE(nullptr, dynamic_cast<FreeRtosPortARMCM4F*>(driver->getPortDriver()));
+    EXPECT_EQ(FreeRtosPortFactory::frames("ARM_CM4F"),
+              &dynamic_cast<RtosPort&>(*driver->getPortDriver()).getFrames());
     EXPECT_EQ(0u, kernel->memoryReads());
 }
 
@@ -194,7 +195,8 @@ TEST_F(FreeRtosRtosDriverIntegration, InitWithTheTargetDetectsThePortFromTheComp
     EXPECT_TRUE(driver->init(kernel->server()));
     EXPECT_EQ("Detected rtos variant: ARM_CM4F (port.c in portable/GCC/ARM_CM4F)\n",
               ::testing::internal::GetCapturedStdout());
-    EXPECT_NE(nullptr, dynamic_cast<FreeRtosPortARMCM4F*>(driver->getPortDriver()));
+    EXPECT_EQ(FreeRtosPortFactory::frames("ARM_CM4F"),
+              &dynamic_cast<RtosPort&>(*driver->getPortDriver()).getFrames());
     EXPECT_EQ(0u, kernel->memoryReads());
 }
 

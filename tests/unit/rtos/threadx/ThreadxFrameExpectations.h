@@ -65,41 +65,27 @@ inline const ExpectedLayout kCm3Extended{
           {{R::REG_R12, 116}, {R::REG_LR, 120}, {R::REG_PC, 124}, {R::REG_XPSR, 128}},
           run(R::REG_S0, R::REG_S15, 132),
           {{R::REG_FPSCR, 196}}})};
-inline const ExpectedLayout kCm3ExtendedBasicOs{
-    "CM3_EXTENDED_BASIC_OS", 140,
-    with({{{R::REG_LR_PENDSV, 0}},
-          run(R::REG_R4, R::REG_R11, 4),
-          run(R::REG_R0, R::REG_R3, 36),
-          {{R::REG_R12, 52}, {R::REG_LR, 56}, {R::REG_PC, 60}, {R::REG_XPSR, 64}},
-          run(R::REG_S0, R::REG_S15, 68),
-          {{R::REG_FPSCR, 132}}})};
-inline const ExpectedLayout kCm33SecureBasic{
-    "CM33_SECURE_BASIC", 72,
-    with({run(R::REG_R4, R::REG_R11, 8),
-          run(R::REG_R0, R::REG_R3, 40),
-          {{R::REG_R12, 56}, {R::REG_LR, 60}, {R::REG_PC, 64}, {R::REG_XPSR, 68}}})};
-inline const ExpectedLayout kCm33SecureExtended{
-    "CM33_SECURE_EXTENDED", 208,
-    with({run(R::REG_R4, R::REG_R11, 8),
-          run(R::REG_R0, R::REG_R3, 40),
-          {{R::REG_R12, 56}, {R::REG_LR, 60}, {R::REG_PC, 64}, {R::REG_XPSR, 68}},
-          run(R::REG_S0, R::REG_S15, 72),
-          {{R::REG_FPSCR, 136}},
-          run(R::REG_S16, R::REG_S31, 144)})};
 inline const ExpectedLayout kCa7Interrupted{"CA7_INTERRUPTED", 68,
                                             with({{{R::REG_NONE, 0}, {R::REG_CPSR, 4}},
                                                   run(R::REG_R0, R::REG_R12, 8),
                                                   {{R::REG_LR, 60}, {R::REG_PC, 64}}})};
 inline const ExpectedLayout kCa7InterruptedVfp{"CA7_INTERRUPTED_VFP", 328,
                                                with({{{R::REG_NONE, 0}, {R::REG_CPSR, 4}},
+                                                     run(R::REG_S0, R::REG_S31, 8),
+                                                     run(R::REG_D16_LOW, R::REG_D31_HIGH, 136),
+                                                     {{R::REG_FPSCR, 264}},
                                                      run(R::REG_R0, R::REG_R12, 268),
                                                      {{R::REG_LR, 320}, {R::REG_PC, 324}}})};
 inline const ExpectedLayout kCa7Solicited{
     "CA7_SOLICITED", 44,
     with({{{R::REG_NONE, 0}, {R::REG_CPSR, 4}}, run(R::REG_R4, R::REG_R11, 8), {{R::REG_LR, 40}}})};
-inline const ExpectedLayout kCa7SolicitedVfp{
-    "CA7_SOLICITED_VFP", 240,
-    with({{{R::REG_NONE, 0}, {R::REG_CPSR, 4}}, run(R::REG_R4, R::REG_R11, 204), {{R::REG_LR, 236}}})};
+inline const ExpectedLayout kCa7SolicitedVfp{"CA7_SOLICITED_VFP", 240,
+                                             with({{{R::REG_NONE, 0}, {R::REG_CPSR, 4}},
+                                                   run(R::REG_S16, R::REG_S31, 8),
+                                                   run(R::REG_D16_LOW, R::REG_D31_HIGH, 72),
+                                                   {{R::REG_FPSCR, 200}},
+                                                   run(R::REG_R4, R::REG_R11, 204),
+                                                   {{R::REG_LR, 236}}})};
 
 // The values a port must read from a fixture frame of that layout: tag | offset, except at the offsets
 // of special, which hold the words the fixture set there.
@@ -122,12 +108,11 @@ inline Values valuesOf(const RegisterList& registers) {
 }
 
 // Words the fixture frames set (threadx_words.h).
-constexpr std::uint32_t kExcReturnBasic = 0xFFFFFFFD;
-constexpr std::uint32_t kExcReturnExtended = 0xFFFFFFED;
-constexpr std::uint32_t kExcReturnNsBasic = 0xFFFFFFBC;
-constexpr std::uint32_t kExcReturnNsExtended = 0xFFFFFFAC;
-constexpr std::uint32_t kXpsrPlain = 0x01000000;
-constexpr std::uint32_t kXpsrAligned = 0x01000200;
+// EXC_RETURN: bit 4 clear for an extended frame, bit 6 set for the secure stack.
+constexpr std::uint32_t kExcReturnBasic = 0xFFFFFFFD, kExcReturnExtended = 0xFFFFFFED;
+constexpr std::uint32_t kExcReturnNsBasic = 0xFFFFFFBC, kExcReturnNsExtended = 0xFFFFFFAC;
+// xPSR: bit 9 set when the core aligned the stack.
+constexpr std::uint32_t kXpsrPlain = 0x01000000, kXpsrAligned = 0x01000200;
 constexpr std::uint32_t kCpsrSys = 0x6000001F;
 
 } // namespace threadxframes

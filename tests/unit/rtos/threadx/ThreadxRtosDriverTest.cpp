@@ -5,14 +5,12 @@
 #include "base/Properties.h"
 #include "debuginfo/SymbolTable.h"
 #include "rtos/RtosInfo.h"
-#include "rtos/threadx/ThreadxPortCortexM0.h"
-#include "rtos/threadx/ThreadxPortCortexM3M4M7.h"
+#include "rtos/RtosPort.h"
+#include "rtos/threadx/ThreadxPortFactory.h"
 #include "target/RegisterList.h"
 #include "target/ThreadList.h"
 
 #include <gtest/gtest.h>
-
-#include <typeindex>
 
 namespace {
 
@@ -24,9 +22,9 @@ RtosDriverInfo row() {
     return info;
 }
 
-std::type_index portType(const ThreadxRtosDriver& driver) {
+const PortFrames* portType(const ThreadxRtosDriver& driver) {
     IRtosPortDriver* port = driver.getPort();
-    return port ? std::type_index(typeid(*port)) : std::type_index(typeid(nullptr));
+    return port ? &dynamic_cast<RtosPort&>(*port).getFrames() : nullptr;
 }
 
 class ThreadxRtosDriverTest : public ::testing::Test {
@@ -95,7 +93,7 @@ TEST_F(ThreadxRtosDriverTest, InitTakesThePortOfTheVariant) {
     EXPECT_EQ("ThreadX, port driver created: cortex_m4\nPort driver loaded: cortex_m4\n",
               threadxlog::capture(threadxlog::kAll, [&] { result = driver.init(); }));
     EXPECT_TRUE(result);
-    EXPECT_EQ(std::type_index(typeid(ThreadxPortCortexM3M4M7)), portType(driver));
+    EXPECT_EQ(ThreadxPortFactory::frames("cortex_m3"), portType(driver));
 }
 
 TEST_F(ThreadxRtosDriverTest, InitWithUnknownVariantFails) {
@@ -119,7 +117,7 @@ TEST_F(ThreadxRtosDriverTest, InitKeepsAPortItHas) {
     EXPECT_EQ("", threadxlog::capture(threadxlog::kAll, [&] { result = driver.init(); }));
     EXPECT_TRUE(result);
     EXPECT_EQ(first, driver.getPort());
-    EXPECT_EQ(std::type_index(typeid(ThreadxPortCortexM0)), portType(driver));
+    EXPECT_EQ(ThreadxPortFactory::frames("cortex_m0"), portType(driver));
 }
 
 namespace {
@@ -144,7 +142,7 @@ TEST_F(ThreadxRtosDriverIntegration, DetectionPicksThePortWithoutVariant) {
         "SCB->CPUID->PART_NO: 0xc24\nThreadX, port driver created: cortex_m4\nPort driver loaded (auto)\n",
         threadxlog::capture(threadxlog::kAll, [&] { result = kernel.driver().init(kernel.server()); }));
     EXPECT_TRUE(result);
-    EXPECT_EQ(std::type_index(typeid(ThreadxPortCortexM3M4M7)), portType(kernel.driver()));
+    EXPECT_EQ(ThreadxPortFactory::frames("cortex_m3"), portType(kernel.driver()));
 }
 
 TEST_F(ThreadxRtosDriverIntegration, VariantWinsOverDetection) {
@@ -158,7 +156,7 @@ TEST_F(ThreadxRtosDriverIntegration, VariantWinsOverDetection) {
     EXPECT_EQ("",
               threadxlog::capture(threadxlog::kAll, [&] { result = kernel.driver().init(kernel.server()); }));
     EXPECT_TRUE(result);
-    EXPECT_EQ(std::type_index(typeid(ThreadxPortCortexM0)), portType(kernel.driver()));
+    EXPECT_EQ(ThreadxPortFactory::frames("cortex_m0"), portType(kernel.driver()));
     EXPECT_EQ(0u, kernel.reads());
 }
 
