@@ -215,8 +215,10 @@ def check_watch(lines, variable):
 
 
 FLOAT_REGISTERS = ["s%d" % n for n in range(32)] + ["fpscr"]
-# A line of "info registers s0 ... fpscr": a single shows its raw bits, fpscr its value first.
-FLOAT_LINE = re.compile(r"^(s\d+|fpscr)\s+(?:<unavailable>|\S+\s+\(raw (0x[0-9a-f]+)\)|(0x[0-9a-f]+)\s.*)$")
+# A line of "info registers s0 ... fpscr" (or d0 ... fpscr): a single or a double shows its raw bits, a double
+# that the target description makes a vector (QEMU's Cortex-A) its u64 member, fpscr its value first.
+FLOAT_LINE = re.compile(r"^(s\d+|d\d+|fpscr)\s+(?:<unavailable>|\S+\s+\(raw (0x[0-9a-f]+)\)|(0x[0-9a-f]+)\s.*|"
+                        r"\{.* u64 = (0x[0-9a-f]+),.*\})$")
 
 
 def float_registers_command():
@@ -230,6 +232,6 @@ def parse_float_registers(lines):
     for line in lines:
         found = FLOAT_LINE.match(line)
         if found:
-            raw = found.group(2) or found.group(3)
+            raw = found.group(2) or found.group(3) or found.group(4)
             shown[found.group(1)] = int(raw, 16) if raw else None
     return shown
