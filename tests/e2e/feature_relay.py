@@ -44,13 +44,6 @@ class FeatureRelay:
         self.awaiting_reply = threading.Event()
         threading.Thread(target=self.serve, daemon=True).start()
 
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *exc):
-        self.close()
-        return False
-
     def close(self):
         for end in self.sockets:
             try:

@@ -12,6 +12,7 @@ and tarnwick counts them (it adds nothing). tarnwick answers them itself, so non
         [--keep-files]
 """
 
+import contextlib
 import os
 
 import feature_relay
@@ -93,9 +94,9 @@ def run(args, session):
         raise gdbsession.Skip(args.unavailable)
     elf = os.path.join(args.fixtures, ELF)
     _, qemu_port = session.start_qemu(MACHINE, elf)
-    with feature_relay.FeatureRelay(qemu_port, FEATURE, XFER_REQUEST) as relay:
+    with contextlib.closing(feature_relay.FeatureRelay(qemu_port, FEATURE, XFER_REQUEST)) as relay:
         proxy, port = session.start_tarnwick_for(args.tarnwick, relay.port, elf, ["--rtos", "freertos"])
-        with feature_relay.FeatureRelay(port, b"", XFER_REQUEST) as counter:
+        with contextlib.closing(feature_relay.FeatureRelay(port, b"", XFER_REQUEST)) as counter:
             result = session.run_gdb(session_commands(elf, counter.port), timeout=GDB_TIMEOUT)
     session.write_file("gdb.output", result.stdout + "\n--- standard error\n" + result.stderr)
     sections = gdbsession.marked_sections(result.stdout, SECTION)
