@@ -290,9 +290,6 @@ class Suite:
         print("%s: a new tarnwick and a new GDB see the same" % self.program.elf)
 
 
-XFER_THREAD_LINE = re.compile(r'^(\*)?\s+(\d+)\s+Thread (\d+) "([^"]*)"(?: \((\w+)\))?')
-
-
 def run_hundred(args, session):
     """The 100-task snapshot: one monitor reply of some 40 KB hex digits, whole in GDB's output; behind a
     server that offers qXfer:threads:read, so GDB reads the thread list in pieces of its default size."""
@@ -304,7 +301,7 @@ def run_hundred(args, session):
     commands += monitor("state", "rtos state") + monitor("json", "rtos -m state") + ["echo @detach\\n", "detach"]
     sections, _ = suite.run_gdb(commands, "gdb", proxy)
     # From the thread document GDB shows each name in quotes and the extra text in brackets.
-    rows = [XFER_THREAD_LINE.match(line) for line in sections["threads"].splitlines()]
+    rows = [gdbsession.XFER_THREAD_LINE.match(line) for line in sections["threads"].splitlines()]
     threads = {int(row.group(3)): (row.group(4), row.group(1) == "*", row.group(5)) for row in rows if row}
     tasks = suite.symbols.address("xTasks")
     running = [tid for tid, (_, current, _) in threads.items() if current]

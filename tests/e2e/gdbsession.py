@@ -63,6 +63,9 @@ def run(*arguments, **keywords):
 GDB_PRELUDE = ["set pagination off", "set confirm off", "set width 0", "set tcp connect-timeout 5"]
 # A row of "info threads": current marker, GDB's number, the target's thread id (decimal), its label.
 THREAD_LINE = re.compile(r"^(\*)?\s+(\d+)\s+Thread (\d+) \((.*?)\)\s")
+# A row of "info threads" when GDB read the thread list as a document: current marker, GDB's number, the
+# target's thread id (decimal), the name in quotes, and the extra text in brackets.
+XFER_THREAD_LINE = re.compile(r'^(\*)?\s+(\d+)\s+Thread (\d+) "([^"]*)"(?: \((\w+)\))?')
 # A line of "info registers": name and hexadecimal value.
 REGISTER_LINE = re.compile(r"^(\w+)\s+(0x[0-9a-f]+)\s")
 # A line of "bt": level and function name.
@@ -212,8 +215,10 @@ def check_watch(lines, variable):
 
 
 FLOAT_REGISTERS = ["s%d" % n for n in range(32)] + ["fpscr"]
-# A line of "info registers s0 ... fpscr": a single shows its raw bits, fpscr its value first.
-FLOAT_LINE = re.compile(r"^(s\d+|fpscr)\s+(?:<unavailable>|\S+\s+\(raw (0x[0-9a-f]+)\)|(0x[0-9a-f]+)\s.*)$")
+# A line of "info registers s0 ... fpscr" (or d0 ... fpscr): a single or a double shows its raw bits, a double
+# that the target description makes a vector (QEMU's Cortex-A) its u64 member, fpscr its value first.
+FLOAT_LINE = re.compile(r"^(s\d+|d\d+|fpscr)\s+(?:<unavailable>|\S+\s+\(raw (0x[0-9a-f]+)\)|(0x[0-9a-f]+)\s.*|"
+                        r"\{.* u64 = (0x[0-9a-f]+),.*\})$")
 
 
 def float_registers_command():
@@ -227,6 +232,6 @@ def parse_float_registers(lines):
     for line in lines:
         found = FLOAT_LINE.match(line)
         if found:
-            raw = found.group(2) or found.group(3)
+            raw = found.group(2) or found.group(3) or found.group(4)
             shown[found.group(1)] = int(raw, 16) if raw else None
     return shown

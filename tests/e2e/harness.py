@@ -203,9 +203,11 @@ class Session:
                 break
         raise HarnessError("QEMU ended before its gdbstub listened:\n" + process.describe())
 
-    def start_tarnwick(self, tarnwick_binary, server_port, listen_port, args=(), timeout=5.0, name="tarnwick"):
-        """Starts the proxy in front of a server; returns the process once its GDB port listens."""
-        process = self.start(name, [tarnwick_binary, "--server_connection", "127.0.0.1:%d" % server_port,
+    def start_tarnwick(self, tarnwick_binary, server_port, listen_port, args=(), timeout=5.0, name="tarnwick",
+                       server_host="127.0.0.1"):
+        """Starts the proxy in front of a server, which it reaches by server_host (an address or a host name);
+        returns the process once its GDB port listens."""
+        process = self.start(name, [tarnwick_binary, "--server_connection", "%s:%d" % (server_host, server_port),
                                           "--port", str(listen_port)] + list(args))
         deadline = time.monotonic() + timeout
         while time.monotonic() < deadline:
@@ -218,20 +220,22 @@ class Session:
         raise HarnessError("tarnwick did not listen for GDB on port %d within %.0f s:\n%s"
                            % (listen_port, timeout, process.describe()))
 
-    def start_tarnwick_for(self, tarnwick_binary, server_port, elf, args=(), name="tarnwick"):
-        """tarnwick in front of the server on server_port, with the program elf and a debug-info cache in the
-        scratch directory, then args; returns its process and the port GDB connects to."""
+    def start_tarnwick_for(self, tarnwick_binary, server_port, elf, args=(), name="tarnwick", server_host="127.0.0.1"):
+        """tarnwick in front of the server on server_port of server_host, with the program elf and a debug-info
+        cache in the scratch directory, then args; returns its process and the port GDB connects to."""
         listen = free_port()
         cache = self.path(os.path.basename(elf) + ".proxy_cache")
         process = self.start_tarnwick(tarnwick_binary, server_port, listen,
-                                      ["--file", elf, "--debug_info_cache", cache] + list(args), name=name)
+                                      ["--file", elf, "--debug_info_cache", cache] + list(args), name=name,
+                                      server_host=server_host)
         return process, listen
 
-    def start_tarnwick_before_qemu(self, tarnwick_binary, machine, elf, args=(), qemu_options=(), name="qemu"):
-        """QEMU halted at reset, and tarnwick straight in front of its gdbstub as start_tarnwick_for starts it;
-        returns tarnwick's process and the port GDB connects to."""
+    def start_tarnwick_before_qemu(self, tarnwick_binary, machine, elf, args=(), qemu_options=(), name="qemu",
+                                   server_host="127.0.0.1"):
+        """QEMU halted at reset, and tarnwick straight in front of its gdbstub (reached by server_host) as
+        start_tarnwick_for starts it; returns tarnwick's process and the port GDB connects to."""
         _, qemu_port = self.start_qemu(machine, elf, name=name, options=qemu_options)
-        return self.start_tarnwick_for(tarnwick_binary, qemu_port, elf, args)
+        return self.start_tarnwick_for(tarnwick_binary, qemu_port, elf, args, server_host=server_host)
 
     def start_tarnwick_options(self, tarnwick_binary, options_file, listen_port, timeout=5.0, name="tarnwick"):
         """Starts the proxy with all its options from a file (-f); returns the process once it listens for GDB

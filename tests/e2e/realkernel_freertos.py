@@ -10,7 +10,8 @@ program in app_tasks) and the saved frames read from the tasks' stacks, decoded 
 context-switch code stacks them.
 
     realkernel_freertos.py --program cm3 --tarnwick ./tarnwick --fixtures tests/fixtures
-        [--kernel-source build/kernels/FreeRTOS-Kernel-V11.1.0] [--unavailable REASON] [--keep-files]
+        [--kernel-source build/kernels/FreeRTOS-Kernel-V11.1.0] [--server-host localhost]
+        [--unavailable REASON] [--keep-files]
 
 With --unavailable (the real kernels could not be unpacked) the suite prints the reason and exits with
 SKIPPED, which ctest reports as a skipped test.
@@ -129,6 +130,14 @@ FLOAT_SLOTS = {frame_cm4f: (9, 33, 49), frame_cm33_ntz: (10, 34, 50), frame_mpu:
 # The task that blocks with s0-s15 = -1.0 to -16.0 and s16-s31 = 16.0 to 31.0 where the core has an FPU.
 FLOAT_TASK = "CountingSem"
 FLOAT_PATTERN = dict([("s%d" % n, -1.0 - n) for n in range(16)] + [("s%d" % n, float(n)) for n in range(16, 32)])
+# On Cortex-A9 it blocks with d0-d15 = -1.0 to -16.0, d16-d31 = 16.0 to 31.0 and FPSCR flush-to-zero, default
+# NaN and rounding towards zero (the other tasks keep the port's initial FPSCR, 0).
+DOUBLE_PATTERN = dict([("d%d" % n, -1.0 - n) for n in range(16)] + [("d%d" % n, float(n)) for n in range(16, 32)])
+FPSCR_PATTERN = 0x03c00000
+# Where a Cortex-A9 task's floating-point context lies in its frame: the words of D16-D31, of D0-D15, and of
+# FPSCR (the flag word first).
+DOUBLE_SLOTS = (1, 33, 65)
+DOUBLE_REGISTERS = ["d%d" % n for n in range(32)] + ["fpscr"]
 # The switched-out task whose r5 the session writes: blocked on the binary semaphore.
 WRITTEN_TASK = "BinarySem"
 WRITE_SETUP = r'''
@@ -152,6 +161,32 @@ def in_control_block(program):
 def holds_floats(program):
     """The core has an FPU and the port may save an extended frame on Cortex-M."""
     return program.frame in FLOAT_SLOTS and bool(program.fpu)
+
+
+def holds_doubles(program):
+    """The port saves d0-d31 and FPSCR of a task with a floating-point context (Cortex-A9)."""
+    return program.frame is frame_ca9
+
+
+def double_registers(program, words):
+    """d0-d31, each of two words (the low one first), and FPSCR as a Cortex-A9 frame in words holds them."""
+    high, low, fpscr = DOUBLE_SLOTS
+    registers = {"d%d" % n: words[low + 2 * n] | words[low + 2 * n + 1] << 32 for n in range(16)}
+    registers.update(("d%d" % (16 + n), words[high + 2 * n] | words[high + 2 * n + 1] << 32) for n in range(16))
+    registers["fpscr"] = words[fpscr]
+    return registers
+
+
+def float_pattern():
+    """The bits of CountingSem's s0-s31."""
+    return {name: struct.unpack("<I", struct.pack("<f", value))[0] for name, value in FLOAT_PATTERN.items()}
+
+
+def double_pattern():
+    """The bits of CountingSem's d0-d31 and its FPSCR."""
+    pattern = {name: struct.unpack("<Q", struct.pack("<d", value))[0] for name, value in DOUBLE_PATTERN.items()}
+    pattern["fpscr"] = FPSCR_PATTERN
+    return pattern
 
 
 def float_registers(program, words):
@@ -179,9 +214,11 @@ def expected_registers(program, words, top):
 
 
 def connect(session, args, program, elf):
-    """Starts QEMU halted at reset and tarnwick straight in front of its gdbstub; returns tarnwick's process and
-    the port GDB connects to. No --rtos_variant: tarnwick finds the port in the program's debug information."""
-    return session.start_tarnwick_before_qemu(args.tarnwick, program.machine, elf, ["--rtos", "freertos"])
+    """Starts QEMU halted at reset and tarnwick straight in front of its gdbstub, which it reaches by the name
+    or address of --server-host; returns tarnwick's process and the port GDB connects to. No --rtos_variant:
+    tarnwick finds the port in the program's debug information."""
+    return session.start_tarnwick_before_qemu(args.tarnwick, program.machine, elf, ["--rtos", "freertos"],
+                                              server_host=args.server_host)
 
 
 def check_console(program, proxy, registry):
@@ -244,6 +281,8 @@ def session_commands(program, elf, port):
                   'python gdb.write(gdb.execute("monitor rtos %sstate", to_string=True))' % form]
     if holds_floats(program):
         lines += ["echo %%floats\\n", "thread apply all " + gdbsession.float_registers_command()]
+    if holds_doubles(program):
+        lines += ["echo %%floats\\n", "thread apply all info registers " + " ".join(DOUBLE_REGISTERS)]
     lines += ["echo %%write\\n"] + gdbsession.register_write_commands(WRITE_SETUP.replace(
         "CONTEXT", str(CONTEXT_WORDS if in_control_block else 0)).replace("WORDS", str(FRAME_WORDS)))
     lines += ["echo %%continue\\n", "continue", "echo %%stop 2\\n"] + truth_commands(in_control_block)
@@ -425,27 +464,28 @@ class Checker:
                                      % (task["name"], pc, function, source, self.kernel_source))
         return len(pcs)
 
-    def check_floats(self, truth, shown):
-        """Every switched-out task with an extended frame shows the floating-point registers of that frame."""
+    def check_floats(self, truth, shown, registers_of, pattern):
+        """Every switched-out task with a floating-point context in its frame shows the registers of that context
+        (registers_of(program, words)); CountingSem's hold its pattern (their bits by name)."""
         checked = []
         for index, task in truth["tasks"].items():
             words = truth["frames"][index]
             if task["tcb"] == truth["current"] or not expected_registers(self.program, words, task["top"])[1]:
                 continue
-            expected = float_registers(self.program, words)
+            expected = registers_of(self.program, words)
             actual = shown.get(task["tcb"], {})
             wrong = ["%s %s, not 0x%x" % (name, "-" if actual.get(name) is None else "0x%x" % actual[name], value)
                      for name, value in sorted(expected.items()) if actual.get(name) != value]
             if wrong:
-                raise AssertionError("the floating-point registers of %s (extended frame at 0x%x): %s"
+                raise AssertionError("the floating-point registers of %s (frame at 0x%x): %s"
                                      % (task["name"], task["top"], "; ".join(wrong)))
             checked.append(task["name"])
             if task["name"] == FLOAT_TASK:
-                held = {name: struct.unpack("<f", struct.pack("<I", expected[name]))[0] for name in FLOAT_PATTERN}
-                if held != FLOAT_PATTERN:
-                    raise AssertionError("the extended frame of %s does not hold its pattern: %s" % (task["name"], held))
+                held = {name: expected[name] for name in pattern}
+                if held != pattern:
+                    raise AssertionError("the frame of %s does not hold its pattern: %s" % (task["name"], held))
         if FLOAT_TASK not in checked:
-            raise AssertionError("%s, blocked after loading its pattern, has no extended frame (checked: %s)"
+            raise AssertionError("%s, blocked after loading its pattern, saved no floating-point context (checked: %s)"
                                  % (FLOAT_TASK, checked))
 
     def check_write(self, truth, write):
@@ -560,7 +600,9 @@ def run(args, session):
     monitor = {form.strip(): sections[label] for form, label in MONITOR_FORMS.items()}
     checker.check_state(first, monitor)
     if holds_floats(program):
-        checker.check_floats(first, parse_floats(sections["floats"]))
+        checker.check_floats(first, parse_floats(sections["floats"]), float_registers, float_pattern())
+    if holds_doubles(program):
+        checker.check_floats(first, parse_floats(sections["floats"]), double_registers, double_pattern())
     write_lines = sections["write"].splitlines()
     write = [json.loads(line[len("@write "):]) for line in write_lines if line.startswith("@write ")]
     if len(write) != 1:
@@ -585,4 +627,7 @@ if __name__ == "__main__":
     gdbsession.run(__doc__, run, options=[
         (["--program"], {"required": True, "choices": sorted(PROGRAMS)}),
         (["--kernel-source"], {"help": "the unpacked FreeRTOS-Kernel tree the programs were built from"}),
+        (["--server-host"], {"default": "127.0.0.1",
+                             "help": "how tarnwick names QEMU's host in --server_connection (QEMU listens on "
+                                     "127.0.0.1)"}),
         (["--unavailable"], {"help": "why the real kernels are missing: print it and skip"})])
