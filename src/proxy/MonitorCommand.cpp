@@ -29,15 +29,10 @@ bool MonitorCommand::intercept_monitor(RspClient& from, RspClient& to, bool& han
         words[0] != kMonitorKeyword) {
         return true;
     }
-    handled = true;
+    Interception::take(from, handled);
     // All of it in one packet, however long: GDB prints it as the command's output.
-    if (!Interception::sendReply(from, RspUtil::createReply_qRcmd(run(to, words)), "intercept_monitor",
-                                 "intercept monitor. Failed sending reply.\n")) {
-        return false;
-    }
-    std::string text;
-    from.getCommand(text, true);
-    return true;
+    return Interception::sendReply(from, RspUtil::createReply_qRcmd(run(to, words)), "intercept_monitor",
+                                   "intercept monitor. Failed sending reply.\n");
 }
 
 std::string MonitorCommand::run(RspClient& server, const std::vector<std::string>& words) const {

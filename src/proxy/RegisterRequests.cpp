@@ -25,24 +25,23 @@ bool RegisterRequests::intercept_g(RspClient& from, RspClient& to, bool& handled
     std::string reply;
     TargetThread thread;
     if (!getSelectedThread(to, thread)) {
+        Interception::take(from, handled);
         Interception::logLine(Logger::LOG_DEBUG, tag, "Read registers. No valid thread (prev g packet)\n");
         reply = RspUtil::createReply_Error(kErrorNoThread);
     } else if (thread.getCpuActive()) {
         if (payloadSize != 0) {
             return true;
         }
+        Interception::take(from, handled);
         if (!learnPayloadSize(text, to, reply)) {
             return false;
         }
     } else {
+        // Claimed before the frame is read, so that GDB has its '+' however slow the read.
+        Interception::take(from, handled);
         reply = TaskRegisters(*driver, targetDescription, to, thread).readAll(payloadSize);
     }
-    handled = true;
-    if (!Interception::sendReply(from, reply, tag, "Read registers. Failed sending reply.\n")) {
-        return false;
-    }
-    from.getCommand(text, true);
-    return true;
+    return Interception::sendReply(from, reply, tag, "Read registers. Failed sending reply.\n");
 }
 
 bool RegisterRequests::learnPayloadSize(const std::string& request, RspClient& server, std::string& reply) {
@@ -92,15 +91,17 @@ bool RegisterRequests::answerForSwitchedOutTask(RspClient& from, RspClient& to, 
     TargetThread thread;
     std::string reply;
     if (!getSelectedThread(to, thread)) {
+        Interception::take(from, handled);
         Interception::logLine(Logger::LOG_DEBUG, tag, "Register access. No valid thread (prev Hg packet)\n");
         reply = RspUtil::createReply_Error(kErrorNoThread);
     } else if (thread.getCpuActive()) {
         return true;
     } else {
+        // Claimed before the frame is read or written, so that GDB has its '+' however slow the target.
+        Interception::take(from, handled);
         TaskRegisters registers(*driver, targetDescription, to, thread);
         reply = answer(registers);
     }
-    Interception::take(from, handled);
     return Interception::sendReply(from, reply, tag, "Register access. Failed sending reply.\n");
 }
 

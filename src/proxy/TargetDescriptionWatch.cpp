@@ -16,12 +16,12 @@ bool TargetDescriptionWatch::intercept_qXferfeaturesreadtarget_xml(RspClient& fr
         !RspUtil::parseCommand_qXferfeaturesreadtarget_xml(text, offset, length)) {
         return true;
     }
+    Interception::take(from, handled);
     // Offset and length are the server's business; the proxy only listens in.
     if (!to.sendWaitCommand(text, reply)) {
         Interception::logLine(Logger::LOG_ERROR, tag, "Read target.xml. Failed send/wait command\n");
         return false;
     }
-    handled = true;
     bool last = false;
     bool parsed = RspUtil::parseReply_qXferobjectreadannex(reply, targetXml, last);
     if (!parsed) {
@@ -30,7 +30,6 @@ bool TargetDescriptionWatch::intercept_qXferfeaturesreadtarget_xml(RspClient& fr
     if (!Interception::sendReply(from, reply, tag, "Read target.xml. Failed sending reply.\n")) {
         return false;
     }
-    from.getCommand(text, true);
     // After the reply, so that GDB is not kept waiting for the annexes.
     if (parsed && last) {
         loadTargetDescription(to);

@@ -364,6 +364,10 @@ bool RspClient::getCommand(std::string& command, bool consume) {
     }
     if (found && consume) {
         receiveBuffer.consumePacket();
+        // Acknowledged as soon as it is claimed, not when its answer is ready: the answer may need many
+        // reads of a slow server, and a peer that waits longer than its time-out for the '+' sends the
+        // frame again, which would be answered twice. A '+' that cannot be written fails the answer next.
+        settleAck();
     }
     return found;
 }

@@ -79,6 +79,7 @@ public:
     // The same for a prefix that is a C string, as the dispatch tables hold them: no string is built.
     bool peekCommand(const char* prefix);
     // The payload of the frame found, or a lone '+' or '-'; false for anything else (0x03 among it).
+    // A frame consumed is acknowledged at once where the session acknowledges.
     bool getCommand(std::string& command, bool consume);
 
     // Tarnwick's reads go through cache while one is set; null (the start) reads every value from the

@@ -58,6 +58,25 @@ TEST(TarnwickAckIntegration, RepliesOfItsOwnAreAcknowledgedBothWays) {
     EXPECT_TRUE(rig.finish());
 }
 
+// GDB's '+' must not wait for the answer: an answer that needs slow reads of the target would otherwise come
+// after GDB's time-out, GDB would send the request again, and every later answer would be one late.
+TEST(TarnwickAckIntegration, AnsweredRequestIsAcknowledgedBeforeTheTargetIsRead) {
+    FakeRtosDriver driver;
+    driver.reads[FakeRtosDriver::kCallRunCommand] = {0x20000104};
+    AckSession session(driver, "PacketSize=1000");
+    ProxyRig& rig = session.rig;
+    ASSERT_TRUE(rig.ready());
+    rig.gdb().sendPacket("qRcmd,72746f73207374617465");
+    EXPECT_EQ("+", rig.gdb().nextRaw());
+    EXPECT_EQ(frame("m20000104,4"), rig.server().nextRaw());
+    EXPECT_TRUE(rig.gdb().quietFor(300)) << "nothing more reaches GDB while the target is read: " << rig.gdb().nextRaw(0);
+    rig.server().sendRaw("+" + frame("01000000"));
+    EXPECT_EQ("+", rig.server().nextRaw());
+    EXPECT_EQ(frame("OK"), rig.gdb().nextRaw());
+    rig.gdb().sendRaw("+");
+    EXPECT_TRUE(rig.finish());
+}
+
 TEST(TarnwickAckIntegration, TakenStopReplyIsAcknowledgedToTheServer) {
     FakeRtosDriver driver;
     AckSession session(driver, "PacketSize=1000");

@@ -144,14 +144,15 @@ TEST_F(RspClientAckIntegration, NoAcknowledgementsWithoutTheMode) {
     EXPECT_TRUE(peer().quietFor(100));
 }
 
-TEST_F(RspClientAckIntegration, TakenFrameIsAcknowledgedInFrontOfTheReply) {
+TEST_F(RspClientAckIntegration, TakenFrameIsAcknowledgedAtOnceAndInFrontOfTheReply) {
     make(ROLE_GDB_CLIENT, true);
     peer().sendPacket("qC");
     ASSERT_EQ(6, endpoint().getPacket(1000));
     std::string text;
     EXPECT_TRUE(endpoint().getCommand(text, true));
-    auto sent = std::async(std::launch::async, [this] { return endpoint().sendCommand("QC1"); });
+    // Before any answer exists: a slow answer must not make GDB send the frame again.
     EXPECT_EQ("+", peer().nextRaw());
+    auto sent = std::async(std::launch::async, [this] { return endpoint().sendCommand("QC1"); });
     EXPECT_EQ("$QC1#c5", peer().nextRaw());
     peer().sendRaw("+");
     EXPECT_TRUE(sent.get());
