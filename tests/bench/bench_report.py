@@ -64,6 +64,11 @@ def passthrough_section(results):
         number(run["proxy_cpu_per_round_trip_system_us"]), number(run["proxy_cpu_per_megabyte_total_us"], 0))
     text += "Load average before / after: %s / %s; %d round trips each way.\n" % (
         run["load_before"], run["load_after"], run["round_trips_each"])
+    floor = results.get("passthrough_floor")
+    if floor is not None:
+        text += ("The floor, a relay that only moves bytes (tests/bench/FloorRelay.cpp) in tarnwick's place: "
+                 "%s us added per small round trip, throughput ratio %.2f, at 1 ms per read %.3f.\n" % (
+                     number(floor["added_median_us"]), floor["throughput_ratio"], floor["slow_throughput_ratio"]))
     return text
 
 
