@@ -4,16 +4,15 @@
 //   one byte: bit 0 the side (0 GDB, 1 server), bit 1 raw bytes rather than a payload to frame, bit 2 a
 //   two-byte length; then the length (one byte, or two little-endian); then the bytes.
 #include "FuzzCheck.h"
+#include "FuzzDriverSetup.h"
 #include "FuzzKernel.h"
-#include "base/Logger.h"
+#include "RspFrame.h"
 #include "base/Properties.h"
 #include "proxy/Tarnwick.h"
 #include "rsp/ClientSocket.h"
 #include "rsp/RspBuffer.h"
-#include "rtos/RtosDriverInfo.h"
 #include "rtos/threadx/ThreadxRtosDriver.h"
 
-#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -26,16 +25,8 @@ namespace {
 // The symbol negotiation waits up to a second for GDB's reply to each name; no fuzz input answers them.
 const std::string kNegotiation = "qSymbol::";
 
-RtosDriverInfo threadxRow() {
-    RtosDriverInfo row;
-    row.setName("ThreadX");
-    row.setId("threadx");
-    row.setMatchSymbol("TX_THREAD_STRUCT");
-    return row;
-}
-
 struct Fixture {
-    ThreadxRtosDriver driver{threadxRow()};
+    ThreadxRtosDriver driver{fuzzDriverRow("ThreadX", "threadx", "TX_THREAD_STRUCT")};
     std::unique_ptr<FuzzKernel> kernel;
 
     Fixture() {
@@ -50,16 +41,6 @@ struct Fixture {
 };
 
 Fixture* fixture = nullptr;
-
-std::string frameOf(const std::string& payload) {
-    unsigned int sum = 0;
-    for (unsigned char byte : payload) {
-        sum += byte;
-    }
-    char digits[3];
-    std::snprintf(digits, sizeof(digits), "%02x", sum & 0xff);
-    return "$" + payload + "#" + digits;
-}
 
 void drain(int descriptor) {
     char chunk[4096];
@@ -90,8 +71,7 @@ bool handleAll(RspClient& from, RspClient& to, int gdbFar, RspClient* server) {
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
-    std::freopen("/dev/null", "w", stdout);
-    Logger::getInstance().setLogLevel(15);
+    fuzzQuietLog();
     fixture = new Fixture();
     return 0;
 }
@@ -124,7 +104,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             if (bytes == kNegotiation) {
                 continue;
             }
-            bytes = frameOf(bytes);
+            bytes = rspframe::frame(bytes);
         } else if (bytes.find(kNegotiation) != std::string::npos) {
             continue;
         }

@@ -94,6 +94,20 @@ void forwardOnePacketAndLeave(ProcessRunner& process, FakeRspPeer& server, unsig
     EXPECT_EQ(0, process.exitStatus());
 }
 
+// Everything a proxy prints that reached the server by the name given, served one GDB at port (the
+// listening line's further words after it) and ended.
+std::string oneSessionOutput(const std::string& serverHost, unsigned short serverPort, unsigned short port,
+                             const std::string& listenWords = "") {
+    return ProxyUnderTest::initOutput() + "Connecting to GDB server " + serverHost + " on port " +
+           std::to_string(serverPort) +
+           " ... Connected\n"
+           "Listen for GDB connection on port: " +
+           std::to_string(port) + listenWords +
+           " ... Connected\n"
+           "Lost connection to GDB Client\n"
+           "Proxy stopped.\n";
+}
+
 TEST(MainIntegration, VersionPrintsTheBannerOnly) {
     for (const char* option : {"--version", "-v"}) {
         SCOPED_TRACE(option);
@@ -154,15 +168,7 @@ TEST(MainIntegration, OptionsFileGivesOneArgumentALine) {
                      oneALine(ProxyUnderTest::startupArguments()));
     ProcessRunner process(testpaths::tarnwickBinary(), {"-f", options.path});
     forwardOnePacketAndLeave(process, *server, port);
-    EXPECT_EQ(ProxyUnderTest::initOutput() + "Connecting to GDB server 127.0.0.1\r on port " +
-                  std::to_string(server->port()) +
-                  " ... Connected\n"
-                  "Listen for GDB connection on port: " +
-                  std::to_string(port) +
-                  " ... Connected\n"
-                  "Lost connection to GDB Client\n"
-                  "Proxy stopped.\n",
-              process.output());
+    EXPECT_EQ(oneSessionOutput("127.0.0.1\r", server->port(), port), process.output());
 }
 
 TEST(MainIntegration, AListenAddressOtherThanLoopbackIsNamed) {
@@ -174,15 +180,7 @@ TEST(MainIntegration, AListenAddressOtherThanLoopbackIsNamed) {
     ProcessRunner process(testpaths::tarnwickBinary(),
                           ProxyUnderTest::arguments(port, server->port(), {"--listen_address", "0.0.0.0"}));
     forwardOnePacketAndLeave(process, *server, port);
-    EXPECT_EQ(ProxyUnderTest::initOutput() + "Connecting to GDB server 127.0.0.1 on port " +
-                  std::to_string(server->port()) +
-                  " ... Connected\n"
-                  "Listen for GDB connection on port: " +
-                  std::to_string(port) +
-                  " (address 0.0.0.0) ... Connected\n"
-                  "Lost connection to GDB Client\n"
-                  "Proxy stopped.\n",
-              process.output());
+    EXPECT_EQ(oneSessionOutput("127.0.0.1", server->port(), port, " (address 0.0.0.0)"), process.output());
 }
 
 TEST(MainIntegration, AServerNamedByItsHostNameIsReached) {
@@ -196,15 +194,7 @@ TEST(MainIntegration, AServerNamedByItsHostNameIsReached) {
         ProxyUnderTest::arguments(port, server->port(),
                                   {"--server_connection", "localhost:" + std::to_string(server->port())}));
     forwardOnePacketAndLeave(process, *server, port);
-    EXPECT_EQ(ProxyUnderTest::initOutput() + "Connecting to GDB server localhost on port " +
-                  std::to_string(server->port()) +
-                  " ... Connected\n"
-                  "Listen for GDB connection on port: " +
-                  std::to_string(port) +
-                  " ... Connected\n"
-                  "Lost connection to GDB Client\n"
-                  "Proxy stopped.\n",
-              process.output());
+    EXPECT_EQ(oneSessionOutput("localhost", server->port(), port), process.output());
 }
 
 TEST(MainIntegration, APortOutsideOneTo65535IsRefusedLikeOtherBadOptions) {
@@ -238,14 +228,7 @@ TEST(MainIntegration, LogLevelEightPrintsOnlyDebugLines) {
     // The dump goes to /dev/null: whether it is made again depends on that device's time stamp.
     bool fresh = modificationTime("/dev/null") > modificationTime(testpaths::fixturesDir() + "/sim_cm3.elf");
     ProcessRunner process(testpaths::tarnwickBinary(), args);
-    ASSERT_TRUE(server->waitConnected(5000));
-    auto gdb = FakeRspPeer::connect(port);
-    ASSERT_TRUE(gdb);
-    ASSERT_TRUE(gdb->sendPacket("c"));
-    EXPECT_EQ("$c#63", server->nextRaw());
-    gdb->close();
-    ASSERT_TRUE(process.waitExit());
-    EXPECT_EQ(0, process.exitStatus());
+    ASSERT_NO_FATAL_FAILURE(forwardOnePacketAndLeave(process, *server, port));
     // The cache check, the connect's own trace, and neither the progress lines nor "Proxy stopped.".
     std::string cacheLines = fresh ? "SymbolTable::validDebugInfo(), True\n"
                                    : "SymbolTable::validDebugInfo(), False\n"

@@ -231,6 +231,40 @@ protected:
         return {result, testing::internal::GetCapturedStdout()};
     }
 
+    // The loop ends well; what it logged is returned.
+    std::string succeededLog() {
+        auto [result, log] = finishLoop();
+        EXPECT_TRUE(result);
+        return log;
+    }
+    std::string closeGdb() {
+        gdb().close();
+        return succeededLog();
+    }
+    // The loop ends as a failure; what it logged is returned.
+    std::string failedLog() {
+        auto [result, log] = finishLoop();
+        EXPECT_FALSE(result);
+        return log;
+    }
+    // Both peers send at once and each receives the other's bytes unchanged.
+    void exchange(const std::string& toServer, const std::string& toGdb) {
+        ASSERT_TRUE(gdb().sendRaw(toServer));
+        ASSERT_TRUE(server().sendRaw(toGdb));
+        ASSERT_TRUE(server().waitReceivedBytes(toServer.size()));
+        ASSERT_TRUE(gdb().waitReceivedBytes(toGdb.size()));
+        EXPECT_EQ(toServer, server().receivedBytes());
+        EXPECT_EQ(toGdb, gdb().receivedBytes());
+    }
+    // Starts the loop with the given screen (none: every frame whole), asks the server through it and waits
+    // until the request has passed.
+    void startWithRequest(std::unique_ptr<FrameScreen> newScreen, const std::string& frame) {
+        proxy.screen = std::move(newScreen);
+        startLoop();
+        ASSERT_TRUE(gdb().sendRaw(frame));
+        EXPECT_EQ(frame, server().nextRaw());
+    }
+
     FakeRspPeer& gdb() { return *gdbSide.peer; }
     FakeRspPeer& server() { return *serverSide.peer; }
 
@@ -244,16 +278,8 @@ TEST_F(RspProxyIntegration, ForwardsByteForByteInBothDirections) {
     startLoop();
     const std::string toServer = "$qSupported:multiprocess+;swbreak+#c9$m20000000,4#93$vCont;c#a8$M0,1:ff#00";
     const std::string toGdb = "$OK#9a$E01#a6$78563412#08%Stop:T05#99$\x7d\x03#00";
-    ASSERT_TRUE(gdb().sendRaw(toServer));
-    ASSERT_TRUE(server().sendRaw(toGdb));
-    ASSERT_TRUE(server().waitReceivedBytes(toServer.size()));
-    ASSERT_TRUE(gdb().waitReceivedBytes(toGdb.size()));
-    EXPECT_EQ(toServer, server().receivedBytes());
-    EXPECT_EQ(toGdb, gdb().receivedBytes());
-    gdb().close();
-    auto [result, log] = finishLoop();
-    EXPECT_TRUE(result);
-    EXPECT_EQ("Lost connection to GDB Client\n", log);
+    exchange(toServer, toGdb);
+    EXPECT_EQ("Lost connection to GDB Client\n", closeGdb());
 }
 
 TEST_F(RspProxyIntegration, SeveralFramesInOneReadAreEachHandled) {
@@ -262,8 +288,7 @@ TEST_F(RspProxyIntegration, SeveralFramesInOneReadAreEachHandled) {
     EXPECT_EQ("$m0,4#fd", server().nextRaw());
     EXPECT_EQ("+", server().nextRaw());
     EXPECT_EQ("$c#63", server().nextRaw());
-    gdb().close();
-    EXPECT_TRUE(finishLoop().first);
+    closeGdb();
     EXPECT_EQ((std::vector<std::string>{"GDB Client $m0,4#fd", "GDB Client +", "GDB Client $c#63"}),
               proxy.seen);
 }
@@ -271,9 +296,7 @@ TEST_F(RspProxyIntegration, SeveralFramesInOneReadAreEachHandled) {
 TEST_F(RspProxyIntegration, AServerThatGoesAwayEndsTheLoopInOrder) {
     startLoop();
     server().close();
-    auto [result, log] = finishLoop();
-    EXPECT_TRUE(result);
-    EXPECT_EQ("Lost connection to GDB Server\n", log);
+    EXPECT_EQ("Lost connection to GDB Server\n", succeededLog());
 }
 
 TEST_F(RspProxyIntegration, AHandledPacketIsNotForwarded) {
@@ -286,8 +309,7 @@ TEST_F(RspProxyIntegration, AHandledPacketIsNotForwarded) {
     ASSERT_TRUE(gdb().sendPacket("Hg0"));
     EXPECT_EQ("$OK#9a", gdb().nextRaw());
     EXPECT_TRUE(server().quietFor(50));
-    gdb().close();
-    EXPECT_TRUE(finishLoop().first);
+    closeGdb();
 }
 
 TEST_F(RspProxyIntegration, AFailingHookEndsTheLoopAsAFailure) {
@@ -297,11 +319,9 @@ TEST_F(RspProxyIntegration, AFailingHookEndsTheLoopAsAFailure) {
     };
     startLoop();
     ASSERT_TRUE(gdb().sendPacket("qC"));
-    auto [result, log] = finishLoop();
-    EXPECT_FALSE(result);
     EXPECT_EQ("Packet intercept failed: GDB Client to: GDB Server\n"
               "Failed handle packet from: GDB Client to: GDB Server\n",
-              log);
+              failedLog());
     EXPECT_TRUE(server().quietFor(20));
 }
 
@@ -309,11 +329,9 @@ TEST_F(RspProxyIntegration, AFailedForwardEndsTheLoopAsAFailure) {
     shutdown(serverSide.endpoint->getClientSocket()->getSocket(), SHUT_WR);
     startLoop();
     ASSERT_TRUE(gdb().sendPacket("c"));
-    auto [result, log] = finishLoop();
-    EXPECT_FALSE(result);
     EXPECT_EQ("Failed forwarding data from: GDB Client to: GDB Server\n"
               "Failed handle packet from: GDB Client to: GDB Server\n",
-              log);
+              failedLog());
 }
 
 TEST_F(RspProxyIntegration, BypassForwardsEverythingWithoutTheHook) {
@@ -321,14 +339,8 @@ TEST_F(RspProxyIntegration, BypassForwardsEverythingWithoutTheHook) {
     startLoop();
     const std::string fromGdb = std::string("+-\x03") + "$qSymbol::#5b$qSymbol:7078437572#00";
     const std::string fromServer = "$qSymbol:707843757272656e74544342#8c+";
-    ASSERT_TRUE(gdb().sendRaw(fromGdb));
-    ASSERT_TRUE(server().sendRaw(fromServer));
-    ASSERT_TRUE(server().waitReceivedBytes(fromGdb.size()));
-    ASSERT_TRUE(gdb().waitReceivedBytes(fromServer.size()));
-    EXPECT_EQ(fromGdb, server().receivedBytes());
-    EXPECT_EQ(fromServer, gdb().receivedBytes());
-    gdb().close();
-    EXPECT_TRUE(finishLoop().first);
+    exchange(fromGdb, fromServer);
+    closeGdb();
     EXPECT_TRUE(proxy.seen.empty());
 }
 
@@ -337,11 +349,9 @@ TEST_F(RspProxyIntegration, BypassReportsAFailedForward) {
     shutdown(gdbSide.endpoint->getClientSocket()->getSocket(), SHUT_WR);
     startLoop();
     ASSERT_TRUE(server().sendPacket("OK"));
-    auto [result, log] = finishLoop();
-    EXPECT_FALSE(result);
     EXPECT_EQ("Failed forwarding data from: GDB Server to: GDB Client\n"
               "Failed handle packet from: GDB Server to: GDB Client\n",
-              log);
+              failedLog());
 }
 
 TEST_F(RspProxyIntegration, AStopDuringAPacketEndsTheLoopAfterIt) {
@@ -352,9 +362,7 @@ TEST_F(RspProxyIntegration, AStopDuringAPacketEndsTheLoopAfterIt) {
     };
     startLoop();
     ASSERT_TRUE(gdb().sendRaw("$m0,4#fd$c#63"));
-    auto [result, log] = finishLoop();
-    EXPECT_TRUE(result);
-    EXPECT_EQ("", log);
+    EXPECT_EQ("", succeededLog());
     EXPECT_EQ("$m0,4#fd", server().nextRaw());
     EXPECT_EQ(std::vector<std::string>{"GDB Client $m0,4#fd"}, proxy.seen) << "the rest of the read waits";
 }
@@ -364,8 +372,7 @@ TEST_F(RspProxyIntegration, AStopBeforeTheLoopIsForgotten) {
     startLoop();
     ASSERT_TRUE(gdb().sendPacket("c"));
     EXPECT_EQ("$c#63", server().nextRaw());
-    gdb().close();
-    EXPECT_TRUE(finishLoop().first);
+    closeGdb();
 }
 
 TEST_F(RspProxyIntegration, GdbHasTheTurnWhenBothSidesAreReadable) {
@@ -435,114 +442,98 @@ bool waitFor(const std::function<bool()>& condition) {
     return false;
 }
 
-TEST(RspProxyPersistIntegration, ServesOneGdbAfterAnotherWithANewServerConnectionUntilStopped) {
-    auto serverPeer = FakeRspPeer::listen();
-    ASSERT_NE(nullptr, serverPeer);
-    serverPeer->serve(FakeRspPeer::replies({{"qC", "QC1"}}));
-    unsigned short listen = FakeRspPeer::listen()->port();
-    setOptions({"--server_connection", "127.0.0.1:" + std::to_string(serverPeer->port()), "--port",
-                std::to_string(listen), "--persist", "true", "--gdbserver_connect_timeout", "1"});
-    Logger::getInstance().setLogLevel(7);
+// A proxy run between a fake server and a free listening port, its log captured.
+class RspProxyPersistIntegration : public ::testing::Test {
+protected:
+    void SetUp() override {
+        serverPeer = FakeRspPeer::listen();
+        ASSERT_NE(nullptr, serverPeer);
+        listen = FakeRspPeer::listen()->port();
+    }
+    void TearDown() override {
+        Logger::getInstance().setLogLevel(0);
+        Properties::getInstance().clear();
+    }
+
+    void startRun(std::vector<std::string> options) {
+        std::vector<std::string> args{"--server_connection", "127.0.0.1:" + std::to_string(serverPeer->port()),
+                                      "--port", std::to_string(listen), "--gdbserver_connect_timeout", "1"};
+        args.insert(args.end(), options.begin(), options.end());
+        setOptions(args);
+        Logger::getInstance().setLogLevel(7);
+        ASSERT_TRUE(proxy.init());
+        testing::internal::CaptureStdout();
+        run = std::async(std::launch::async, [this] { return proxy.run(); });
+    }
+    std::string connecting() const {
+        return "Connecting to GDB server 127.0.0.1 on port " + std::to_string(serverPeer->port()) + " ... ";
+    }
+    std::string listening() const {
+        return "Listen for GDB connection on port: " + std::to_string(listen) + " ... ";
+    }
+
+    std::unique_ptr<FakeRspPeer> serverPeer;
+    unsigned short listen = 0;
     PersistentProxy proxy;
-    ASSERT_TRUE(proxy.init());
-    testing::internal::CaptureStdout();
-    std::future<bool> run = std::async(std::launch::async, [&proxy] { return proxy.run(); });
+    std::future<bool> run;
+};
+
+TEST_F(RspProxyPersistIntegration, ServesOneGdbAfterAnotherWithANewServerConnectionUntilStopped) {
+    serverPeer->serve(FakeRspPeer::replies({{"qC", "QC1"}}));
+    ASSERT_NO_FATAL_FAILURE(startRun({"--persist", "true"}));
 
     auto first = FakeRspPeer::connect(listen);
     ASSERT_NE(nullptr, first);
     ASSERT_TRUE(first->sendPacket("qC"));
     EXPECT_EQ("QC1", first->nextPayload());
     first->close();
-    EXPECT_TRUE(waitFor([&proxy] { return proxy.forgotten == 1; }));
+    EXPECT_TRUE(waitFor([this] { return proxy.forgotten == 1; }));
     // The fake server accepts one connection: the second waits in its backlog, which is reached all the same.
     auto second = FakeRspPeer::connect(listen);
     ASSERT_NE(nullptr, second);
     second->close();
-    EXPECT_TRUE(waitFor([&proxy] { return proxy.forgotten == 2; }));
+    EXPECT_TRUE(waitFor([this] { return proxy.forgotten == 2; }));
     proxy.stop();
     EXPECT_TRUE(run.get());
-    const std::string listening = "Listen for GDB connection on port: " + std::to_string(listen) + " ... ";
-    const std::string connecting =
-        "Connecting to GDB server 127.0.0.1 on port " + std::to_string(serverPeer->port()) + " ... ";
-    EXPECT_EQ(connecting + "Connected\n" + listening + "Connected\nLost connection to GDB Client\n" +
-                  "Closed connection to GDB server\n" + listening + "Connected\n" + connecting +
-                  "Connected\nLost connection to GDB Client\nClosed connection to GDB server\n" + listening +
+    EXPECT_EQ(connecting() + "Connected\n" + listening() + "Connected\nLost connection to GDB Client\n" +
+                  "Closed connection to GDB server\n" + listening() + "Connected\n" + connecting() +
+                  "Connected\nLost connection to GDB Client\nClosed connection to GDB server\n" + listening() +
                   "Stopped\n",
               testing::internal::GetCapturedStdout());
     EXPECT_EQ(2, proxy.forgotten);
-    Logger::getInstance().setLogLevel(0);
-    Properties::getInstance().clear();
 }
 
-TEST(RspProxyPersistIntegration, AStopDuringASessionEndsTheRunAfterIt) {
-    auto serverPeer = FakeRspPeer::listen();
-    ASSERT_NE(nullptr, serverPeer);
-    unsigned short listen = FakeRspPeer::listen()->port();
-    setOptions({"--server_connection", "127.0.0.1:" + std::to_string(serverPeer->port()), "--port",
-                std::to_string(listen), "--persist", "true", "--gdbserver_connect_timeout", "1"});
-    Logger::getInstance().setLogLevel(7);
-    PersistentProxy proxy;
-    ASSERT_TRUE(proxy.init());
-    proxy.hook = [&proxy](RspClient&, RspClient&, bool& handled) {
+TEST_F(RspProxyPersistIntegration, AStopDuringASessionEndsTheRunAfterIt) {
+    proxy.hook = [this](RspClient&, RspClient&, bool& handled) {
         proxy.stop();
         handled = false;
         return true;
     };
-    testing::internal::CaptureStdout();
-    std::future<bool> run = std::async(std::launch::async, [&proxy] { return proxy.run(); });
+    ASSERT_NO_FATAL_FAILURE(startRun({"--persist", "true"}));
     auto gdb = FakeRspPeer::connect(listen);
     ASSERT_NE(nullptr, gdb);
     ASSERT_TRUE(gdb->sendPacket("c"));
     EXPECT_TRUE(run.get());
-    EXPECT_EQ("Connecting to GDB server 127.0.0.1 on port " + std::to_string(serverPeer->port()) +
-                  " ... Connected\nListen for GDB connection on port: " + std::to_string(listen) +
-                  " ... Connected\nClosed connection to GDB server\n",
+    EXPECT_EQ(connecting() + "Connected\n" + listening() + "Connected\nClosed connection to GDB server\n",
               testing::internal::GetCapturedStdout());
     EXPECT_EQ(1, proxy.forgotten);
-    Logger::getInstance().setLogLevel(0);
-    Properties::getInstance().clear();
 }
 
-TEST(RspProxyPersistIntegration, WithoutTheOptionOneSessionEndsTheRun) {
-    auto serverPeer = FakeRspPeer::listen();
-    ASSERT_NE(nullptr, serverPeer);
-    unsigned short listen = FakeRspPeer::listen()->port();
-    setOptions({"--server_connection", "127.0.0.1:" + std::to_string(serverPeer->port()), "--port",
-                std::to_string(listen), "--gdbserver_connect_timeout", "1"});
-    Logger::getInstance().setLogLevel(7);
-    PersistentProxy proxy;
-    ASSERT_TRUE(proxy.init());
-    testing::internal::CaptureStdout();
-    std::future<bool> run = std::async(std::launch::async, [&proxy] { return proxy.run(); });
+TEST_F(RspProxyPersistIntegration, WithoutTheOptionOneSessionEndsTheRun) {
+    ASSERT_NO_FATAL_FAILURE(startRun({}));
     auto gdb = FakeRspPeer::connect(listen);
     ASSERT_NE(nullptr, gdb);
     gdb->close();
     EXPECT_TRUE(run.get());
-    EXPECT_EQ("Connecting to GDB server 127.0.0.1 on port " + std::to_string(serverPeer->port()) +
-                  " ... Connected\nListen for GDB connection on port: " + std::to_string(listen) +
-                  " ... Connected\nLost connection to GDB Client\n",
+    EXPECT_EQ(connecting() + "Connected\n" + listening() + "Connected\nLost connection to GDB Client\n",
               testing::internal::GetCapturedStdout());
     EXPECT_EQ(0, proxy.forgotten);
-    Logger::getInstance().setLogLevel(0);
-    Properties::getInstance().clear();
-}
-
-} // namespace
-
-namespace {
-
-// Asks the server through the loop and waits until the request has passed.
-void forwardRequest(FakeRspPeer& gdb, FakeRspPeer& server, const std::string& frame) {
-    ASSERT_TRUE(gdb.sendRaw(frame));
-    EXPECT_EQ(frame, server.nextRaw());
 }
 
 } // namespace
 
 TEST_F(RspProxyIntegration, AReplyNobodyScreensGoesOnAsItsBytesArrive) {
-    proxy.screen = std::make_unique<FrameScreen>(std::vector<const char*>{"$T"});
-    startLoop();
-    forwardRequest(gdb(), server(), "$m0,5#2e");
+    startWithRequest(std::make_unique<FrameScreen>(std::vector<const char*>{"$T"}), "$m0,5#2e");
     ASSERT_TRUE(server().sendRaw("$12345678"));
     ASSERT_TRUE(gdb().waitReceivedBytes(9));
     EXPECT_EQ("$12345678", gdb().receivedBytes());
@@ -551,50 +542,38 @@ TEST_F(RspProxyIntegration, AReplyNobodyScreensGoesOnAsItsBytesArrive) {
     ASSERT_TRUE(server().sendRaw("00$OK#9a"));
     ASSERT_TRUE(gdb().waitReceivedBytes(20));
     EXPECT_EQ("$123456789a#00$OK#9a", gdb().receivedBytes());
-    gdb().close();
-    auto [result, log] = finishLoop();
-    EXPECT_TRUE(result);
-    EXPECT_EQ("Lost connection to GDB Client\n", log);
+    EXPECT_EQ("Lost connection to GDB Client\n", closeGdb());
     // The frame behind the reply answers no request: it is seen whole.
     EXPECT_EQ((std::vector<std::string>{"GDB Client $m0,5#2e", "GDB Server $OK#9a"}), proxy.seen);
 }
 
 TEST_F(RspProxyIntegration, AWholeReplyNobodyScreensPassesTheHookBy) {
-    proxy.screen = std::make_unique<FrameScreen>(std::vector<const char*>{"$T"});
-    startLoop();
-    forwardRequest(gdb(), server(), "$m0,4#fd");
+    startWithRequest(std::make_unique<FrameScreen>(std::vector<const char*>{"$T"}), "$m0,4#fd");
     ASSERT_TRUE(server().sendRaw("$78563412#08"));
     EXPECT_EQ("$78563412#08", gdb().nextRaw());
-    gdb().close();
-    EXPECT_TRUE(finishLoop().first);
+    closeGdb();
     EXPECT_EQ((std::vector<std::string>{"GDB Client $m0,4#fd"}), proxy.seen);
 }
 
 TEST_F(RspProxyIntegration, AScreenedReplyWaitsUntilWhole) {
-    proxy.screen = std::make_unique<FrameScreen>(std::vector<const char*>{"$T"});
-    startLoop();
-    forwardRequest(gdb(), server(), "$c#63");
+    startWithRequest(std::make_unique<FrameScreen>(std::vector<const char*>{"$T"}), "$c#63");
     ASSERT_TRUE(server().sendRaw("$T05thr"));
     EXPECT_TRUE(gdb().quietFor(50));
     ASSERT_TRUE(server().sendRaw("ead:1;#00"));
     EXPECT_EQ("$T05thread:1;#00", gdb().nextRaw());
-    gdb().close();
-    EXPECT_TRUE(finishLoop().first);
+    closeGdb();
     EXPECT_EQ((std::vector<std::string>{"GDB Client $c#63", "GDB Server $T05thread:1;#00"}), proxy.seen);
 }
 
 TEST_F(RspProxyIntegration, AReplyTooShortToJudgeWaitsForTheBytesThatTell) {
-    proxy.screen = std::make_unique<FrameScreen>(std::vector<const char*>{"$T05"});
-    startLoop();
-    forwardRequest(gdb(), server(), "$m0,2#fb");
+    startWithRequest(std::make_unique<FrameScreen>(std::vector<const char*>{"$T05"}), "$m0,2#fb");
     ASSERT_TRUE(server().sendRaw("$T"));
     EXPECT_TRUE(gdb().quietFor(50));
     ASSERT_TRUE(server().sendRaw("1"));
     ASSERT_TRUE(gdb().waitReceivedBytes(3));
     ASSERT_TRUE(server().sendRaw("f1#00"));
     EXPECT_EQ("$T1f1#00", gdb().nextRaw());
-    gdb().close();
-    EXPECT_TRUE(finishLoop().first);
+    closeGdb();
     EXPECT_EQ((std::vector<std::string>{"GDB Client $m0,2#fb"}), proxy.seen);
 }
 
@@ -610,49 +589,40 @@ TEST_F(RspProxyIntegration, FramesThatAnswerNoRequestWaitUntilWhole) {
     EXPECT_EQ("$O4142#00", gdb().nextRaw());
     ASSERT_TRUE(gdb().sendRaw("#fd"));
     EXPECT_EQ("$m0,4#fd", server().nextRaw());
-    gdb().close();
-    EXPECT_TRUE(finishLoop().first);
+    closeGdb();
     EXPECT_EQ((std::vector<std::string>{"GDB Server $O4142#00", "GDB Client $m0,4#fd"}), proxy.seen);
 }
 
 TEST_F(RspProxyIntegration, AReplyLargerThanTheBufferPassesWhenNobodyScreensIt) {
-    proxy.screen = std::make_unique<FrameScreen>();
-    startLoop();
-    forwardRequest(gdb(), server(), "$m0,7800#00");
+    startWithRequest(std::make_unique<FrameScreen>(), "$m0,7800#00");
     const std::string reply = "$" + std::string(3 * RspBuffer::kCapacity, '5') + "#00";
     ASSERT_TRUE(server().sendRaw(reply));
     ASSERT_TRUE(gdb().waitReceivedBytes(reply.size()));
     EXPECT_EQ(reply, gdb().receivedBytes());
-    gdb().close();
-    EXPECT_TRUE(finishLoop().first);
+    closeGdb();
 }
 
 TEST_F(RspProxyIntegration, BypassPassesRepliesAsTheyArrive) {
     initProxy({"--bypass", "true"});
-    startLoop();
-    forwardRequest(gdb(), server(), "$qC#b4");
+    startWithRequest(nullptr, "$qC#b4");
     ASSERT_TRUE(server().sendRaw("$QC"));
     ASSERT_TRUE(gdb().waitReceivedBytes(3));
     ASSERT_TRUE(server().sendRaw("1#c5"));
     ASSERT_TRUE(gdb().waitReceivedBytes(7));
     EXPECT_EQ("$QC1#c5", gdb().receivedBytes());
-    gdb().close();
-    EXPECT_TRUE(finishLoop().first);
+    closeGdb();
     EXPECT_TRUE(proxy.seen.empty());
 }
 
 // The acknowledgement mode learns from qSupported and its reply, so the reply is seen whole whatever the hook
 // says.
 TEST_F(RspProxyIntegration, TheAnswerToQSupportedIsSeenWholeEvenUnscreened) {
-    proxy.screen = std::make_unique<FrameScreen>();
-    startLoop();
-    forwardRequest(gdb(), server(), "$qSupported:swbreak+#00");
+    startWithRequest(std::make_unique<FrameScreen>(), "$qSupported:swbreak+#00");
     ASSERT_TRUE(server().sendRaw("$PacketSize=4000"));
     EXPECT_TRUE(gdb().quietFor(50));
     ASSERT_TRUE(server().sendRaw("#00"));
     EXPECT_EQ("$PacketSize=4000#00", gdb().nextRaw());
-    gdb().close();
-    EXPECT_TRUE(finishLoop().first);
+    closeGdb();
     EXPECT_EQ(
         (std::vector<std::string>{"GDB Client $qSupported:swbreak+#00", "GDB Server $PacketSize=4000#00"}),
         proxy.seen);
@@ -665,12 +635,9 @@ TEST_F(RspProxyIntegration, APacketBehindStrayBytesInOneReadIsHandledAtOnceAndTh
     EXPECT_EQ("$qC#b4", server().nextRaw(500));
     ASSERT_TRUE(server().sendRaw("\r\n$QC1#c5"));
     EXPECT_EQ("$QC1#c5", gdb().nextRaw(500));
-    gdb().close();
-    auto [result, log] = finishLoop();
-    EXPECT_TRUE(result);
     EXPECT_EQ("Skipped 4 stray bytes from GDB Client\n"
               "Skipped 2 stray bytes from GDB Server\n"
               "Lost connection to GDB Client\n",
-              log);
+              closeGdb());
     EXPECT_EQ((std::vector<std::string>{"GDB Client $qC#b4", "GDB Server $QC1#c5"}), proxy.seen);
 }

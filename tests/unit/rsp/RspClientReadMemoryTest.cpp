@@ -20,7 +20,17 @@ protected:
     }
     FakeRspPeer& server() { return *pair.peer; }
     RspClient& endpoint() { return *pair.endpoint; }
+    void useCache() { endpoint().setMemoryCache(&cache); }
 
+    // Prefetches the three words at 0x2000, then reads the one at address.
+    void expectWordAfterPrefetch(unsigned int address, unsigned int expected) {
+        endpoint().prefetchMemory(0x2000, 12);
+        unsigned int value = 0;
+        EXPECT_TRUE(endpoint().readMemory(address, value));
+        EXPECT_EQ(expected, value);
+    }
+
+    StopMemoryCache cache;
     PeeredEndpoint pair;
 };
 
@@ -145,12 +155,9 @@ TEST_F(RspClientReadMemoryIntegration, AFailedPieceFailsTheWholeRead) {
 
 TEST_F(RspClientReadMemoryIntegration, WithACacheAPrefetchedStructureAnswersItsMembers) {
     server().serve(FakeRspPeer::replies({{"m2000,c", "010000000200000003000000"}}));
-    StopMemoryCache cache;
-    endpoint().setMemoryCache(&cache);
-    endpoint().prefetchMemory(0x2000, 12);
+    useCache();
+    expectWordAfterPrefetch(0x2008, 3u);
     unsigned int value = 0;
-    EXPECT_TRUE(endpoint().readMemory(0x2008, value));
-    EXPECT_EQ(3u, value);
     EXPECT_TRUE(endpoint().readMemory(0x2000, value));
     EXPECT_EQ(1u, value);
     EXPECT_EQ(std::vector<std::string>({"$m2000,c#be"}), server().receivedLog());
@@ -158,33 +165,22 @@ TEST_F(RspClientReadMemoryIntegration, WithACacheAPrefetchedStructureAnswersItsM
 
 TEST_F(RspClientReadMemoryIntegration, WithoutACacheAPrefetchReadsNothing) {
     server().serve(FakeRspPeer::replies({{"m2000,c", "010000000200000003000000"}, {"m2008,4", "03000000"}}));
-    endpoint().prefetchMemory(0x2000, 12);
-    unsigned int value = 0;
-    EXPECT_TRUE(endpoint().readMemory(0x2008, value));
-    EXPECT_EQ(3u, value);
+    expectWordAfterPrefetch(0x2008, 3u);
     EXPECT_EQ(std::vector<std::string>({"$m2008,4#97"}), server().receivedLog());
 }
 
 // A structure that reaches into memory the server refuses: the fetch fails, and each value is read alone.
 TEST_F(RspClientReadMemoryIntegration, ARefusedPrefetchFallsBackToTheExactRead) {
     server().serve(FakeRspPeer::replies({{"m2000,c", "E01"}, {"m2004,4", "02000000"}}));
-    StopMemoryCache cache;
-    endpoint().setMemoryCache(&cache);
-    endpoint().prefetchMemory(0x2000, 12);
-    unsigned int value = 0;
-    EXPECT_TRUE(endpoint().readMemory(0x2004, value));
-    EXPECT_EQ(2u, value);
+    useCache();
+    expectWordAfterPrefetch(0x2004, 2u);
     EXPECT_EQ(std::vector<std::string>({"$m2000,c#be", "$m2004,4#93"}), server().receivedLog());
 }
 
 TEST_F(RspClientReadMemoryIntegration, AShortPrefetchFallsBackToTheExactRead) {
     server().serve(FakeRspPeer::replies({{"m2000,c", "0100000002"}, {"m2004,4", "02000000"}}));
-    StopMemoryCache cache;
-    endpoint().setMemoryCache(&cache);
-    endpoint().prefetchMemory(0x2000, 12);
-    unsigned int value = 0;
-    EXPECT_TRUE(endpoint().readMemory(0x2004, value));
-    EXPECT_EQ(2u, value);
+    useCache();
+    expectWordAfterPrefetch(0x2004, 2u);
     EXPECT_EQ(std::vector<std::string>({"$m2000,c#be", "$m2004,4#93"}), server().receivedLog());
 }
 
@@ -199,8 +195,7 @@ TEST_F(RspClientReadMemoryIntegration, ALengthNoTargetHoldsIsRefusedUnread) {
 // A register written into a switched-out task's frame: the next read of that memory asks the server again.
 TEST_F(RspClientReadMemoryIntegration, AWriteClearsTheCacheBeforeItGoesOut) {
     server().serve(FakeRspPeer::replies({{"m3000,4", "07000000"}, {"M3000,4:09000000", "OK"}}));
-    StopMemoryCache cache;
-    endpoint().setMemoryCache(&cache);
+    useCache();
     unsigned int value = 0;
     EXPECT_TRUE(endpoint().readMemory(0x3000, value));
     EXPECT_TRUE(endpoint().writeMemory(0x3000, "09000000"));
@@ -217,8 +212,7 @@ TEST_F(RspClientReadMemoryIntegration, AWriteTheServerRefusesFails) {
 
 TEST_F(RspClientReadMemoryIntegration, AValueReadOnceIsNotReadAgainWhileTheCacheLasts) {
     server().serve(FakeRspPeer::replies({{"m3000,4", "07000000"}}));
-    StopMemoryCache cache;
-    endpoint().setMemoryCache(&cache);
+    useCache();
     unsigned int value = 0;
     EXPECT_TRUE(endpoint().readMemory(0x3000, value));
     std::vector<unsigned char> data;

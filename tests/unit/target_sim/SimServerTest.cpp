@@ -5,8 +5,11 @@
 #include <cstdio>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <string>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 using targetsim::SimConfig;
 using targetsim::SimServer;
@@ -71,6 +74,17 @@ struct Running {
     SimServer server;
     bool started = false;
 };
+
+// What GDB sends, and the exact bytes that must answer it.
+using Turns = std::vector<std::pair<std::string, std::string>>;
+
+void converse(Peer& gdb, const Turns& turns) {
+    for (const auto& [sent, reply] : turns) {
+        SCOPED_TRACE(sent);
+        gdb.send(sent);
+        EXPECT_EQ(reply, gdb.receive(reply.size()));
+    }
+}
 } // namespace
 
 TEST(SimServerIntegration, AcknowledgesUntilNoAckModeIsAgreed) {
@@ -78,27 +92,18 @@ TEST(SimServerIntegration, AcknowledgesUntilNoAckModeIsAgreed) {
     ASSERT_TRUE(sim.started);
     Peer gdb(sim.server.getPort());
     ASSERT_TRUE(gdb.connected);
-    std::string supported = frame("PacketSize=4000;QStartNoAckMode+;qXfer:features:read+");
-    gdb.send(frame("qSupported:swbreak+"));
-    EXPECT_EQ("+" + supported, gdb.receive(1 + supported.size()));
-    gdb.send("+" + frame("QStartNoAckMode"));
-    EXPECT_EQ("+$OK#9a", gdb.receive(7));
-    gdb.send("+" + frame("m20000000,4"));
-    EXPECT_EQ("$00000000#80", gdb.receive(12));
-    gdb.send(frame("qC"));
-    EXPECT_EQ("$QC1#c5", gdb.receive(7));
+    converse(gdb, {{frame("qSupported:swbreak+"),
+                    "+" + frame("PacketSize=4000;QStartNoAckMode+;qXfer:features:read+")},
+                   {"+" + frame("QStartNoAckMode"), "+$OK#9a"},
+                   {"+" + frame("m20000000,4"), "$00000000#80"},
+                   {frame("qC"), "$QC1#c5"}});
 }
 
 TEST(SimServerIntegration, BadChecksumIsRefusedAndMinusRepeatsTheLastReply) {
     Running sim;
     ASSERT_TRUE(sim.started);
     Peer gdb(sim.server.getPort());
-    gdb.send("$qC#00");
-    EXPECT_EQ("-", gdb.receive(1));
-    gdb.send(frame("qC"));
-    EXPECT_EQ("+$QC1#c5", gdb.receive(8));
-    gdb.send("-");
-    EXPECT_EQ("$QC1#c5", gdb.receive(7));
+    converse(gdb, {{"$qC#00", "-"}, {frame("qC"), "+$QC1#c5"}, {"-", "$QC1#c5"}});
 }
 
 TEST(SimServerIntegration, FramesSplitAndJoinedAndInterruptsIgnored) {
@@ -117,10 +122,7 @@ TEST(SimServerIntegration, KeptAckModeRefusesNoAckMode) {
     Running sim(config);
     ASSERT_TRUE(sim.started);
     Peer gdb(sim.server.getPort());
-    gdb.send(frame("QStartNoAckMode"));
-    EXPECT_EQ("+$#00", gdb.receive(5));
-    gdb.send("+" + frame("qC"));
-    EXPECT_EQ("+$QC1#c5", gdb.receive(8));
+    converse(gdb, {{frame("QStartNoAckMode"), "+$#00"}, {"+" + frame("qC"), "+$QC1#c5"}});
 }
 
 TEST(SimServerIntegration, ClosesAfterTheConfiguredNumberOfPackets) {
@@ -129,10 +131,7 @@ TEST(SimServerIntegration, ClosesAfterTheConfiguredNumberOfPackets) {
     Running sim(config);
     ASSERT_TRUE(sim.started);
     Peer gdb(sim.server.getPort());
-    gdb.send(frame("QStartNoAckMode"));
-    EXPECT_EQ("+$OK#9a", gdb.receive(7));
-    gdb.send(frame("qC"));
-    EXPECT_EQ("$QC1#c5", gdb.receive(7));
+    converse(gdb, {{frame("QStartNoAckMode"), "+$OK#9a"}, {frame("qC"), "$QC1#c5"}});
     EXPECT_TRUE(gdb.closedByServer());
 }
 
@@ -140,8 +139,7 @@ TEST(SimServerIntegration, DetachAnswersThenCloses) {
     Running sim;
     ASSERT_TRUE(sim.started);
     Peer gdb(sim.server.getPort());
-    gdb.send(frame("D"));
-    EXPECT_EQ("+$OK#9a", gdb.receive(7));
+    converse(gdb, {{frame("D"), "+$OK#9a"}});
     EXPECT_TRUE(gdb.closedByServer());
 }
 
@@ -149,8 +147,7 @@ TEST(SimServerIntegration, KillClosesWithoutReply) {
     Running sim;
     ASSERT_TRUE(sim.started);
     Peer gdb(sim.server.getPort());
-    gdb.send(frame("k"));
-    EXPECT_EQ("+", gdb.receive(1));
+    converse(gdb, {{frame("k"), "+"}});
     EXPECT_TRUE(gdb.closedByServer());
 }
 
@@ -159,10 +156,8 @@ TEST(SimServerIntegration, ConnectionsFollowOneAnotherAndCountersAccumulate) {
     ASSERT_TRUE(sim.started);
     for (int round = 0; round < 2; round++) {
         Peer gdb(sim.server.getPort());
-        gdb.send(frame("m20000000,2") + frame("m20000002,2"));
-        EXPECT_EQ("+$0000#c0+$0000#c0", gdb.receive(18));
-        gdb.send(frame("D"));
-        EXPECT_EQ("+$OK#9a", gdb.receive(7));
+        converse(gdb, {{frame("m20000000,2") + frame("m20000002,2"), "+$0000#c0+$0000#c0"},
+                       {frame("D"), "+$OK#9a"}});
         EXPECT_TRUE(gdb.closedByServer());
     }
     EXPECT_EQ(2u, sim.server.getConnections());
@@ -175,8 +170,7 @@ TEST(SimServerIntegration, StopEndsAnIdleSessionPromptly) {
     Running sim;
     ASSERT_TRUE(sim.started);
     Peer gdb(sim.server.getPort());
-    gdb.send(frame("qC"));
-    EXPECT_EQ("+$QC1#c5", gdb.receive(8));
+    converse(gdb, {{frame("qC"), "+$QC1#c5"}});
     auto start = std::chrono::steady_clock::now();
     sim.server.stop();
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
@@ -187,13 +181,9 @@ TEST(SimServerIntegration, SnapshotsLaidWhileServingAreSeenAtOnce) {
     Running sim;
     ASSERT_TRUE(sim.started);
     Peer gdb(sim.server.getPort());
-    gdb.send(frame("QStartNoAckMode"));
-    EXPECT_EQ("+$OK#9a", gdb.receive(7));
-    gdb.send(frame("m20001000,2"));
-    EXPECT_EQ("$E01#a6", gdb.receive(7));
+    converse(gdb, {{frame("QStartNoAckMode"), "+$OK#9a"}, {frame("m20001000,2"), "$E01#a6"}});
     ASSERT_TRUE(sim.target.loadMemory(0x20001000, {0xab, 0xcd}));
-    gdb.send(frame("m20001000,2"));
-    EXPECT_EQ("$abcd#8a", gdb.receive(8));
+    converse(gdb, {{frame("m20001000,2"), "$abcd#8a"}});
 }
 
 TEST(SimServerIntegration, APortInUseIsReported) {
