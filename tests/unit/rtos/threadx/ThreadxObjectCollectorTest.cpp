@@ -2,6 +2,7 @@
 #include "rtos/threadx/ThreadxObjectView.h"
 
 #include "TestPaths.h"
+#include "ThreadxNodeText.h"
 #include "ThreadxTestKernel.h"
 #include "ThreadxTestLog.h"
 #include "debuginfo/SymbolTable.h"
@@ -10,8 +11,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <functional>
 
 namespace {
+
+using threadxtext::hex8;
 
 using Collect = ThreadxObjectKinds::Kind;
 
@@ -26,12 +30,6 @@ std::vector<std::string> objectsOf(const KernelInfoNode& out) {
         objects.push_back(text);
     }
     return objects;
-}
-
-std::string hex8(std::uint32_t value) {
-    char text[16];
-    snprintf(text, sizeof(text), "0x%08x", value);
-    return text;
 }
 
 class ThreadxObjectCollectorIntegration : public ::testing::Test {
@@ -127,23 +125,6 @@ TEST_F(ThreadxObjectCollectorIntegration, EmptyListIsAnEmptySection) {
     }
 }
 
-TEST_F(ThreadxObjectCollectorIntegration, HeadSymbolThatGdbDidNotResolve) {
-    ThreadxTestKernel kernel("threadx_edges.elf");
-    ASSERT_TRUE(kernel.ok());
-    KernelInfoNode out;
-    EXPECT_FALSE(collect(kernel, ThreadxObjectKinds::BYTE_POOLS, out));
-    EXPECT_EQ(0u, kernel.reads());
-}
-
-TEST_F(ThreadxObjectCollectorIntegration, UnreadableHead) {
-    ThreadxTestKernel kernel("threadx_state.elf");
-    ASSERT_TRUE(kernel.ok());
-    kernel.failReads(kernel.address("_tx_queue_created_ptr"), 4);
-    KernelInfoNode out;
-    EXPECT_FALSE(collect(kernel, ThreadxObjectKinds::QUEUES, out));
-    EXPECT_EQ(1u, kernel.reads());
-}
-
 TEST_F(ThreadxObjectCollectorIntegration, TenObjectsAndAFailedTenthLink) {
     ThreadxTestKernel kernel("threadx_edges.elf");
     ASSERT_TRUE(kernel.ok());
@@ -163,14 +144,32 @@ TEST_F(ThreadxObjectCollectorIntegration, TenObjectsAndAFailedTenthLink) {
     EXPECT_EQ(9u, failed.getChildNodes().size());
 }
 
-TEST_F(ThreadxObjectCollectorIntegration, MissingLayoutFailsTheWalk) {
-    ThreadxTestKernel kernel("threadx_state.elf");
-    ASSERT_TRUE(kernel.ok());
-    kernel.kernel().resolveStructures({"TX_THREAD_STRUCT"});
-    KernelInfoNode out;
-    EXPECT_FALSE(collect(kernel, ThreadxObjectKinds::SEMAPHORES, out));
-    EXPECT_TRUE(out.getChildNodes().empty());
-    EXPECT_EQ(1u, kernel.reads());
+// Walks that fail before their first object: an empty node, after the reads it took to know.
+TEST_F(ThreadxObjectCollectorIntegration, WalksThatFailAtTheHead) {
+    struct Case {
+        const char* what;
+        const char* program;
+        Collect collector;
+        std::function<void(ThreadxTestKernel&)> spoil;
+        unsigned int reads;
+    };
+    const Case cases[] = {
+        {"head symbol that GDB did not resolve", "threadx_edges.elf", ThreadxObjectKinds::BYTE_POOLS,
+         [](ThreadxTestKernel&) {}, 0},
+        {"unreadable head", "threadx_state.elf", ThreadxObjectKinds::QUEUES,
+         [](ThreadxTestKernel& kernel) { kernel.failReads(kernel.address("_tx_queue_created_ptr"), 4); }, 1},
+        {"missing layout", "threadx_state.elf", ThreadxObjectKinds::SEMAPHORES,
+         [](ThreadxTestKernel& kernel) { kernel.kernel().resolveStructures({"TX_THREAD_STRUCT"}); }, 1},
+    };
+    for (const Case& each : cases) {
+        ThreadxTestKernel kernel(each.program);
+        ASSERT_TRUE(kernel.ok()) << each.what;
+        each.spoil(kernel);
+        KernelInfoNode out;
+        EXPECT_FALSE(collect(kernel, each.collector, out)) << each.what;
+        EXPECT_TRUE(out.getChildNodes().empty()) << each.what;
+        EXPECT_EQ(each.reads, kernel.reads()) << each.what;
+    }
 }
 
 TEST_F(ThreadxObjectCollectorIntegration, TimerWithoutTheInternalLayoutShowsOnlyItsName) {
