@@ -2,10 +2,10 @@
 #include "rtos/threadx/ThreadxObjectView.h"
 
 #include "TestPaths.h"
+#include "ThreadxEdgesProgram.h"
 #include "ThreadxNodeText.h"
 #include "ThreadxTestKernel.h"
 #include "ThreadxTestLog.h"
-#include "debuginfo/SymbolTable.h"
 #include "rtos/KernelInfoNode.h"
 
 #include <gtest/gtest.h>
@@ -133,11 +133,7 @@ TEST_F(ThreadxObjectCollectorIntegration, TenObjectsAndAFailedTenthLink) {
     ASSERT_EQ(10u, out.getChildNodes().size());
     EXPECT_EQ("EventFlag: Name=flags 9; Flags=0x00000009; Suspended=;", objectsOf(out)[9]);
 
-    StructInfo group;
-    ASSERT_TRUE(SymbolTable::getInstance().lookupStruct("TX_EVENT_FLAGS_GROUP_STRUCT", group));
-    kernel.failReads(kernel.memberAddress(kernel.address("flag_ring") + 9 * group.getSize(),
-                                          "TX_EVENT_FLAGS_GROUP_STRUCT", "tx_event_flags_group_created_next"),
-                     4);
+    kernel.failReads(threadxedges::tenthFlagGroupLink(kernel), 4);
     KernelInfoNode failed;
     EXPECT_FALSE(collect(kernel, ThreadxObjectKinds::EVENT_FLAGS, failed));
     // What was walked stays in the node; the caller drops it.
@@ -243,12 +239,10 @@ TEST_F(ThreadxObjectCollectorIntegration, RingLongerThanItsCountIsCutPastTheCoun
     ThreadxTestKernel kernel("threadx_edges.elf");
     ASSERT_TRUE(kernel.ok());
     kernel.writeWord(kernel.address("_tx_event_flags_created_count"), 3);
-    StructInfo group;
-    ASSERT_TRUE(SymbolTable::getInstance().lookupStruct("TX_EVENT_FLAGS_GROUP_STRUCT", group));
     KernelInfoNode out;
     EXPECT_TRUE(collect(kernel, ThreadxObjectKinds::EVENT_FLAGS, out,
                         "Walk of the created list _tx_event_flags_created_ptr cut short at " +
-                            hex8(kernel.address("flag_ring") + 7 * group.getSize()) +
+                            hex8(threadxedges::flagGroup(kernel, 7)) +
                             ": more links than the list can hold.\n"));
     ASSERT_EQ(7u, out.getChildNodes().size());
     EXPECT_EQ("EventFlag: Name=flags 6; Flags=0x00000006; Suspended=;", objectsOf(out)[6]);

@@ -1,10 +1,10 @@
 #include "rtos/threadx/ThreadxRtosDriver.h"
 
 #include "SourceFile.h"
+#include "ThreadxEdgesProgram.h"
 #include "ThreadxNodeText.h"
 #include "ThreadxTestKernel.h"
 #include "ThreadxTestLog.h"
-#include "debuginfo/SymbolTable.h"
 #include "rtos/KernelInfoNode.h"
 
 #include <gtest/gtest.h>
@@ -177,12 +177,7 @@ TEST(ThreadxStateIntegration, NoThreadCreated) {
 TEST(ThreadxStateIntegration, FailedObjectWalkLeavesOnlyItsSectionOut) {
     ThreadxTestKernel kernel("threadx_edges.elf");
     ASSERT_TRUE(kernel.ok());
-    // The tenth group's next link: nine good groups, then the walk fails.
-    StructInfo group;
-    ASSERT_TRUE(SymbolTable::getInstance().lookupStruct("TX_EVENT_FLAGS_GROUP_STRUCT", group));
-    kernel.failReads(kernel.memberAddress(kernel.address("flag_ring") + 9 * group.getSize(),
-                                          "TX_EVENT_FLAGS_GROUP_STRUCT", "tx_event_flags_group_created_next"),
-                     4);
+    kernel.failReads(threadxedges::tenthFlagGroupLink(kernel), 4);
     KernelInfoNode out;
     ASSERT_TRUE(kernel.driver().runCommand(kernel.server(), {"state"}, out));
     EXPECT_EQ((std::vector<std::string>{"Driver", "Kernel state", "Stack usage", "Thread List", "Semaphores",
