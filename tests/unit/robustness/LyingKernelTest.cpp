@@ -4,10 +4,10 @@
 // count; a ThreadX ring at its head, at a link seen before or past the kernel's count and a margin; and
 // either after 10,000 links whatever the count says.
 #include "FaultyServer.h"
-#include "base/NumberCodec.h"
 #include "KernelSession.h"
 #include "RobustnessSteps.h"
 #include "RspFrame.h"
+#include "base/NumberCodec.h"
 #include "base/StringUtil.h"
 
 #include <gtest/gtest.h>
@@ -30,6 +30,27 @@ std::size_t countOf(const std::string& text, const std::string& part) {
     }
     return count;
 }
+
+// GDB leaves and the session ends, having logged nothing but the warnings expected before that.
+void expectEndAfter(KernelSession& session, const std::string& warnings = "") {
+    EXPECT_TRUE(session.finish());
+    EXPECT_EQ(warnings + kLostGdb, session.log());
+}
+
+// The warning of a ThreadX created list cut at the thread at.
+std::string createdListCut(std::uint32_t at, const std::string& why) {
+    return "Walk of the created thread list cut short at " + StringUtil::to_string(at, 16, 8) + ": " + why +
+           "\n";
+}
+
+// A ThreadX program behind a server whose memory the test falsifies.
+struct ThreadxRig {
+    ThreadxRig(const char* program, const char* variant, const std::vector<std::string>& options = {})
+        : target(program),
+          session(target, "threadx", variant, program, KernelSession::kDefaultLogLevel, options) {}
+    FaultyServer target;
+    KernelSession session;
+};
 
 class LyingFreertosIntegration : public ::testing::Test {
 protected:
@@ -121,8 +142,7 @@ TEST_F(LyingFreertosIntegration, CountOfFourBillionEndsAtANullLink) {
     EXPECT_EQ(runningStop(), session.stop("T05thread:1;"));
     EXPECT_EQ(plainReads, target.memoryReads() - before);
     EXPECT_EQ(ids, session.ask("qfThreadInfo"));
-    EXPECT_TRUE(session.finish());
-    EXPECT_EQ(kLostGdb, session.log());
+    expectEndAfter(session);
 }
 
 // A count of four billion over list items whose links never repeat (each word of the RAM from base on holds
@@ -172,8 +192,7 @@ TEST_F(LyingFreertosIntegration, NameWithoutATerminatorIsCut) {
     EXPECT_EQ(runningStop(), session.stop("T05thread:1;"));
     EXPECT_EQ(NumberCodec::encodeHex(std::string(19, 'N')),
               session.ask("qThreadExtraInfo," + hexId(tcb("xSleeperTCB"))));
-    EXPECT_TRUE(session.finish());
-    EXPECT_EQ(kLostGdb, session.log());
+    expectEndAfter(session);
 }
 
 // A name with XML's special characters and the frame's own bytes: the document escapes the first as
@@ -220,44 +239,38 @@ TEST_F(LyingFreertosIntegration, StackPointerIntoUnmappedMemoryGivesE01) {
 // The walk is cut at the thread seen before, with one warning, and GDB gets every thread once, at the cost
 // of the plain walk.
 TEST(LyingThreadxIntegration, CreatedListThatNeverReturnsToItsHeadIsCutAtAThreadSeenBefore) {
-    FaultyServer target(kThreadx);
-    KernelSession session(target, "threadx", "cortex_m4", kThreadx);
-    ASSERT_TRUE(session.startAtKernel());
-    unsigned before = target.memoryReads();
-    const std::string stop = session.stop("T05thread:1;");
-    const unsigned plainReads = target.memoryReads() - before;
-    const std::string ids = session.ask("qfThreadInfo");
-    target.writeWord(
-        KernelSession::member("TX_THREAD_STRUCT", session.address("thread_paused"), "tx_thread_created_next"),
-        session.address("thread_sensor"));
-    before = target.memoryReads();
-    EXPECT_EQ(stop, session.stop("T05thread:1;"));
-    EXPECT_EQ(plainReads, target.memoryReads() - before);
-    EXPECT_EQ(ids, session.ask("qfThreadInfo"));
-    EXPECT_TRUE(session.finish());
-    EXPECT_EQ("Walk of the created thread list cut short at " +
-                  StringUtil::to_string(session.address("thread_sensor"), 16, 8) + ": a link seen before.\n" +
-                  kLostGdb,
-              session.log());
+    ThreadxRig rig(kThreadx, "cortex_m4");
+    ASSERT_TRUE(rig.session.startAtKernel());
+    unsigned before = rig.target.memoryReads();
+    const std::string stop = rig.session.stop("T05thread:1;");
+    const unsigned plainReads = rig.target.memoryReads() - before;
+    const std::string ids = rig.session.ask("qfThreadInfo");
+    rig.target.writeWord(KernelSession::member("TX_THREAD_STRUCT", rig.session.address("thread_paused"),
+                                               "tx_thread_created_next"),
+                         rig.session.address("thread_sensor"));
+    before = rig.target.memoryReads();
+    EXPECT_EQ(stop, rig.session.stop("T05thread:1;"));
+    EXPECT_EQ(plainReads, rig.target.memoryReads() - before);
+    EXPECT_EQ(ids, rig.session.ask("qfThreadInfo"));
+    expectEndAfter(rig.session, createdListCut(rig.session.address("thread_sensor"), "a link seen before."));
 }
 
 // A ThreadX name pointer into a stack full of the fill byte: 19 bytes of 0xef, each written by the
 // signed hexadecimal form as eight digits.
 TEST(LyingThreadxIntegration, NameWithoutATerminatorIsCut) {
-    FaultyServer target(kThreadx);
-    KernelSession session(target, "threadx", "cortex_m4", kThreadx);
-    ASSERT_TRUE(session.startAtKernel());
-    std::uint32_t sensor = session.address("thread_sensor");
-    target.writeWord(KernelSession::member("TX_THREAD_STRUCT", sensor, "tx_thread_name"),
-                     session.address("stack_sensor"));
-    EXPECT_EQ("T05thread:" + hexId(session.address("thread_main")) + ";", session.stop("T05thread:1;"));
+    ThreadxRig rig(kThreadx, "cortex_m4");
+    ASSERT_TRUE(rig.session.startAtKernel());
+    std::uint32_t sensor = rig.session.address("thread_sensor");
+    rig.target.writeWord(KernelSession::member("TX_THREAD_STRUCT", sensor, "tx_thread_name"),
+                         rig.session.address("stack_sensor"));
+    EXPECT_EQ("T05thread:" + hexId(rig.session.address("thread_main")) + ";",
+              rig.session.stop("T05thread:1;"));
     std::string expected;
     for (int i = 0; i < 19; ++i) {
         expected += "ffffffef";
     }
-    EXPECT_EQ(expected, session.ask("qThreadExtraInfo," + hexId(sensor)));
-    EXPECT_TRUE(session.finish());
-    EXPECT_EQ(kLostGdb, session.log());
+    EXPECT_EQ(expected, rig.session.ask("qThreadExtraInfo," + hexId(sensor)));
+    expectEndAfter(rig.session);
 }
 
 // A stack larger than one reply can carry: its fill is read in pieces of 4 KB, what the proxy asks at most
@@ -265,25 +278,22 @@ TEST(LyingThreadxIntegration, NameWithoutATerminatorIsCut) {
 // at its low end, all above them in use. The size changes behind the proxy's back, so every value is read
 // anew.
 TEST(LyingThreadxIntegration, StackLargerThanOneReplyIsReadInPieces) {
-    FaultyServer target(kThreadx);
-    KernelSession session(target, "threadx", "cortex_m4", kThreadx, KernelSession::kDefaultLogLevel,
-                          KernelSession::exactReads());
-    ASSERT_TRUE(session.ready());
-    session.negotiate();
-    std::string whole = session.monitor("rtos -t state");
+    ThreadxRig rig(kThreadx, "cortex_m4", KernelSession::exactReads());
+    ASSERT_TRUE(rig.session.ready());
+    rig.session.negotiate();
+    std::string whole = rig.session.monitor("rtos -t state");
     const std::string figure = "924B/1024B (90.2%)\n";
     ASSERT_EQ(2u, countOf(whole, figure));
-    target.writeWord(
-        KernelSession::member("TX_THREAD_STRUCT", session.address("thread_main"), "tx_thread_stack_size"),
+    rig.target.writeWord(
+        KernelSession::member("TX_THREAD_STRUCT", rig.session.address("thread_main"), "tx_thread_stack_size"),
         16384);
     std::string expected = whole;
     for (std::string::size_type at = expected.find(figure); at != std::string::npos;
          at = expected.find(figure)) {
         expected.replace(at, figure.size(), "16284B/16384B (99.4%)\n");
     }
-    EXPECT_EQ(expected, session.monitor("rtos -t state"));
-    EXPECT_TRUE(session.finish());
-    EXPECT_EQ(kLostGdb, session.log());
+    EXPECT_EQ(expected, rig.session.monitor("rtos -t state"));
+    expectEndAfter(rig.session);
 }
 
 // A count of four billion over a created ring whose links never repeat (threads that overlap, each four
@@ -291,84 +301,73 @@ TEST(LyingThreadxIntegration, StackLargerThanOneReplyIsReadInPieces) {
 // refuses a read: the walk stops at 10,000 threads with one warning, four reads a thread more than the
 // plain walk of one thread, and GDB gets the stop and every thread read up to the cut.
 TEST(LyingThreadxIntegration, CountOfFourBillionOverARingThatNeverRepeatsStopsAtTheHardCap) {
-    FaultyServer target(kThreadxEdges);
-    KernelSession session(target, "threadx", "cortex_m3", kThreadxEdges, KernelSession::kDefaultLogLevel,
-                          KernelSession::exactReads());
-    ASSERT_TRUE(session.startAtKernel());
+    ThreadxRig rig(kThreadxEdges, "cortex_m3", KernelSession::exactReads());
+    ASSERT_TRUE(rig.session.startAtKernel());
     // The scheduler runs the program's one thread.
-    const std::uint32_t lonely = session.address("lonely");
-    target.writeWord(session.address("_tx_thread_system_state"), 0);
-    target.writeWord(session.address("_tx_thread_current_ptr"), lonely);
-    unsigned before = target.memoryReads();
-    EXPECT_EQ("T05thread:" + hexId(lonely) + ";", session.stop("T05thread:1;"));
-    const unsigned plainReads = target.memoryReads() - before;
-    EXPECT_EQ("m" + hexId(lonely), session.ask("qfThreadInfo"));
+    const std::uint32_t lonely = rig.session.address("lonely");
+    rig.target.writeWord(rig.session.address("_tx_thread_system_state"), 0);
+    rig.target.writeWord(rig.session.address("_tx_thread_current_ptr"), lonely);
+    unsigned before = rig.target.memoryReads();
+    EXPECT_EQ("T05thread:" + hexId(lonely) + ";", rig.session.stop("T05thread:1;"));
+    const unsigned plainReads = rig.target.memoryReads() - before;
+    EXPECT_EQ("m" + hexId(lonely), rig.session.ask("qfThreadInfo"));
 
     const std::uint32_t base = 0x20010000;
     const std::uint32_t link = KernelSession::member("TX_THREAD_STRUCT", base, "tx_thread_created_next");
     for (std::uint32_t i = 0; i < 10100; ++i) {
-        target.writeWord(link + 4 * i, base + 4 * (i + 1));
+        rig.target.writeWord(link + 4 * i, base + 4 * (i + 1));
     }
-    target.writeWord(session.address("_tx_thread_current_ptr"), base);
-    target.writeWord(session.address("_tx_thread_created_ptr"), base);
-    target.writeWord(session.address("_tx_thread_created_count"), 0xffffffffu);
-    before = target.memoryReads();
-    session.server().sendPacket("T05thread:1;");
+    rig.target.writeWord(rig.session.address("_tx_thread_current_ptr"), base);
+    rig.target.writeWord(rig.session.address("_tx_thread_created_ptr"), base);
+    rig.target.writeWord(rig.session.address("_tx_thread_created_count"), 0xffffffffu);
+    before = rig.target.memoryReads();
+    rig.session.server().sendPacket("T05thread:1;");
     // Seconds, not the two a plain stop may take.
-    EXPECT_EQ("T05thread:" + hexId(base) + ";", session.gdb().nextPayload(60000));
-    EXPECT_EQ(plainReads + 4u * 9999u, target.memoryReads() - before);
+    EXPECT_EQ("T05thread:" + hexId(base) + ";", rig.session.gdb().nextPayload(60000));
+    EXPECT_EQ(plainReads + 4u * 9999u, rig.target.memoryReads() - before);
     std::string ids = "m" + hexId(base);
     for (std::uint32_t i = 1; i < 10000; ++i) {
         ids += "," + hexId(base + 4 * i);
     }
-    EXPECT_EQ(ids, session.ask("qfThreadInfo"));
-    EXPECT_EQ("l", session.ask("qsThreadInfo"));
-    EXPECT_TRUE(session.finish());
-    EXPECT_EQ("Walk of the created thread list cut short at " +
-                  StringUtil::to_string(base + 4 * 10000, 16, 8) + ": more links than the list can hold.\n" +
-                  kLostGdb,
-              session.log());
+    EXPECT_EQ(ids, rig.session.ask("qfThreadInfo"));
+    EXPECT_EQ("l", rig.session.ask("qsThreadInfo"));
+    expectEndAfter(rig.session, createdListCut(base + 4 * 10000, "more links than the list can hold."));
 }
 
 // The kernel's count bounds the ring: nine threads linked in a whole ring under a count of two give the
 // count and the margin of four, six threads, and one warning; the reads of six threads, no more.
 TEST(LyingThreadxIntegration, RingLongerThanItsCountIsCutPastTheCountAndMargin) {
-    FaultyServer target(kThreadxEdges);
-    KernelSession session(target, "threadx", "cortex_m3", kThreadxEdges, KernelSession::kDefaultLogLevel,
-                          KernelSession::exactReads());
-    ASSERT_TRUE(session.startAtKernel());
+    ThreadxRig rig(kThreadxEdges, "cortex_m3", KernelSession::exactReads());
+    ASSERT_TRUE(rig.session.startAtKernel());
     const char* const threads[] = {"lonely",   "cycle_a",  "cycle_b",       "cycle_c",       "waiter_x",
                                    "waiter_y", "waiter_z", "first_in_line", "second_in_line"};
     for (std::size_t i = 0; i < 9; ++i) {
-        target.writeWord(
-            KernelSession::member("TX_THREAD_STRUCT", session.address(threads[i]), "tx_thread_created_next"),
-            session.address(threads[(i + 1) % 9]));
+        rig.target.writeWord(KernelSession::member("TX_THREAD_STRUCT", rig.session.address(threads[i]),
+                                                   "tx_thread_created_next"),
+                             rig.session.address(threads[(i + 1) % 9]));
     }
-    const std::uint32_t lonely = session.address("lonely");
-    target.writeWord(session.address("_tx_thread_system_state"), 0);
-    target.writeWord(session.address("_tx_thread_current_ptr"), lonely);
-    target.writeWord(session.address("_tx_thread_created_count"), 9);
-    unsigned before = target.memoryReads();
-    EXPECT_EQ("T05thread:" + hexId(lonely) + ";", session.stop("T05thread:1;"));
-    const unsigned wholeReads = target.memoryReads() - before;
+    const std::uint32_t lonely = rig.session.address("lonely");
+    rig.target.writeWord(rig.session.address("_tx_thread_system_state"), 0);
+    rig.target.writeWord(rig.session.address("_tx_thread_current_ptr"), lonely);
+    rig.target.writeWord(rig.session.address("_tx_thread_created_count"), 9);
+    unsigned before = rig.target.memoryReads();
+    EXPECT_EQ("T05thread:" + hexId(lonely) + ";", rig.session.stop("T05thread:1;"));
+    const unsigned wholeReads = rig.target.memoryReads() - before;
     std::string ids = "m" + hexId(lonely);
     for (std::size_t i = 1; i < 9; ++i) {
-        ids += "," + hexId(session.address(threads[i]));
+        ids += "," + hexId(rig.session.address(threads[i]));
     }
-    EXPECT_EQ(ids, session.ask("qfThreadInfo"));
+    EXPECT_EQ(ids, rig.session.ask("qfThreadInfo"));
 
-    target.writeWord(session.address("_tx_thread_created_count"), 2);
-    before = target.memoryReads();
-    EXPECT_EQ("T05thread:" + hexId(lonely) + ";", session.stop("T05thread:1;"));
-    EXPECT_EQ(wholeReads - 3u * 4u, target.memoryReads() - before);
+    rig.target.writeWord(rig.session.address("_tx_thread_created_count"), 2);
+    before = rig.target.memoryReads();
+    EXPECT_EQ("T05thread:" + hexId(lonely) + ";", rig.session.stop("T05thread:1;"));
+    EXPECT_EQ(wholeReads - 3u * 4u, rig.target.memoryReads() - before);
     ids = "m" + hexId(lonely);
     for (std::size_t i = 1; i < 6; ++i) {
-        ids += "," + hexId(session.address(threads[i]));
+        ids += "," + hexId(rig.session.address(threads[i]));
     }
-    EXPECT_EQ(ids, session.ask("qfThreadInfo"));
-    EXPECT_TRUE(session.finish());
-    EXPECT_EQ("Walk of the created thread list cut short at " +
-                  StringUtil::to_string(session.address("waiter_z"), 16, 8) +
-                  ": more links than the list can hold.\n" + kLostGdb,
-              session.log());
+    EXPECT_EQ(ids, rig.session.ask("qfThreadInfo"));
+    expectEndAfter(rig.session,
+                   createdListCut(rig.session.address("waiter_z"), "more links than the list can hold."));
 }

@@ -153,17 +153,76 @@ TEST(KernelInfoNodeTest, GetTableColumnsRefusesASectionWithoutRowsOrCells) {
     EXPECT_TRUE(columns.empty());
 }
 
-TEST(KernelInfoNodeTest, TabularKernelStateAndTasks) {
-    KernelInfoNode root = rootOf({leaf("Kernel state", "Started"),
-                                  row("Tasks", {taskRow("IDLE", "READY"), taskRow("main", "BLOCKED")})});
-    EXPECT_EQ("Kernel state : Started\n"
-              "\n"
-              "Tasks\n"
-              "Name     State       \n"
-              "IDLE     READY       \n"
-              "main     BLOCKED     \n"
-              "\n",
-              KernelInfoNode::toStringTabular(root));
+TEST(KernelInfoNodeTest, TabularLayouts) {
+    struct Case {
+        const char* what;
+        KernelInfoNode root;
+        std::string tabular;
+    };
+    const Case cases[] = {
+        {"kernel state and tasks",
+         rootOf({leaf("Kernel state", "Started"),
+                 row("Tasks", {taskRow("IDLE", "READY"), taskRow("main", "BLOCKED")})}),
+         "Kernel state : Started\n"
+         "\n"
+         "Tasks\n"
+         "Name     State       \n"
+         "IDLE     READY       \n"
+         "main     BLOCKED     \n"
+         "\n"},
+        {"two leaf children show only the label",
+         rootOf({row("Heap", {leaf("Free", "100"), leaf("Used", "28")}), leaf("After", "x")}),
+         "Heap\n"
+         "\n"
+         "After : x\n"
+         "\n"},
+        {"list label of twenty touches the colon",
+         rootOf({row("List", {leaf("ABCDEFGHIJKLMNOPQRST", "v")}),
+                 row("Longer", {leaf("ABCDEFGHIJKLMNOPQRSTU", "w")})}),
+         "List\n"
+         "ABCDEFGHIJKLMNOPQRST : v\n"
+         "\n"
+         "Longer\n"
+         "ABCDEFGHIJKLMNOPQRSTU : w\n"
+         "\n"},
+        {"cell outside the columns has width twenty",
+         rootOf({row("Tasks", {row("Task", {leaf("Name", "IDLE")}),
+                               row("Task", {leaf("Name", "main"), leaf("Stack", "64")})})}),
+         "Tasks\n"
+         "Name     \n"
+         "IDLE     \n"
+         "main     64                  \n"
+         "\n"},
+        {"column takes a longer label",
+         rootOf({row("Tasks", {row("Task", {leaf("Priority", "1"), leaf("Name", "IDLE")}),
+                               row("Task", {leaf("Priority", "5"), leaf("Name", "main")})})}),
+         "Tasks\n"
+         "Priority     Name     \n"
+         "1            IDLE     \n"
+         "5            main     \n"
+         "\n"},
+        {"cell with children shows ellipsis",
+         [] {
+             KernelInfoNode waiting(0, "2", "Waiting");
+             waiting.addChild(leaf("Task", "main"));
+             return rootOf({row("Queues", {row("Queue", {leaf("Name", "q1"), waiting})})});
+         }(),
+         "Queues\n"
+         "Name     Waiting     \n"
+         "q1       ...         \n"
+         "\n"},
+        {"row lacking a cell shifts left",
+         rootOf({row("Tasks", {row("Task", {leaf("Name", "IDLE"), leaf("Prio", "0"), leaf("State", "READY")}),
+                               row("Task", {leaf("Name", "main"), leaf("State", "BLOCKED")})})}),
+         "Tasks\n"
+         "Name     Prio     State       \n"
+         "IDLE     0        READY       \n"
+         "main     BLOCKED     \n"
+         "\n"},
+    };
+    for (const Case& each : cases) {
+        EXPECT_EQ(each.tabular, KernelInfoNode::toStringTabular(each.root)) << each.what;
+    }
 }
 
 TEST(KernelInfoNodeTest, TabularOfAnEmptyRootIsEmpty) {
@@ -187,74 +246,6 @@ TEST(KernelInfoNodeTest, TabularOneRowTwoCellsIsATable) {
     EXPECT_EQ("Tasks\n"
               "Name     State     \n"
               "IDLE     READY     \n"
-              "\n",
-              KernelInfoNode::toStringTabular(root));
-}
-
-TEST(KernelInfoNodeTest, TabularTwoLeafChildrenShowOnlyTheLabel) {
-    KernelInfoNode root =
-        rootOf({row("Heap", {leaf("Free", "100"), leaf("Used", "28")}), leaf("After", "x")});
-    EXPECT_EQ("Heap\n"
-              "\n"
-              "After : x\n"
-              "\n",
-              KernelInfoNode::toStringTabular(root));
-}
-
-TEST(KernelInfoNodeTest, TabularListLabelOfTwentyTouchesTheColon) {
-    KernelInfoNode root = rootOf({row("List", {leaf("ABCDEFGHIJKLMNOPQRST", "v")}),
-                                  row("Longer", {leaf("ABCDEFGHIJKLMNOPQRSTU", "w")})});
-    EXPECT_EQ("List\n"
-              "ABCDEFGHIJKLMNOPQRST : v\n"
-              "\n"
-              "Longer\n"
-              "ABCDEFGHIJKLMNOPQRSTU : w\n"
-              "\n",
-              KernelInfoNode::toStringTabular(root));
-}
-
-TEST(KernelInfoNodeTest, TabularCellWithChildrenShowsEllipsis) {
-    KernelInfoNode waiting(0, "2", "Waiting");
-    waiting.addChild(leaf("Task", "main"));
-    KernelInfoNode root = rootOf({row("Queues", {row("Queue", {leaf("Name", "q1"), waiting})})});
-    EXPECT_EQ("Queues\n"
-              "Name     Waiting     \n"
-              "q1       ...         \n"
-              "\n",
-              KernelInfoNode::toStringTabular(root));
-}
-
-TEST(KernelInfoNodeTest, TabularCellOutsideTheColumnsHasWidthTwenty) {
-    KernelInfoNode root = rootOf({row("Tasks", {row("Task", {leaf("Name", "IDLE")}),
-                                                row("Task", {leaf("Name", "main"), leaf("Stack", "64")})})});
-    EXPECT_EQ("Tasks\n"
-              "Name     \n"
-              "IDLE     \n"
-              "main     64                  \n"
-              "\n",
-              KernelInfoNode::toStringTabular(root));
-}
-
-TEST(KernelInfoNodeTest, TabularColumnTakesALongerLabel) {
-    KernelInfoNode root =
-        rootOf({row("Tasks", {row("Task", {leaf("Priority", "1"), leaf("Name", "IDLE")}),
-                              row("Task", {leaf("Priority", "5"), leaf("Name", "main")})})});
-    EXPECT_EQ("Tasks\n"
-              "Priority     Name     \n"
-              "1            IDLE     \n"
-              "5            main     \n"
-              "\n",
-              KernelInfoNode::toStringTabular(root));
-}
-
-TEST(KernelInfoNodeTest, TabularRowLackingACellShiftsLeft) {
-    KernelInfoNode root =
-        rootOf({row("Tasks", {row("Task", {leaf("Name", "IDLE"), leaf("Prio", "0"), leaf("State", "READY")}),
-                              row("Task", {leaf("Name", "main"), leaf("State", "BLOCKED")})})});
-    EXPECT_EQ("Tasks\n"
-              "Name     Prio     State       \n"
-              "IDLE     0        READY       \n"
-              "main     BLOCKED     \n"
               "\n",
               KernelInfoNode::toStringTabular(root));
 }

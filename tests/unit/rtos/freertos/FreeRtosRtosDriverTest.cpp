@@ -1,5 +1,4 @@
 #include "rtos/freertos/FreeRtosRtosDriver.h"
-#include "rtos/KernelMemory.h"
 #include "rtos/freertos/FreeRtosList.h"
 
 #include "FreeRtosDriverTestSupport.h"
@@ -342,38 +341,6 @@ TEST_F(FreeRtosRtosDriverIntegration, RegistersOfASwitchedOutTask) {
     EXPECT_EQ(0xC0DE0221u, registers.getRegisterValue(RegisterId::REG_S0, 0u));
     EXPECT_EQ(0xC0DE0231u, registers.getRegisterValue(RegisterId::REG_FPSCR, 0u));
     EXPECT_EQ(51u, registers.getRegisters().size());
-}
-
-TEST_F(FreeRtosRtosDriverIntegration, StringOfTwentyBytesWithoutTerminatorKeepsNineteen) {
-    load("freertos_snapshot.elf");
-    unsigned int at = 0x2000F000;
-    std::vector<std::uint8_t> text(24, 'x');
-    for (unsigned int i = 0; i < 20; ++i) {
-        text[i] = static_cast<std::uint8_t>('A' + i);
-    }
-    ASSERT_TRUE(kernel->target().loadMemory(at, text));
-    std::string out;
-    ASSERT_TRUE(KernelMemory::readString(kernel->server(), at, 20, out));
-    EXPECT_EQ("ABCDEFGHIJKLMNOPQRS", out);
-    ASSERT_TRUE(KernelMemory::readString(kernel->server(), at + 15, 3, out));
-    EXPECT_EQ("PQ", out);
-    EXPECT_EQ(2u, kernel->memoryReads());
-}
-
-TEST_F(FreeRtosRtosDriverIntegration, StringEndsAtItsTerminator) {
-    load("freertos_snapshot.elf");
-    std::string out;
-    ASSERT_TRUE(KernelMemory::readString(kernel->server(), taskMember("xIdleTCB", "pcTaskName"), 20, out));
-    EXPECT_EQ("IDLE", out);
-}
-
-TEST_F(FreeRtosRtosDriverIntegration, StringThatCannotBeReadLeavesTheText) {
-    load("freertos_snapshot.elf");
-    std::string out = "before";
-    EXPECT_FALSE(KernelMemory::readString(kernel->server(), 0x70000000, 20, out));
-    EXPECT_FALSE(KernelMemory::readString(kernel->server(), address("xIdleTCB"), 0, out));
-    EXPECT_EQ("before", out);
-    EXPECT_EQ(1u, kernel->memoryReads());
 }
 
 TEST_F(FreeRtosRtosDriverIntegration, ListHeadGivesCountAndFirstItem) {

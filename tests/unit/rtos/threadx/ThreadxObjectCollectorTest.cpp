@@ -2,16 +2,20 @@
 #include "rtos/threadx/ThreadxObjectView.h"
 
 #include "TestPaths.h"
+#include "ThreadxEdgesProgram.h"
+#include "ThreadxNodeText.h"
 #include "ThreadxTestKernel.h"
 #include "ThreadxTestLog.h"
-#include "debuginfo/SymbolTable.h"
 #include "rtos/KernelInfoNode.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <functional>
 
 namespace {
+
+using threadxtext::hex8;
 
 using Collect = ThreadxObjectKinds::Kind;
 
@@ -26,12 +30,6 @@ std::vector<std::string> objectsOf(const KernelInfoNode& out) {
         objects.push_back(text);
     }
     return objects;
-}
-
-std::string hex8(std::uint32_t value) {
-    char text[16];
-    snprintf(text, sizeof(text), "0x%08x", value);
-    return text;
 }
 
 class ThreadxObjectCollectorIntegration : public ::testing::Test {
@@ -127,23 +125,6 @@ TEST_F(ThreadxObjectCollectorIntegration, EmptyListIsAnEmptySection) {
     }
 }
 
-TEST_F(ThreadxObjectCollectorIntegration, HeadSymbolThatGdbDidNotResolve) {
-    ThreadxTestKernel kernel("threadx_edges.elf");
-    ASSERT_TRUE(kernel.ok());
-    KernelInfoNode out;
-    EXPECT_FALSE(collect(kernel, ThreadxObjectKinds::BYTE_POOLS, out));
-    EXPECT_EQ(0u, kernel.reads());
-}
-
-TEST_F(ThreadxObjectCollectorIntegration, UnreadableHead) {
-    ThreadxTestKernel kernel("threadx_state.elf");
-    ASSERT_TRUE(kernel.ok());
-    kernel.failReads(kernel.address("_tx_queue_created_ptr"), 4);
-    KernelInfoNode out;
-    EXPECT_FALSE(collect(kernel, ThreadxObjectKinds::QUEUES, out));
-    EXPECT_EQ(1u, kernel.reads());
-}
-
 TEST_F(ThreadxObjectCollectorIntegration, TenObjectsAndAFailedTenthLink) {
     ThreadxTestKernel kernel("threadx_edges.elf");
     ASSERT_TRUE(kernel.ok());
@@ -152,25 +133,39 @@ TEST_F(ThreadxObjectCollectorIntegration, TenObjectsAndAFailedTenthLink) {
     ASSERT_EQ(10u, out.getChildNodes().size());
     EXPECT_EQ("EventFlag: Name=flags 9; Flags=0x00000009; Suspended=;", objectsOf(out)[9]);
 
-    StructInfo group;
-    ASSERT_TRUE(SymbolTable::getInstance().lookupStruct("TX_EVENT_FLAGS_GROUP_STRUCT", group));
-    kernel.failReads(kernel.memberAddress(kernel.address("flag_ring") + 9 * group.getSize(),
-                                          "TX_EVENT_FLAGS_GROUP_STRUCT", "tx_event_flags_group_created_next"),
-                     4);
+    kernel.failReads(threadxedges::tenthFlagGroupLink(kernel), 4);
     KernelInfoNode failed;
     EXPECT_FALSE(collect(kernel, ThreadxObjectKinds::EVENT_FLAGS, failed));
     // What was walked stays in the node; the caller drops it.
     EXPECT_EQ(9u, failed.getChildNodes().size());
 }
 
-TEST_F(ThreadxObjectCollectorIntegration, MissingLayoutFailsTheWalk) {
-    ThreadxTestKernel kernel("threadx_state.elf");
-    ASSERT_TRUE(kernel.ok());
-    kernel.kernel().resolveStructures({"TX_THREAD_STRUCT"});
-    KernelInfoNode out;
-    EXPECT_FALSE(collect(kernel, ThreadxObjectKinds::SEMAPHORES, out));
-    EXPECT_TRUE(out.getChildNodes().empty());
-    EXPECT_EQ(1u, kernel.reads());
+// Walks that fail before their first object: an empty node, after the reads it took to know.
+TEST_F(ThreadxObjectCollectorIntegration, WalksThatFailAtTheHead) {
+    struct Case {
+        const char* what;
+        const char* program;
+        Collect collector;
+        std::function<void(ThreadxTestKernel&)> spoil;
+        unsigned int reads;
+    };
+    const Case cases[] = {
+        {"head symbol that GDB did not resolve", "threadx_edges.elf", ThreadxObjectKinds::BYTE_POOLS,
+         [](ThreadxTestKernel&) {}, 0},
+        {"unreadable head", "threadx_state.elf", ThreadxObjectKinds::QUEUES,
+         [](ThreadxTestKernel& kernel) { kernel.failReads(kernel.address("_tx_queue_created_ptr"), 4); }, 1},
+        {"missing layout", "threadx_state.elf", ThreadxObjectKinds::SEMAPHORES,
+         [](ThreadxTestKernel& kernel) { kernel.kernel().resolveStructures({"TX_THREAD_STRUCT"}); }, 1},
+    };
+    for (const Case& each : cases) {
+        ThreadxTestKernel kernel(each.program);
+        ASSERT_TRUE(kernel.ok()) << each.what;
+        each.spoil(kernel);
+        KernelInfoNode out;
+        EXPECT_FALSE(collect(kernel, each.collector, out)) << each.what;
+        EXPECT_TRUE(out.getChildNodes().empty()) << each.what;
+        EXPECT_EQ(each.reads, kernel.reads()) << each.what;
+    }
 }
 
 TEST_F(ThreadxObjectCollectorIntegration, TimerWithoutTheInternalLayoutShowsOnlyItsName) {
@@ -244,12 +239,10 @@ TEST_F(ThreadxObjectCollectorIntegration, RingLongerThanItsCountIsCutPastTheCoun
     ThreadxTestKernel kernel("threadx_edges.elf");
     ASSERT_TRUE(kernel.ok());
     kernel.writeWord(kernel.address("_tx_event_flags_created_count"), 3);
-    StructInfo group;
-    ASSERT_TRUE(SymbolTable::getInstance().lookupStruct("TX_EVENT_FLAGS_GROUP_STRUCT", group));
     KernelInfoNode out;
     EXPECT_TRUE(collect(kernel, ThreadxObjectKinds::EVENT_FLAGS, out,
                         "Walk of the created list _tx_event_flags_created_ptr cut short at " +
-                            hex8(kernel.address("flag_ring") + 7 * group.getSize()) +
+                            hex8(threadxedges::flagGroup(kernel, 7)) +
                             ": more links than the list can hold.\n"));
     ASSERT_EQ(7u, out.getChildNodes().size());
     EXPECT_EQ("EventFlag: Name=flags 6; Flags=0x00000006; Suspended=;", objectsOf(out)[6]);

@@ -1,22 +1,17 @@
 #include "rtos/threadx/ThreadxRtosDriver.h"
 
 #include "SourceFile.h"
+#include "ThreadxEdgesProgram.h"
+#include "ThreadxNodeText.h"
 #include "ThreadxTestKernel.h"
 #include "ThreadxTestLog.h"
-#include "debuginfo/SymbolTable.h"
 #include "rtos/KernelInfoNode.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-std::vector<std::string> sectionsOf(const KernelInfoNode& out) {
-    std::vector<std::string> labels;
-    for (const KernelInfoNode& section : out.getChildNodes()) {
-        labels.push_back(section.getLabel());
-    }
-    return labels;
-}
+using threadxtext::labelsOf;
 
 const KernelInfoNode* section(const KernelInfoNode& out, const std::string& label) {
     for (const KernelInfoNode& child : out.getChildNodes()) {
@@ -50,7 +45,7 @@ TEST(ThreadxStateIntegration, CompleteSnapshotInItsThreeForms) {
                   result = kernel.driver().runCommand(kernel.server(), {"state"}, out);
               }));
     ASSERT_TRUE(result);
-    EXPECT_EQ(kAllSections, sectionsOf(out));
+    EXPECT_EQ(kAllSections, labelsOf(out));
     EXPECT_EQ(testfiles::readSourceFile("tests/fixtures/expected/threadx_state.txt"),
               KernelInfoNode::toString(out, FORMAT_TABULAR));
     EXPECT_EQ(testfiles::readSourceFile("tests/fixtures/expected/threadx_state_tree.txt"),
@@ -93,7 +88,7 @@ TEST(ThreadxStateIntegration, BeforeTheKernelStartsThreadsAreListedAllTheSame) {
     kernel.writeWord(kernel.address("_tx_thread_system_state"), 0xf0f0f0f0);
     KernelInfoNode out;
     ASSERT_TRUE(kernel.driver().runCommand(kernel.server(), {"state"}, out));
-    EXPECT_EQ(kAllSections, sectionsOf(out));
+    EXPECT_EQ(kAllSections, labelsOf(out));
     EXPECT_EQ("Not started", sectionValue(out, "Kernel state"));
     EXPECT_EQ(13u, section(out, "Thread List")->getChildNodes().size());
 }
@@ -104,7 +99,7 @@ TEST(ThreadxStateIntegration, FailedKernelCheckIsNoKernelFound) {
     kernel.failReads(kernel.address("_tx_thread_system_state"), 4);
     KernelInfoNode out;
     ASSERT_TRUE(kernel.driver().runCommand(kernel.server(), {"state"}, out));
-    EXPECT_EQ(kAllSections, sectionsOf(out));
+    EXPECT_EQ(kAllSections, labelsOf(out));
     EXPECT_EQ("No kernel found", sectionValue(out, "Kernel state"));
 }
 
@@ -119,7 +114,7 @@ TEST(ThreadxStateIntegration, FailedThreadWalkDropsBothThreadSections) {
     EXPECT_EQ((std::vector<std::string>{"Driver", "Kernel state", "Semaphores", "Mutexes", "Timers",
                                         "Message Queues", "Event Flags", "Memory Block Pools",
                                         "Memory Byte Pools"}),
-              sectionsOf(out));
+              labelsOf(out));
 }
 
 TEST(ThreadxStateIntegration, KernelAtItsEdges) {
@@ -174,7 +169,7 @@ TEST(ThreadxStateIntegration, NoThreadCreated) {
     ASSERT_TRUE(kernel.driver().runCommand(kernel.server(), {"state"}, out));
     EXPECT_EQ((std::vector<std::string>{"Driver", "Kernel state", "Thread List", "Semaphores", "Mutexes",
                                         "Timers", "Message Queues", "Event Flags", "Memory Block Pools"}),
-              sectionsOf(out));
+              labelsOf(out));
     EXPECT_TRUE(section(out, "Thread List")->getChildNodes().empty());
     EXPECT_TRUE(section(out, "Semaphores")->getChildNodes().empty());
 }
@@ -182,15 +177,10 @@ TEST(ThreadxStateIntegration, NoThreadCreated) {
 TEST(ThreadxStateIntegration, FailedObjectWalkLeavesOnlyItsSectionOut) {
     ThreadxTestKernel kernel("threadx_edges.elf");
     ASSERT_TRUE(kernel.ok());
-    // The tenth group's next link: nine good groups, then the walk fails.
-    StructInfo group;
-    ASSERT_TRUE(SymbolTable::getInstance().lookupStruct("TX_EVENT_FLAGS_GROUP_STRUCT", group));
-    kernel.failReads(kernel.memberAddress(kernel.address("flag_ring") + 9 * group.getSize(),
-                                          "TX_EVENT_FLAGS_GROUP_STRUCT", "tx_event_flags_group_created_next"),
-                     4);
+    kernel.failReads(threadxedges::tenthFlagGroupLink(kernel), 4);
     KernelInfoNode out;
     ASSERT_TRUE(kernel.driver().runCommand(kernel.server(), {"state"}, out));
     EXPECT_EQ((std::vector<std::string>{"Driver", "Kernel state", "Stack usage", "Thread List", "Semaphores",
                                         "Mutexes", "Timers", "Message Queues", "Memory Block Pools"}),
-              sectionsOf(out));
+              labelsOf(out));
 }

@@ -1,5 +1,4 @@
 #include "rtos/threadx/ThreadxRtosDriver.h"
-#include "rtos/KernelMemory.h"
 
 #include "ThreadxTestKernel.h"
 #include "ThreadxTestLog.h"
@@ -297,81 +296,6 @@ TEST_F(ThreadxRtosDriverIntegration, ActiveThreadIdFailsSilently) {
                   result = ThreadxThreadWalk::readActiveThreadId(kernel.server(), id);
               }));
     EXPECT_FALSE(result);
-}
-
-namespace {
-
-// ThreadX fills a new thread's stack with this byte.
-constexpr unsigned char kStackFill = 0xef;
-
-// The address of the name that a thread of the snapshot points at.
-std::uint32_t nameOf(ThreadxTestKernel& kernel, const char* thread) {
-    unsigned int pointer = 0;
-    std::uint32_t member = kernel.memberAddress(kernel.address(thread), "TX_THREAD_STRUCT", "tx_thread_name");
-    EXPECT_TRUE(kernel.server().readMemory(member, pointer));
-    return pointer;
-}
-
-} // namespace
-
-TEST_F(ThreadxRtosDriverIntegration, StringsAreCutToOneLessThanTheLength) {
-    ThreadxTestKernel kernel("threadx_state.elf");
-    ASSERT_TRUE(kernel.ok());
-    std::uint32_t longName = nameOf(kernel, "thread_housekeeping");
-    std::string text;
-    kernel.resetReads();
-    ASSERT_TRUE(KernelMemory::readString(kernel.server(), longName, 20, text));
-    EXPECT_EQ("housekeeping and wa", text);
-    EXPECT_EQ(1u, kernel.reads());
-    ASSERT_TRUE(KernelMemory::readString(kernel.server(), longName, 5, text));
-    EXPECT_EQ("hous", text);
-    // A shorter text ends at its zero byte.
-    ASSERT_TRUE(KernelMemory::readString(kernel.server(), nameOf(kernel, "thread_main"), 20, text));
-    EXPECT_EQ("main", text);
-}
-
-TEST_F(ThreadxRtosDriverIntegration, StringOfNoLengthOrUnreadable) {
-    ThreadxTestKernel kernel("threadx_state.elf");
-    ASSERT_TRUE(kernel.ok());
-    std::string text = "kept";
-    kernel.resetReads();
-    EXPECT_FALSE(KernelMemory::readString(kernel.server(), nameOf(kernel, "thread_main"), 0, text));
-    EXPECT_EQ(1u, kernel.reads());
-    EXPECT_FALSE(KernelMemory::readString(kernel.server(), 0x30000000, 20, text));
-    EXPECT_EQ("kept", text);
-}
-
-TEST_F(ThreadxRtosDriverIntegration, FreeStackCountsTheFillFromTheLowEnd) {
-    ThreadxTestKernel kernel("threadx_state.elf");
-    ASSERT_TRUE(kernel.ok());
-    unsigned int free = 0;
-    kernel.resetReads();
-    // 1024 bytes, the lowest 100 never written.
-    ASSERT_TRUE(
-        KernelMemory::countStackFill(kernel.server(), kernel.address("stack_main"), 1024, kStackFill, free));
-    EXPECT_EQ(100u, free);
-    EXPECT_EQ(1u, kernel.reads());
-    EXPECT_EQ(1024u, kernel.kernel().target().getStats().memoryReadBytes);
-    // The fill ends in the middle of a word.
-    ASSERT_TRUE(KernelMemory::countStackFill(kernel.server(), kernel.address("stack_storage"), 1024,
-                                             kStackFill, free));
-    EXPECT_EQ(162u, free);
-    // Byte 0 used: nothing free.
-    ASSERT_TRUE(
-        KernelMemory::countStackFill(kernel.server(), kernel.address("stack_heap"), 512, kStackFill, free));
-    EXPECT_EQ(0u, free);
-    // All of the stack still filled.
-    ASSERT_TRUE(
-        KernelMemory::countStackFill(kernel.server(), kernel.address("stack_main"), 64, kStackFill, free));
-    EXPECT_EQ(64u, free);
-}
-
-TEST_F(ThreadxRtosDriverIntegration, FreeStackUnreadableLeavesTheCount) {
-    ThreadxTestKernel kernel("threadx_state.elf");
-    ASSERT_TRUE(kernel.ok());
-    unsigned int free = 77;
-    EXPECT_FALSE(KernelMemory::countStackFill(kernel.server(), 0x30000000, 1024, kStackFill, free));
-    EXPECT_EQ(77u, free);
 }
 
 TEST_F(ThreadxRtosDriverIntegration, DisposeLeavesTheDriverAsItIs) {

@@ -4,6 +4,7 @@
 #include "rtos/threadx/ThreadxThreadWalk.h"
 
 #include "TestPaths.h"
+#include "ThreadxNodeText.h"
 #include "ThreadxTestKernel.h"
 #include "ThreadxTestLog.h"
 #include "base/StringUtil.h"
@@ -12,9 +13,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-
 namespace {
+
+using threadxtext::hex8;
+using threadxtext::labelsOf;
 
 struct SnapshotThread {
     const char* symbol;
@@ -41,23 +43,9 @@ const SnapshotThread kSnapshot[] = {
 };
 constexpr unsigned int kSnapshotThreads = 13;
 
-std::string hex8(std::uint32_t value) {
-    char text[16];
-    snprintf(text, sizeof(text), "0x%08x", value);
-    return text;
-}
-
 // Each saved frame lies on top of its stack.
 std::uint32_t framePointer(ThreadxTestKernel& kernel, const SnapshotThread& thread) {
     return kernel.address(thread.stack) + (thread.stackWords - 17) * 4;
-}
-
-std::vector<std::string> labelsOf(const KernelInfoNode& node) {
-    std::vector<std::string> labels;
-    for (const KernelInfoNode& child : node.getChildNodes()) {
-        labels.push_back(child.getLabel());
-    }
-    return labels;
 }
 
 std::string valueOf(const KernelInfoNode& node, unsigned int id) {
