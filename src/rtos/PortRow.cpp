@@ -4,15 +4,16 @@
 
 namespace {
 
-bool holds(PortRow::When when, bool value) {
+bool conditionHolds(PortRow::When when, bool value) {
     return when == PortRow::When::Any || (when == PortRow::When::Set) == value;
 }
 
 } // namespace
 
 bool PortRow::Architecture::holds(const Evidence& evidence) const {
-    return evidence.architecture == name && ::holds(floatingPoint, evidence.floatingPoint) &&
-           ::holds(secureContext, evidence.secureContext) && ::holds(mpuSetup, evidence.mpuSetup);
+    return evidence.architecture == name && conditionHolds(floatingPoint, evidence.floatingPoint) &&
+           conditionHolds(secureContext, evidence.secureContext) &&
+           conditionHolds(mpuSetup, evidence.mpuSetup);
 }
 
 bool PortRow::runsOn(const std::string& architecture) const {

@@ -18,6 +18,11 @@ const PortRow* PortTable::named(const std::string& name) const {
     return firstRow(rows, [&name](const PortRow& row) { return name == row.name; });
 }
 
+const PortFrames* PortTable::framesOf(const std::string& name) const {
+    const PortRow* row = named(name);
+    return row != nullptr ? &row->frames : nullptr;
+}
+
 const PortRow* PortTable::inFolder(const std::string& folder, const std::string& subFolder) const {
     return firstRow(rows, [&](const PortRow& row) {
         return row.folder.folder != nullptr && folder == row.folder.folder &&

@@ -17,6 +17,8 @@ public:
     const std::vector<PortRow>& getRows() const { return rows; }
     // Compared exactly, case included; null for an unknown name.
     const PortRow* named(const std::string& name) const;
+    // The frames of the row of a name; null for an unknown name.
+    const PortFrames* framesOf(const std::string& name) const;
     // subFolder is empty for a port without one; null when no row keeps its sources there.
     const PortRow* inFolder(const std::string& folder, const std::string& subFolder) const;
     // The first row, among those the evidence can name, one of whose architectures holds; null for none.

@@ -172,8 +172,7 @@ const PortTable& FreeRtosPortFactory::table() {
 }
 
 const PortFrames* FreeRtosPortFactory::frames(const std::string& variant) {
-    const PortRow* row = table().named(variant);
-    return row != nullptr ? &row->frames : nullptr;
+    return table().framesOf(variant);
 }
 
 IRtosPortDriver* FreeRtosPortFactory::create(const std::string& variant) {

@@ -15,6 +15,7 @@ class FreeRtosPortFactory {
 public:
     virtual ~FreeRtosPortFactory() = default;
 
+    // One row a port, searched in this order.
     static const PortTable& table();
     // The row of a "--rtos_variant" value, compared exactly, case included; null for an unknown name.
     static const PortFrames* frames(const std::string& variant);

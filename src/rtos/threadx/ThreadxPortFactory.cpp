@@ -89,8 +89,8 @@ constexpr unsigned int kPartNumberMask = 0xfff;
 } // namespace
 
 const PortTable& ThreadxPortFactory::table() {
-    // The Cortex-M55 and the Cortex-M85 cannot be told by their part number and need the option. The
-    // Cortex-A7 has no SCB: the architecture the program was built for tells its port instead.
+    // The part numbers are those of SCB->CPUID; the Cortex-M55 and the Cortex-M85 are not told by theirs and
+    // need the option. The Cortex-A7 has no SCB: the architecture the program was built for tells its port.
     static const PortTable kTable({
         {"cortex_m0", kCortexM0Frames, {}, {}, nullptr, {0xc20, 0xc60}},
         {"cortex_m3", kCortexMFrames, {}, {}, nullptr, {0xc23}},
@@ -105,8 +105,7 @@ const PortTable& ThreadxPortFactory::table() {
 }
 
 const PortFrames* ThreadxPortFactory::frames(const std::string& name) {
-    const PortRow* row = table().named(name);
-    return row != nullptr ? &row->frames : nullptr;
+    return table().framesOf(name);
 }
 
 IRtosPortDriver* ThreadxPortFactory::create(const std::string& name) {

@@ -13,6 +13,7 @@ struct PortFrames;
 // Log lines carry the tag "create".
 class ThreadxPortFactory {
 public:
+    // One row a port, searched in this order.
     static const PortTable& table();
     // The row of a value of "--rtos_variant"; null for an unknown one.
     static const PortFrames* frames(const std::string& name);

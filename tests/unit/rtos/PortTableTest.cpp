@@ -38,7 +38,9 @@ std::string nameOf(const PortRow* row) {
 
 TEST(PortTableTest, NamesAreComparedExactly) {
     EXPECT_EQ("SECOND", nameOf(kTable.named("SECOND")));
-    EXPECT_EQ(&kSecondFrames, &kTable.named("SECOND")->frames);
+    EXPECT_EQ(&kSecondFrames, kTable.framesOf("SECOND"));
+    EXPECT_EQ(&kFirstFrames, kTable.framesOf("THIRD"));
+    EXPECT_EQ(nullptr, kTable.framesOf("second"));
     for (const char* name : {"second", "SECOND ", "", "SIXTH"}) {
         EXPECT_EQ("none", nameOf(kTable.named(name))) << name;
     }
