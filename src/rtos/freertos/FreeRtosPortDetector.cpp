@@ -2,98 +2,13 @@
 
 #include "debuginfo/ArmAttributes.h"
 #include "debuginfo/ElfFile.h"
+#include "rtos/PortTable.h"
+#include "rtos/freertos/FreeRtosPortFactory.h"
 
 #include <algorithm>
 #include <iterator>
 
 namespace {
-
-struct PortFolder {
-    // The folder under portable/<toolchain>/, then the sub-folder, if the port has one.
-    const char* folder;
-    const char* subFolder;
-    const char* variant;
-};
-
-// The TrustZone ports compile a secure side too; only the non-secure side runs the scheduler's tasks.
-const PortFolder kPortFolders[] = {
-    {"ARM_CM0", "", "ARM_CM0"},
-    {"ARM_CM3", "", "ARM_CM3"},
-    {"ARM_CM3_MPU", "", "ARM_CM3_MPU"},
-    {"ARM_CM4F", "", "ARM_CM4F"},
-    {"ARM_CM4_MPU", "", "ARM_CM4_MPU"},
-    {"ARM_CM7", "r0p1", "ARM_CM7"},
-    {"ARM_CM23", "non_secure", "ARM_CM23"},
-    {"ARM_CM23_NTZ", "non_secure", "ARM_CM23_NTZ"},
-    {"ARM_CM33", "non_secure", "ARM_CM33"},
-    {"ARM_CM33_NTZ", "non_secure", "ARM_CM33_NTZ"},
-    {"ARM_CM55", "non_secure", "ARM_CM55"},
-    {"ARM_CM55_NTZ", "non_secure", "ARM_CM55_NTZ"},
-    {"ARM_CM85", "non_secure", "ARM_CM85"},
-    {"ARM_CM85_NTZ", "non_secure", "ARM_CM85_NTZ"},
-    {"ARM_CA9", "", "ARM_CA9"},
-};
-
-// A condition on a yes-or-no signal.
-enum class When : unsigned char { Any, Set, Clear };
-
-bool holds(When when, bool value) {
-    return when == When::Any || (when == When::Set) == value;
-}
-
-// Where no port file is named, the first row that holds picks the port. The Cortex-M7 shares the frames
-// of ARM_CM4F, the Cortex-M85 those of ARM_CM55: the architecture cannot tell them apart, nor need it.
-// A Cortex-M4 without the FPU port runs ARM_CM3.
-struct ArchitectureRule {
-    const char* architecture;
-    When floatingPoint;
-    When secureContext;
-    When mpuSetup;
-    const char* variant;
-};
-const ArchitectureRule kArchitectureRules[] = {
-    {"v6-M", When::Any, When::Any, When::Any, "ARM_CM0"},
-    {"v6S-M", When::Any, When::Any, When::Any, "ARM_CM0"},
-    {"v7-M", When::Any, When::Any, When::Clear, "ARM_CM3"},
-    {"v7-M", When::Any, When::Any, When::Set, "ARM_CM3_MPU"},
-    {"v7E-M", When::Set, When::Any, When::Clear, "ARM_CM4F"},
-    {"v7E-M", When::Set, When::Any, When::Set, "ARM_CM4_MPU"},
-    {"v7E-M", When::Clear, When::Any, When::Clear, "ARM_CM3"},
-    {"v7E-M", When::Clear, When::Any, When::Set, "ARM_CM3_MPU"},
-    {"v8-M baseline", When::Any, When::Set, When::Any, "ARM_CM23"},
-    {"v8-M baseline", When::Any, When::Clear, When::Any, "ARM_CM23_NTZ"},
-    {"v8-M mainline", When::Any, When::Set, When::Any, "ARM_CM33"},
-    {"v8-M mainline", When::Any, When::Clear, When::Any, "ARM_CM33_NTZ"},
-    {"v8.1-M mainline", When::Any, When::Set, When::Any, "ARM_CM55"},
-    {"v8.1-M mainline", When::Any, When::Clear, When::Any, "ARM_CM55_NTZ"},
-    {"v7-A", When::Any, When::Any, When::Any, "ARM_CA9"},
-};
-
-// The architectures each port runs on, for the check of a named port file against the attributes.
-struct PortArchitectures {
-    const char* variant;
-    std::vector<std::string> architectures;
-};
-const std::vector<PortArchitectures>& portArchitectures() {
-    static const std::vector<PortArchitectures> table = {
-        {"ARM_CM0", {"v6-M", "v6S-M"}},
-        {"ARM_CM3", {"v7-M", "v7E-M"}},
-        {"ARM_CM3_MPU", {"v7-M", "v7E-M"}},
-        {"ARM_CM4F", {"v7E-M"}},
-        {"ARM_CM4_MPU", {"v7E-M"}},
-        {"ARM_CM7", {"v7E-M"}},
-        {"ARM_CM23", {"v8-M baseline"}},
-        {"ARM_CM23_NTZ", {"v8-M baseline"}},
-        {"ARM_CM33", {"v8-M mainline"}},
-        {"ARM_CM33_NTZ", {"v8-M mainline"}},
-        {"ARM_CM55", {"v8.1-M mainline"}},
-        {"ARM_CM55_NTZ", {"v8.1-M mainline"}},
-        {"ARM_CM85", {"v8.1-M mainline"}},
-        {"ARM_CM85_NTZ", {"v8.1-M mainline"}},
-        {"ARM_CA9", {"v7-A"}},
-    };
-    return table;
-}
 
 // The port.c of the TrustZone ports keeps the running task's secure context in xSecureContext. Among the
 // Armv7-M ports only the MPU ones set the MPU up in their port.c, and only the MPU builds of the kernel
@@ -169,17 +84,16 @@ void FreeRtosPortDetector::addCompileUnit(const std::string& path) {
         }
         const std::string& folder = parts[i + 2];
         const std::string subFolder = i + 4 < parts.size() ? parts[i + 3] : "";
-        for (const PortFolder& port : kPortFolders) {
-            if (folder != port.folder || subFolder != port.subFolder) {
-                continue;
-            }
-            std::string reason = parts.back() + " in portable/" + parts[i + 1] + "/" + folder;
-            if (!subFolder.empty()) {
-                reason += "/" + subFolder;
-            }
-            sightings.push_back({port.variant, reason});
-            return;
+        const PortRow* port = FreeRtosPortFactory::table().inFolder(folder, subFolder);
+        if (port == nullptr) {
+            continue;
         }
+        std::string reason = parts.back() + " in portable/" + parts[i + 1] + "/" + folder;
+        if (!subFolder.empty()) {
+            reason += "/" + subFolder;
+        }
+        sightings.push_back({port->name, reason});
+        return;
     }
 }
 
@@ -196,8 +110,8 @@ void FreeRtosPortDetector::readElf(const std::string& path) {
 }
 
 void FreeRtosPortDetector::setArchitecture(const std::string& name, bool usesFloatingPoint) {
-    architecture = name;
-    floatingPoint = usesFloatingPoint;
+    evidence.architecture = name;
+    evidence.floatingPoint = usesFloatingPoint;
 }
 
 void FreeRtosPortDetector::addSymbolNames(const std::vector<std::string>& names) {
@@ -206,8 +120,8 @@ void FreeRtosPortDetector::addSymbolNames(const std::vector<std::string>& names)
             std::find(tellingSymbols.begin(), tellingSymbols.end(), telling.name) != tellingSymbols.end()) {
             continue;
         }
-        secureContext = secureContext || telling.secureContext;
-        mpuSetup = mpuSetup || !telling.secureContext;
+        evidence.secureContext = evidence.secureContext || telling.secureContext;
+        evidence.mpuSetup = evidence.mpuSetup || !telling.secureContext;
         tellingSymbols.push_back(telling.name);
     }
 }
@@ -226,16 +140,11 @@ bool FreeRtosPortDetector::portOfCompileUnits(std::string& variant) const {
 }
 
 bool FreeRtosPortDetector::runsOnArchitecture(const std::string& variant) const {
-    if (architecture.empty()) {
+    if (evidence.architecture.empty()) {
         return true;
     }
-    for (const PortArchitectures& port : portArchitectures()) {
-        if (port.variant == variant) {
-            return std::find(port.architectures.begin(), port.architectures.end(), architecture) !=
-                   port.architectures.end();
-        }
-    }
-    return false;
+    const PortRow* port = FreeRtosPortFactory::table().named(variant);
+    return port != nullptr && port->runsOn(evidence.architecture);
 }
 
 bool FreeRtosPortDetector::detect(std::string& variant) const {
@@ -250,14 +159,12 @@ bool FreeRtosPortDetector::detect(std::string& variant) const {
     if (!sightings.empty()) {
         return false;
     }
-    for (const ArchitectureRule& rule : kArchitectureRules) {
-        if (architecture == rule.architecture && holds(rule.floatingPoint, floatingPoint) &&
-            holds(rule.secureContext, secureContext) && holds(rule.mpuSetup, mpuSetup)) {
-            variant = rule.variant;
-            return true;
-        }
+    const PortRow* port = FreeRtosPortFactory::table().ofEvidence(evidence);
+    if (port == nullptr) {
+        return false;
     }
-    return false;
+    variant = port->name;
+    return true;
 }
 
 bool FreeRtosPortDetector::contradicts(const std::string& given, std::string& detected) const {
@@ -285,8 +192,9 @@ std::string FreeRtosPortDetector::reason() const {
 
 std::string FreeRtosPortDetector::signals() const {
     std::string joined = compileUnitSignals();
-    if (!architecture.empty()) {
-        joined += "; architecture " + architecture + (floatingPoint ? " with floating point" : "");
+    if (!evidence.architecture.empty()) {
+        joined += "; architecture " + evidence.architecture +
+                  (evidence.floatingPoint ? " with floating point" : "");
     }
     for (const std::string& symbol : tellingSymbols) {
         joined += "; symbol " + symbol;

@@ -1,6 +1,8 @@
 #ifndef TARNWICK_RTOS_FREERTOS_FREERTOSPORTDETECTOR_H
 #define TARNWICK_RTOS_FREERTOS_FREERTOSPORTDETECTOR_H
 
+#include "rtos/PortRow.h"
+
 #include <istream>
 #include <string>
 #include <vector>
@@ -9,7 +11,8 @@
 // it best: the kernel's port.c (and portasm.c) lie in portable/<toolchain>/<port folder>/, whatever the
 // toolchain. Where they name no port file, the ELF file's architecture attributes and a few telling
 // symbols (a secure context for the TrustZone ports, the MPU set-up for the MPU ports) pick the port; where
-// they do, an architecture the port cannot run on makes the signals disagree.
+// they do, an architecture the port cannot run on makes the signals disagree. The folders and
+// architectures are those of the port rows (FreeRtosPortFactory::table).
 class FreeRtosPortDetector {
 public:
     virtual ~FreeRtosPortDetector() = default;
@@ -50,12 +53,9 @@ private:
     bool runsOnArchitecture(const std::string& variant) const;
 
     std::vector<Sighting> sightings;
-    std::string architecture;
-    bool floatingPoint = false;
+    PortRow::Evidence evidence;
     // The telling symbols seen, in the order of their table.
     std::vector<std::string> tellingSymbols;
-    bool secureContext = false;
-    bool mpuSetup = false;
 };
 
 #endif

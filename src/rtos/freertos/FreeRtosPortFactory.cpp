@@ -1,5 +1,6 @@
 #include "rtos/freertos/FreeRtosPortFactory.h"
 
+#include "rtos/PortTable.h"
 #include "rtos/RtosPort.h"
 #include "rtos/freertos/FreeRtosBuildFacts.h"
 #include "rtos/freertos/FreeRtosFrameLayouts.h"
@@ -126,20 +127,14 @@ const PortFrames kCa9{
     {named({P::word(kFpuContext, ~0U, 0)}, FRAMELAYOUT_CA9), named({}, FRAMELAYOUT_CA9_FPU)},
     nullptr};
 
-struct Port {
-    const char* name;
-    const PortFrames& frames;
-};
+using A = PortRow::Architecture;
+using W = PortRow::When;
 
-// Searched in this order; several names share a row. The Cortex-M23 ports stack the frames of the
-// Cortex-M33 ports without floating point.
-const Port kPorts[] = {
-    {"ARM_CM0", kCm0},           {"ARM_CM3", kCm3},           {"ARM_CM3_MPU", kCm3Mpu},
-    {"ARM_CM4F", kCm4f},         {"ARM_CM7", kCm4f},          {"ARM_CM4_MPU", kCm4Mpu},
-    {"ARM_CM23", kArmv8mSecure}, {"ARM_CM23_NTZ", kArmv8m},   {"ARM_CM33", kArmv8mSecure},
-    {"ARM_CM55", kArmv8mSecure}, {"ARM_CM85", kArmv8mSecure}, {"ARM_CM33_NTZ", kArmv8m},
-    {"ARM_CM55_NTZ", kArmv8m},   {"ARM_CM85_NTZ", kArmv8m},   {"ARM_CA9", kCa9},
-};
+// The Cortex-M7 and Cortex-M85 share the frames of ARM_CM4F and ARM_CM55 on the same architecture, so the
+// evidence names those; only their port files tell them. A Cortex-M4 without the FPU port runs ARM_CM3.
+const A kV7emFloatingPoint{"v7E-M", W::Set, W::Any, W::Clear};
+const A kV81mSecure{"v8.1-M mainline", W::Any, W::Set};
+const A kV81mNonSecure{"v8.1-M mainline", W::Any, W::Clear};
 
 unsigned int programFacts(RspClient& /*server*/, TargetThread& /*thread*/) {
     return FreeRtosBuildFacts::ofProgram().bits();
@@ -147,13 +142,37 @@ unsigned int programFacts(RspClient& /*server*/, TargetThread& /*thread*/) {
 
 } // namespace
 
+const PortTable& FreeRtosPortFactory::table() {
+    // The TrustZone ports compile a secure side too; only the non-secure side runs the scheduler's tasks.
+    // The Cortex-M23 ports stack the frames of the Cortex-M33 ports without floating point.
+    static const PortTable kTable({
+        {"ARM_CM0", kCm0, {"ARM_CM0", ""}, {{"v6-M"}, {"v6S-M"}}},
+        {"ARM_CM3",
+         kCm3,
+         {"ARM_CM3", ""},
+         {{"v7-M", W::Any, W::Any, W::Clear}, {"v7E-M", W::Clear, W::Any, W::Clear}}},
+        {"ARM_CM3_MPU",
+         kCm3Mpu,
+         {"ARM_CM3_MPU", ""},
+         {{"v7-M", W::Any, W::Any, W::Set}, {"v7E-M", W::Clear, W::Any, W::Set}}},
+        {"ARM_CM4F", kCm4f, {"ARM_CM4F", ""}, {kV7emFloatingPoint}},
+        {"ARM_CM4_MPU", kCm4Mpu, {"ARM_CM4_MPU", ""}, {{"v7E-M", W::Set, W::Any, W::Set}}},
+        {"ARM_CM7", kCm4f, {"ARM_CM7", "r0p1"}, {kV7emFloatingPoint}, "ARM_CM4F"},
+        {"ARM_CM23", kArmv8mSecure, {"ARM_CM23", "non_secure"}, {{"v8-M baseline", W::Any, W::Set}}},
+        {"ARM_CM23_NTZ", kArmv8m, {"ARM_CM23_NTZ", "non_secure"}, {{"v8-M baseline", W::Any, W::Clear}}},
+        {"ARM_CM33", kArmv8mSecure, {"ARM_CM33", "non_secure"}, {{"v8-M mainline", W::Any, W::Set}}},
+        {"ARM_CM33_NTZ", kArmv8m, {"ARM_CM33_NTZ", "non_secure"}, {{"v8-M mainline", W::Any, W::Clear}}},
+        {"ARM_CM55", kArmv8mSecure, {"ARM_CM55", "non_secure"}, {kV81mSecure}},
+        {"ARM_CM55_NTZ", kArmv8m, {"ARM_CM55_NTZ", "non_secure"}, {kV81mNonSecure}},
+        {"ARM_CM85", kArmv8mSecure, {"ARM_CM85", "non_secure"}, {kV81mSecure}, "ARM_CM55"},
+        {"ARM_CM85_NTZ", kArmv8m, {"ARM_CM85_NTZ", "non_secure"}, {kV81mNonSecure}, "ARM_CM55_NTZ"},
+        {"ARM_CA9", kCa9, {"ARM_CA9", ""}, {{"v7-A"}}},
+    });
+    return kTable;
+}
+
 const PortFrames* FreeRtosPortFactory::frames(const std::string& variant) {
-    for (const Port& port : kPorts) {
-        if (variant == port.name) {
-            return &port.frames;
-        }
-    }
-    return nullptr;
+    return table().framesOf(variant);
 }
 
 IRtosPortDriver* FreeRtosPortFactory::create(const std::string& variant) {

@@ -4,15 +4,19 @@
 #include <string>
 
 class IRtosPortDriver;
+class PortTable;
 class RspClient;
 struct PortFrames;
 
-// The FreeRTOS ports, each a row of frames chosen by the saved words and the build's facts
+// The FreeRTOS ports, each a row: the folder of its sources and the architectures that tell it
+// (FreeRtosPortDetector reads them), and its frames, chosen by the saved words and the build's facts
 // (FreeRtosBuildFacts). The caller owns what create returns.
 class FreeRtosPortFactory {
 public:
     virtual ~FreeRtosPortFactory() = default;
 
+    // One row a port, searched in this order.
+    static const PortTable& table();
     // The row of a "--rtos_variant" value, compared exactly, case included; null for an unknown name.
     static const PortFrames* frames(const std::string& variant);
     // The port of the row, asking the program's build facts at each read; null for an unknown name.

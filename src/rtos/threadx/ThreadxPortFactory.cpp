@@ -6,6 +6,7 @@
 #include "debuginfo/ElfFile.h"
 #include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"
+#include "rtos/PortTable.h"
 #include "rtos/RtosPort.h"
 #include "rtos/threadx/ThreadxFrameLayouts.h"
 #include "target/TargetThread.h"
@@ -15,15 +16,6 @@ namespace {
 using P = PortFrames;
 
 const char* const kTag = "create";
-
-const std::string kCortexM0 = "cortex_m0";
-const std::string kCortexM3 = "cortex_m3";
-const std::string kCortexM4 = "cortex_m4";
-const std::string kCortexM7 = "cortex_m7";
-const std::string kCortexM33 = "cortex_m33";
-const std::string kCortexM55 = "cortex_m55";
-const std::string kCortexM85 = "cortex_m85";
-const std::string kCortexA7 = "cortex_a7";
 
 // The thread's control block says it uses the VFP.
 constexpr unsigned int kVfpEnabled = 0x1;
@@ -67,18 +59,6 @@ const PortFrames kCortexA7Frames{
             "Frame type: Interrupted \n")},
     "Unknown frame type\n"};
 
-struct Port {
-    const std::string& name;
-    const PortFrames& frames;
-};
-
-// In the order the values are compared.
-const Port kPorts[] = {
-    {kCortexM0, kCortexM0Frames}, {kCortexM3, kCortexMFrames},  {kCortexM4, kCortexMFrames},
-    {kCortexM7, kCortexMFrames},  {kCortexM33, kCortexMFrames}, {kCortexM55, kCortexMFrames},
-    {kCortexM85, kCortexMFrames}, {kCortexA7, kCortexA7Frames},
-};
-
 // Whether the thread's control block says it uses the VFP. A kernel built without tx_thread_vfp_enable
 // has no such state, so a missing member is no failure.
 unsigned int threadFacts(RspClient& server, TargetThread& thread) {
@@ -90,28 +70,6 @@ unsigned int threadFacts(RspClient& server, TargetThread& thread) {
                server.readMemory(thread.getThreadId() + member.getOffset(), enabled) && enabled == 1;
     return vfp ? kVfpEnabled : 0;
 }
-
-struct CorePart {
-    unsigned int partNumber;
-    const std::string& value;
-};
-
-// SCB->CPUID part numbers of the cores that can be told apart this way. The Cortex-M55 and the Cortex-M85
-// need the option.
-const CorePart kCoreParts[] = {
-    {0xc20, kCortexM0}, {0xc23, kCortexM3}, {0xc24, kCortexM4},
-    {0xc27, kCortexM7}, {0xc60, kCortexM0}, {0xd21, kCortexM33},
-};
-
-struct ArchitecturePort {
-    const char* architecture;
-    const std::string& value;
-};
-
-// Cores without the SCB, whose port the architecture the program was built for tells instead.
-const ArchitecturePort kArchitecturePorts[] = {
-    {"v7-A", kCortexA7},
-};
 
 // As the attributes of the ELF file named by "--file" give it; empty when they cannot be read.
 std::string programArchitecture() {
@@ -130,13 +88,24 @@ constexpr unsigned int kPartNumberMask = 0xfff;
 
 } // namespace
 
+const PortTable& ThreadxPortFactory::table() {
+    // The part numbers are those of SCB->CPUID; the Cortex-M55 and the Cortex-M85 are not told by theirs and
+    // need the option. The Cortex-A7 has no SCB: the architecture the program was built for tells its port.
+    static const PortTable kTable({
+        {"cortex_m0", kCortexM0Frames, {}, {}, nullptr, {0xc20, 0xc60}},
+        {"cortex_m3", kCortexMFrames, {}, {}, nullptr, {0xc23}},
+        {"cortex_m4", kCortexMFrames, {}, {}, nullptr, {0xc24}},
+        {"cortex_m7", kCortexMFrames, {}, {}, nullptr, {0xc27}},
+        {"cortex_m33", kCortexMFrames, {}, {}, nullptr, {0xd21}},
+        {"cortex_m55", kCortexMFrames, {}, {}},
+        {"cortex_m85", kCortexMFrames, {}, {}},
+        {"cortex_a7", kCortexA7Frames, {}, {{"v7-A"}}},
+    });
+    return kTable;
+}
+
 const PortFrames* ThreadxPortFactory::frames(const std::string& name) {
-    for (const Port& port : kPorts) {
-        if (port.name == name) {
-            return &port.frames;
-        }
-    }
-    return nullptr;
+    return table().framesOf(name);
 }
 
 IRtosPortDriver* ThreadxPortFactory::create(const std::string& name) {
@@ -152,13 +121,13 @@ IRtosPortDriver* ThreadxPortFactory::create(const std::string& name) {
 }
 
 IRtosPortDriver* ThreadxPortFactory::create(RspClient& server) {
-    std::string architecture = programArchitecture();
-    for (const ArchitecturePort& port : kArchitecturePorts) {
-        if (architecture == port.architecture) {
-            Logger::getInstance().log(Logger::LOG_INFO, kTag, "Detected rtos variant: %s (architecture %s)\n",
-                                      port.value.c_str(), port.architecture);
-            return create(port.value);
-        }
+    PortRow::Evidence evidence;
+    evidence.architecture = programArchitecture();
+    const PortRow* port = table().ofEvidence(evidence);
+    if (port != nullptr) {
+        Logger::getInstance().log(Logger::LOG_INFO, kTag, "Detected rtos variant: %s (architecture %s)\n",
+                                  port->name, evidence.architecture.c_str());
+        return create(port->name);
     }
     unsigned int cpuid = 0;
     if (!server.readMemory(kCpuidAddress, cpuid)) {
@@ -167,10 +136,9 @@ IRtosPortDriver* ThreadxPortFactory::create(RspClient& server) {
     }
     unsigned int partNumber = (cpuid >> kPartNumberShift) & kPartNumberMask;
     Logger::getInstance().log(Logger::LOG_DEBUG, kTag, "SCB->CPUID->PART_NO: 0x%x\n", partNumber);
-    for (const CorePart& core : kCoreParts) {
-        if (core.partNumber == partNumber) {
-            return create(core.value);
-        }
+    port = table().ofCorePart(partNumber);
+    if (port != nullptr) {
+        return create(port->name);
     }
     Logger::getInstance().log(Logger::LOG_ERROR, kTag, "Unsupported core: 0x%x\n", partNumber);
     return nullptr;

@@ -15,53 +15,54 @@
 
 namespace {
 
-// The real kernel's tasks.c with each port folder of its own (tests/fixtures/ports): what the compile units
-// say, and what the ELF file alone says, as for a port built without debug information.
+// The real kernel's tasks.c with each port folder of its own (tests/fixtures/ports, the fixture named after
+// the port): the port files its compile units name, and what the ELF file alone says, as for a port built
+// without debug information: the port it names and the architecture and symbols it names it by.
 struct RealPort {
-    std::string fixture;
-    std::string variant;
-    std::string reason;
-    std::string variantWithoutPortFile;
-    std::string signalsWithoutPortFile;
+    const char* port;
+    const char* subFolder;
+    bool portAsm;
+    const char* withoutPortFile;
+    const char* elfSignals;
 };
 
-const std::string kGcc = "port.c in portable/GCC/";
-const std::string kAsm = "portasm.c in portable/GCC/";
+const RealPort kRealPorts[] = {
+    {"ARM_CM0", "", true, "ARM_CM0", "v6S-M"},
+    {"ARM_CM3", "", false, "ARM_CM3", "v7-M"},
+    {"ARM_CM3_MPU", "", false, "ARM_CM3_MPU", "v7-M; symbol prvSetupMPU; symbol vTaskAllocateMPURegions"},
+    {"ARM_CM4F", "", false, "ARM_CM4F", "v7E-M with floating point"},
+    {"ARM_CM4_MPU", "", false, "ARM_CM4_MPU",
+     "v7E-M with floating point; symbol prvSetupMPU; symbol vTaskAllocateMPURegions"},
+    {"ARM_CM7", "/r0p1", false, "ARM_CM4F", "v7E-M with floating point"},
+    {"ARM_CM23", "/non_secure", true, "ARM_CM23", "v8-M baseline; symbol xSecureContext"},
+    {"ARM_CM23_NTZ", "/non_secure", true, "ARM_CM23_NTZ", "v8-M baseline"},
+    {"ARM_CM33", "/non_secure", true, "ARM_CM33", "v8-M mainline with floating point; symbol xSecureContext"},
+    {"ARM_CM33_NTZ", "/non_secure", true, "ARM_CM33_NTZ", "v8-M mainline with floating point"},
+    {"ARM_CM55", "/non_secure", true, "ARM_CM55",
+     "v8.1-M mainline with floating point; symbol xSecureContext"},
+    {"ARM_CM55_NTZ", "/non_secure", true, "ARM_CM55_NTZ", "v8.1-M mainline with floating point"},
+    {"ARM_CM85", "/non_secure", true, "ARM_CM55",
+     "v8.1-M mainline with floating point; symbol xSecureContext"},
+    {"ARM_CM85_NTZ", "/non_secure", true, "ARM_CM55_NTZ", "v8.1-M mainline with floating point"},
+    {"ARM_CA9", "", false, "ARM_CA9", "v7-A with floating point"},
+};
 
-std::string bothFiles(const std::string& folder) {
-    return kGcc + folder + "; " + kAsm + folder;
+// "port.c in portable/GCC/ARM_CM23/non_secure; portasm.c in portable/GCC/ARM_CM23/non_secure"
+std::string portFiles(const RealPort& port) {
+    const std::string folder = std::string(" in portable/GCC/") + port.port + port.subFolder;
+    return "port.c" + folder + (port.portAsm ? "; portasm.c" + folder : "");
 }
 
-const std::vector<RealPort> kRealPorts = {
-    {"ARM_CM0", "ARM_CM0", bothFiles("ARM_CM0"), "ARM_CM0", "no port file; architecture v6S-M"},
-    {"ARM_CM3", "ARM_CM3", kGcc + "ARM_CM3", "ARM_CM3", "no port file; architecture v7-M"},
-    {"ARM_CM3_MPU", "ARM_CM3_MPU", kGcc + "ARM_CM3_MPU", "ARM_CM3_MPU",
-     "no port file; architecture v7-M; symbol prvSetupMPU; symbol vTaskAllocateMPURegions"},
-    {"ARM_CM4F", "ARM_CM4F", kGcc + "ARM_CM4F", "ARM_CM4F",
-     "no port file; architecture v7E-M with floating point"},
-    {"ARM_CM4_MPU", "ARM_CM4_MPU", kGcc + "ARM_CM4_MPU", "ARM_CM4_MPU",
-     "no port file; architecture v7E-M with floating point; symbol prvSetupMPU; symbol "
-     "vTaskAllocateMPURegions"},
-    {"ARM_CM7", "ARM_CM7", kGcc + "ARM_CM7/r0p1", "ARM_CM4F",
-     "no port file; architecture v7E-M with floating point"},
-    {"ARM_CM23", "ARM_CM23", bothFiles("ARM_CM23/non_secure"), "ARM_CM23",
-     "no port file; architecture v8-M baseline; symbol xSecureContext"},
-    {"ARM_CM23_NTZ", "ARM_CM23_NTZ", bothFiles("ARM_CM23_NTZ/non_secure"), "ARM_CM23_NTZ",
-     "no port file; architecture v8-M baseline"},
-    {"ARM_CM33", "ARM_CM33", bothFiles("ARM_CM33/non_secure"), "ARM_CM33",
-     "no port file; architecture v8-M mainline with floating point; symbol xSecureContext"},
-    {"ARM_CM33_NTZ", "ARM_CM33_NTZ", bothFiles("ARM_CM33_NTZ/non_secure"), "ARM_CM33_NTZ",
-     "no port file; architecture v8-M mainline with floating point"},
-    {"ARM_CM55", "ARM_CM55", bothFiles("ARM_CM55/non_secure"), "ARM_CM55",
-     "no port file; architecture v8.1-M mainline with floating point; symbol xSecureContext"},
-    {"ARM_CM55_NTZ", "ARM_CM55_NTZ", bothFiles("ARM_CM55_NTZ/non_secure"), "ARM_CM55_NTZ",
-     "no port file; architecture v8.1-M mainline with floating point"},
-    {"ARM_CM85", "ARM_CM85", bothFiles("ARM_CM85/non_secure"), "ARM_CM55",
-     "no port file; architecture v8.1-M mainline with floating point; symbol xSecureContext"},
-    {"ARM_CM85_NTZ", "ARM_CM85_NTZ", bothFiles("ARM_CM85_NTZ/non_secure"), "ARM_CM55_NTZ",
-     "no port file; architecture v8.1-M mainline with floating point"},
-    {"ARM_CA9", "ARM_CA9", kGcc + "ARM_CA9", "ARM_CA9",
-     "no port file; architecture v7-A with floating point"},
+// Programs that name no port: the signals they give.
+struct NoPort {
+    const char* fixture;
+    const char* signals;
+};
+
+const NoPort kNoPorts[] = {
+    {"two_ports", "port.c in portable/GCC/ARM_CM3; port.c in portable/GCC/ARM_CM4F; architecture v7E-M with "
+                  "floating point"},
+    {"no_port", "no port file"},
 };
 
 class FreeRtosPortDetectorRealKernelIntegration : public ::testing::Test {
@@ -76,12 +77,20 @@ protected:
         std::string name = "tarnwick_port_detector_" + std::to_string(::getpid()) + ".dump";
         return (std::filesystem::temp_directory_path() / name).string();
     }
-    // The detector as the driver fills it: the dump of the compile units, then the ELF file.
-    static void readProgram(const std::string& fixture, FreeRtosPortDetector& detector) {
-        ASSERT_TRUE(DumpToolRunner::run("arm-none-eabi-readelf", elf(fixture), dumpPath()));
-        std::ifstream dump(dumpPath());
-        detector.readDump(dump);
+    // The port that the program's dump of compile units (when withDump) and ELF file name, or "unchanged"
+    // when they name none, then why: what decided, or all the signals seen.
+    static std::string detection(const std::string& fixture, bool withDump) {
+        FreeRtosPortDetector detector;
+        if (withDump) {
+            EXPECT_TRUE(DumpToolRunner::run("arm-none-eabi-readelf", elf(fixture), dumpPath()));
+            std::ifstream dump(dumpPath());
+            detector.readDump(dump);
+        }
         detector.readElf(elf(fixture));
+        std::string variant = "unchanged";
+        bool detected = detector.detect(variant);
+        return variant +
+               (detected ? " (" + detector.reason() + ")" : "; signals seen: " + detector.signals());
     }
 };
 
@@ -95,47 +104,22 @@ protected:
 TEST_F(FreeRtosPortDetectorRealKernelIntegration, EveryPortFolderIsDetectedFromItsCompileUnits) {
     SKIP_WITHOUT_REAL_KERNELS();
     for (const RealPort& port : kRealPorts) {
-        SCOPED_TRACE(port.fixture);
-        FreeRtosPortDetector detector;
-        readProgram(port.fixture, detector);
-        std::string variant;
-        EXPECT_TRUE(detector.detect(variant)) << detector.signals();
-        EXPECT_EQ(port.variant, variant);
-        EXPECT_EQ(port.reason, detector.reason());
+        EXPECT_EQ(std::string(port.port) + " (" + portFiles(port) + ")", detection(port.port, true));
     }
 }
 
 TEST_F(FreeRtosPortDetectorRealKernelIntegration, EveryPortIsDetectedFromTheElfFileAlone) {
     SKIP_WITHOUT_REAL_KERNELS();
     for (const RealPort& port : kRealPorts) {
-        SCOPED_TRACE(port.fixture);
-        FreeRtosPortDetector detector;
-        detector.readElf(elf(port.fixture));
-        std::string variant;
-        EXPECT_TRUE(detector.detect(variant));
-        EXPECT_EQ(port.variantWithoutPortFile, variant);
-        EXPECT_EQ(port.signalsWithoutPortFile, detector.signals());
+        EXPECT_EQ(std::string(port.withoutPortFile) + " (no port file; architecture " + port.elfSignals + ")",
+                  detection(port.port, false));
     }
 }
 
-TEST_F(FreeRtosPortDetectorRealKernelIntegration, TwoPortsFilesFailAndNameBoth) {
+TEST_F(FreeRtosPortDetectorRealKernelIntegration, TwoPortFilesOrNoneAndNoAttributesFail) {
     SKIP_WITHOUT_REAL_KERNELS();
-    FreeRtosPortDetector detector;
-    readProgram("two_ports", detector);
-    std::string variant = "unchanged";
-    EXPECT_FALSE(detector.detect(variant));
-    EXPECT_EQ("unchanged", variant);
-    EXPECT_EQ("port.c in portable/GCC/ARM_CM3; port.c in portable/GCC/ARM_CM4F; architecture v7E-M with "
-              "floating point",
-              detector.signals());
-}
-
-TEST_F(FreeRtosPortDetectorRealKernelIntegration, NoPortFileAndNoAttributesFail) {
-    SKIP_WITHOUT_REAL_KERNELS();
-    FreeRtosPortDetector detector;
-    readProgram("no_port", detector);
-    std::string variant = "unchanged";
-    EXPECT_FALSE(detector.detect(variant));
-    EXPECT_EQ("unchanged", variant);
-    EXPECT_EQ("no port file", detector.signals());
+    for (const NoPort& program : kNoPorts) {
+        EXPECT_EQ(std::string("unchanged; signals seen: ") + program.signals,
+                  detection(program.fixture, true));
+    }
 }

@@ -2,15 +2,19 @@
 
 #include "FreeRtosFrameTestSupport.h"
 #include "debuginfo/SymbolTable.h"
+#include "rtos/PortTable.h"
 #include "rtos/RtosPort.h"
 #include "rtos/freertos/FreeRtosBuildFacts.h"
 #include "target/TargetThread.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <string>
 #include <utility>
+#include <vector>
 
 using namespace freertostest;
 
@@ -72,6 +76,95 @@ TEST(FreeRtosPortFactoryTest, NamesAreComparedExactly) {
         SCOPED_TRACE(name);
         std::unique_ptr<IRtosPortDriver> port(FreeRtosPortFactory::create(name));
         EXPECT_EQ(nullptr, port);
+    }
+}
+
+namespace {
+
+// Every combination of the yes-or-no facts of a program built for the architecture.
+std::vector<PortRow::Evidence> everyEvidenceOn(const std::string& architecture) {
+    std::vector<PortRow::Evidence> all;
+    for (unsigned int bits = 0; bits < 8; ++bits) {
+        PortRow::Evidence evidence;
+        evidence.architecture = architecture;
+        evidence.floatingPoint = (bits & 1) != 0;
+        evidence.secureContext = (bits & 2) != 0;
+        evidence.mpuSetup = (bits & 4) != 0;
+        all.push_back(evidence);
+    }
+    return all;
+}
+
+} // namespace
+
+TEST(FreeRtosPortFactoryTest, EveryPortIsFoundByTheFolderOfItsSources) {
+    const PortTable& table = FreeRtosPortFactory::table();
+    std::vector<std::string> found;
+    for (const PortRow& row : table.getRows()) {
+        const PortRow* port = table.inFolder(row.folder.folder, row.folder.subFolder);
+        ASSERT_NE(nullptr, port) << row.name;
+        found.push_back(port->name);
+    }
+    const std::vector<std::string> expected = {"ARM_CM0",     "ARM_CM3",      "ARM_CM3_MPU", "ARM_CM4F",
+                                               "ARM_CM4_MPU", "ARM_CM7",      "ARM_CM23",    "ARM_CM23_NTZ",
+                                               "ARM_CM33",    "ARM_CM33_NTZ", "ARM_CM55",    "ARM_CM55_NTZ",
+                                               "ARM_CM85",    "ARM_CM85_NTZ", "ARM_CA9"};
+    EXPECT_EQ(expected, found);
+}
+
+// Each architecture a port runs on, under each of its conditions, names the port, or the port whose frames it
+// shares; no port but those is out of reach without its port file.
+TEST(FreeRtosPortFactoryTest, TheEvidenceNamesEveryPortButThoseSharingAnothersFrames) {
+    const PortTable& table = FreeRtosPortFactory::table();
+    std::vector<std::string> named;
+    std::vector<std::string> standIns;
+    for (const PortRow& row : table.getRows()) {
+        const std::string expected = row.sameFramesAs != nullptr ? row.sameFramesAs : row.name;
+        if (row.sameFramesAs != nullptr) {
+            standIns.push_back(std::string(row.name) + " as " + row.sameFramesAs);
+        }
+        for (const PortRow::Architecture& architecture : row.architectures) {
+            for (const PortRow::Evidence& evidence : everyEvidenceOn(architecture.name)) {
+                if (!architecture.holds(evidence)) {
+                    continue;
+                }
+                const PortRow* port = table.ofEvidence(evidence);
+                ASSERT_NE(nullptr, port) << row.name << " on " << architecture.name;
+                EXPECT_EQ(expected, port->name) << row.name << " on " << architecture.name;
+                EXPECT_EQ(&row.frames, &port->frames) << row.name;
+                if (port == &row && (named.empty() || named.back() != row.name)) {
+                    named.push_back(row.name);
+                }
+            }
+        }
+    }
+    const std::vector<std::string> expectedNamed = {"ARM_CM0",      "ARM_CM3",  "ARM_CM3_MPU",  "ARM_CM4F",
+                                                    "ARM_CM4_MPU",  "ARM_CM23", "ARM_CM23_NTZ", "ARM_CM33",
+                                                    "ARM_CM33_NTZ", "ARM_CM55", "ARM_CM55_NTZ", "ARM_CA9"};
+    EXPECT_EQ(expectedNamed, named);
+    const std::vector<std::string> expectedStandIns = {"ARM_CM7 as ARM_CM4F", "ARM_CM85 as ARM_CM55",
+                                                       "ARM_CM85_NTZ as ARM_CM55_NTZ"};
+    EXPECT_EQ(expectedStandIns, standIns);
+}
+
+// So the order of the rows decides nothing.
+TEST(FreeRtosPortFactoryTest, NoTwoPortsHoldForTheSameEvidence) {
+    const std::vector<PortRow>& rows = FreeRtosPortFactory::table().getRows();
+    for (const PortRow& row : rows) {
+        for (const PortRow::Architecture& architecture : row.architectures) {
+            for (const PortRow::Evidence& evidence : everyEvidenceOn(architecture.name)) {
+                auto holds = [&evidence](const PortRow& other) {
+                    return other.sameFramesAs == nullptr &&
+                           std::any_of(other.architectures.begin(), other.architectures.end(),
+                                       [&evidence](const PortRow::Architecture& entry) {
+                                           return entry.holds(evidence);
+                                       });
+                };
+                EXPECT_GE(1, std::count_if(rows.begin(), rows.end(), holds))
+                    << architecture.name << " " << evidence.floatingPoint << evidence.secureContext
+                    << evidence.mpuSetup;
+            }
+        }
     }
 }
 

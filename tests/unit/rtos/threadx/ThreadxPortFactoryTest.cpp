@@ -5,6 +5,7 @@
 #include "ThreadxPortRun.h"
 #include "ThreadxTestLog.h"
 #include "base/Properties.h"
+#include "rtos/PortTable.h"
 #include "rtos/RtosPort.h"
 
 #include <gtest/gtest.h>
@@ -12,6 +13,7 @@
 #include <cstdio>
 #include <map>
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -47,6 +49,36 @@ TEST(ThreadxPortFactoryTest, EveryOptionValueGivesItsPort) {
         EXPECT_EQ(entry.port, rowOf(port));
         EXPECT_EQ(std::string("ThreadX, port driver created: ") + entry.value + "\n", log);
     }
+}
+
+// Each part number and architecture of the rows names its own port; the ports of no row's core need the
+// option.
+TEST(ThreadxPortFactoryTest, EachCoreOrArchitectureOfTheRowsNamesItsPort) {
+    const PortTable& table = ThreadxPortFactory::table();
+    std::vector<std::string> found;
+    std::vector<std::string> optionOnly;
+    for (const PortRow& row : table.getRows()) {
+        for (unsigned int part : row.coreParts) {
+            EXPECT_EQ(&row, table.ofCorePart(part)) << row.name;
+            char entry[40];
+            snprintf(entry, sizeof(entry), "%s 0x%x", row.name, part);
+            found.push_back(entry);
+        }
+        for (const PortRow::Architecture& architecture : row.architectures) {
+            PortRow::Evidence evidence;
+            evidence.architecture = architecture.name;
+            EXPECT_EQ(&row, table.ofEvidence(evidence)) << row.name;
+            found.push_back(std::string(row.name) + " " + architecture.name);
+        }
+        if (row.coreParts.empty() && row.architectures.empty()) {
+            optionOnly.push_back(row.name);
+        }
+    }
+    const std::vector<std::string> expected = {"cortex_m0 0xc20", "cortex_m0 0xc60", "cortex_m3 0xc23",
+                                               "cortex_m4 0xc24", "cortex_m7 0xc27", "cortex_m33 0xd21",
+                                               "cortex_a7 v7-A"};
+    EXPECT_EQ(expected, found);
+    EXPECT_EQ(std::vector<std::string>({"cortex_m55", "cortex_m85"}), optionOnly);
 }
 
 TEST(ThreadxPortFactoryTest, CortexM7AndCortexM4ShareTheirClass) {
