@@ -118,8 +118,7 @@ TEST(TarnwickAckIntegration, NoAckSessionIsByteForByteAsBefore) {
 // then takes the server's '+' and acknowledges the reply.
 TEST(TarnwickAckIntegration, ReadsOfAStopKeepTheServersAcknowledgements) {
     FakeRtosDriver driver;
-    useTwoTaskSnapshot(driver);
-    driver.reads[FakeRtosDriver::kCallCheckKernelRunning] = {0x20000104};
+    useCheckedTwoTaskSnapshot(driver);
     driver.reads[FakeRtosDriver::kCallGetThreads] = {0x20000200};
     AckSession session(driver, "PacketSize=1000");
     ProxyRig& rig = session.rig;
