@@ -104,7 +104,7 @@ class FreeRtosDemo:
     TASKS = "targets/freertos/target_tasks.c"
 
     def __init__(self, elf):
-        self.symbols = freertos.Symbols(elf)
+        self.symbols = gdbsession.ElfSymbols(elf)
         self.program = freertos.PROGRAMS["cm4f"]
         self.yield_line = source_line(self.TASKS, '    __asm__ volatile("nop\\n"')
 

@@ -1,3 +1,2 @@
 # FreeRTOS end to end through tarnwick and the target simulator on Cortex-M0 (ARM_CM0): basic frames.
-include(${CMAKE_CURRENT_LIST_DIR}/freertos_suite.cmake)
-tarnwick_freertos_suite(cm0)
+tarnwick_e2e_test(e2e_freertos_cm0 freertos_targets.py SIM CASE --program cm0)

@@ -70,26 +70,6 @@ def reg_word(task, number):
     return 0xC0DE0000 | (task << 8) | number
 
 
-class Symbols:
-    """Addresses and sizes of an ELF file's symbols, from arm-none-eabi-nm."""
-
-    def __init__(self, elf):
-        listing = subprocess.run(["arm-none-eabi-nm", "-S", elf], capture_output=True, text=True, check=True,
-                                 timeout=10).stdout
-        self.table = {}
-        for line in listing.splitlines():
-            fields = line.split()
-            if len(fields) in (3, 4):
-                size = int(fields[1], 16) if len(fields) == 4 else 0
-                self.table[fields[-1]] = (int(fields[0], 16), size)
-
-    def address(self, name):
-        return self.table[name][0]
-
-    def end(self, name):
-        return self.table[name][0] + self.table[name][1]
-
-
 def expected_text(name):
     with open(os.path.join(EXPECTED_DIR, name)) as text:
         return text.read()
@@ -170,7 +150,7 @@ class Suite:
         self.key = key
         self.program = program
         self.elf = os.path.join(args.fixtures, program.elf)
-        self.symbols = Symbols(self.elf)
+        self.symbols = gdbsession.ElfSymbols(self.elf)
         self.sim = None
         self.sim_port = None
 

@@ -128,8 +128,9 @@ def thread_view(threads, registers=(), backtraces=()):
 
 
 def elf_symbols(elf):
-    """Symbol name to (address, size) from arm-none-eabi-nm."""
-    listing = subprocess.run(["arm-none-eabi-nm", "-S", elf], capture_output=True, text=True, check=True).stdout
+    """Symbol name to (address, size) from arm-none-eabi-nm; size 0 where nm gives none."""
+    listing = subprocess.run(["arm-none-eabi-nm", "-S", elf], capture_output=True, text=True, check=True,
+                             timeout=10).stdout
     table = {}
     for line in listing.splitlines():
         fields = line.split()
@@ -138,6 +139,26 @@ def elf_symbols(elf):
         elif len(fields) == 3:
             table[fields[2]] = (int(fields[0], 16), 0)
     return table
+
+
+class ElfSymbols:
+    """A program's symbols (elf_symbols) and the questions the suites ask of them."""
+
+    def __init__(self, elf):
+        self.table = elf_symbols(elf)
+
+    def address(self, name):
+        return self.table[name][0]
+
+    def end(self, name):
+        return self.table[name][0] + self.table[name][1]
+
+    def function_at(self, address):
+        """The symbol whose extent holds address, Thumb bit cleared; None outside every sized symbol."""
+        for name, (start, size) in self.table.items():
+            if start <= (address & ~1) < start + size:
+                return name
+        return None
 
 
 def python_block(script):

@@ -136,7 +136,7 @@ class QemuSuite:
         self.session = session
         self.program = qemu_tasks.PROGRAMS["cm4f"]
         self.elf = os.path.join(args.fixtures, self.program.elf)
-        self.symbols = qemu_tasks.ElfSymbols(self.elf)
+        self.symbols = gdbsession.ElfSymbols(self.elf)
 
     def expected_view(self, running):
         """info threads at a breakpoint of the running task, as parse_info_threads gives it without GDB's

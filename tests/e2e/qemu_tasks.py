@@ -60,28 +60,6 @@ LISTS = ["pxReadyTasksLists[%d]" % priority for priority in range(5)] + [
     "xDelayedTaskList1", "xDelayedTaskList2", "xPendingReadyList", "xSuspendedTaskList"]
 
 
-class ElfSymbols:
-    """Functions and objects of an ELF file, from arm-none-eabi-nm."""
-
-    def __init__(self, elf):
-        listing = subprocess.run(["arm-none-eabi-nm", "-S", elf], capture_output=True, text=True,
-                                 check=True, timeout=10).stdout
-        self.table = {}
-        for line in listing.splitlines():
-            fields = line.split()
-            if len(fields) == 4:
-                self.table[fields[3]] = (int(fields[0], 16), int(fields[1], 16))
-
-    def address(self, name):
-        return self.table[name][0]
-
-    def function_at(self, address):
-        for name, (start, size) in self.table.items():
-            if start <= (address & ~1) < start + size:
-                return name
-        return None
-
-
 def gdb_prelude(elf, port, debug_remote=False):
     lines = list(gdbsession.GDB_PRELUDE)
     if debug_remote:
@@ -163,7 +141,7 @@ class Checker:
 
     def __init__(self, program, elf, label):
         self.program = program
-        self.symbols = ElfSymbols(elf)
+        self.symbols = gdbsession.ElfSymbols(elf)
         self.label = label
         self.extended_frames = 0
 
@@ -449,7 +427,7 @@ def registers_case(args):
                 commands = gdb_prelude(elf, port) + ["info all-registers", "detach"]
                 lines = run_gdb_checked(session, commands, "gdb_" + route).stdout.splitlines()
                 outputs[route] = [line for line in lines if not line.startswith("[Inferior 1")]
-        reset = ElfSymbols(elf).address("Reset_Handler")
+        reset = gdbsession.ElfSymbols(elf).address("Reset_Handler")
         pc_line = [line for line in outputs["direct"] if line.startswith("pc ")]
         if pc_line != ["%-15s%-20s%s" % ("pc", "0x%x" % reset, "0x%x <Reset_Handler>" % reset)]:
             raise AssertionError("%s: QEMU did not stop at reset: %s" % (program.elf, pc_line))

@@ -8,11 +8,8 @@ endif()
 # realkernel_freertos_test(NAME test PROGRAM program [ARGS further options of the suite])
 function(realkernel_freertos_test)
   cmake_parse_arguments(ARG "" "NAME;PROGRAM" "ARGS" ${ARGN})
-  add_test(NAME ${ARG_NAME}
-    COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/realkernel_freertos.py --program ${ARG_PROGRAM}
-            --tarnwick $<TARGET_FILE:tarnwick> --fixtures ${TARNWICK_FIXTURES_BINARY_DIR} ${availability}
-            ${ARG_ARGS})
-  set_tests_properties(${ARG_NAME} PROPERTIES LABELS "e2e;realkernel" TIMEOUT 60 SKIP_RETURN_CODE 77)
+  tarnwick_e2e_test(${ARG_NAME} realkernel_freertos.py SKIPS CASE --program ${ARG_PROGRAM}
+    ARGS ${availability} ${ARG_ARGS} LABELS e2e realkernel)
 endfunction()
 foreach(program cm0 cm3 cm3_mpu cm4f cm4_mpu cm33_ntz cm33_ntz_fpu ca9
                 cm0_o2 cm0_os cm4f_o2 cm4f_os cm33_ntz_o2 cm33_ntz_os cm33_ntz_fpu_o2 cm33_ntz_fpu_os

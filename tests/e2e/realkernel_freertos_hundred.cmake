@@ -5,8 +5,5 @@ if(TARNWICK_REAL_KERNELS)
 else()
   set(hundred_availability --unavailable ${TARNWICK_REAL_KERNELS_REASON})
 endif()
-add_test(NAME e2e_realkernel_freertos_hundred
-  COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/realkernel_freertos_hundred.py
-          --tarnwick $<TARGET_FILE:tarnwick> --fixtures ${TARNWICK_FIXTURES_BINARY_DIR} ${hundred_availability})
-set_tests_properties(e2e_realkernel_freertos_hundred PROPERTIES LABELS "e2e;realkernel" TIMEOUT 60
-                     SKIP_RETURN_CODE 77)
+tarnwick_e2e_test(e2e_realkernel_freertos_hundred realkernel_freertos_hundred.py SKIPS
+  ARGS ${hundred_availability} LABELS e2e realkernel)

@@ -18,6 +18,7 @@ Cortex-M55 and Cortex-A7 ports are named with --rtos_variant.
 When the real kernels were not unpacked, the case prints why and exits with status 77 (skipped).
 """
 
+import dataclasses
 import difflib
 import json
 import os
@@ -31,20 +32,23 @@ import harness
 GDB_TIMEOUT = 40.0
 
 
+@dataclasses.dataclass(eq=False)
 class Program:
-    def __init__(self, elf, machine, variant, fpu=False, low_first=False, a_profile=False, named=False,
-                 qemu_options=()):
-        self.elf = elf
-        self.machine = machine
-        self.variant = variant
-        self.fpu = fpu
-        # The Cortex-M0 port stores r8-r11 below r4-r7, since Thumb-1 can only store the low registers.
-        self.low_first = low_first
-        self.a_profile = a_profile
-        # tarnwick finds most Cortex-M ports by the core's CPUID register; the others are named with
-        # --rtos_variant.
-        self.named = named or a_profile
-        self.qemu_options = list(qemu_options)
+    elf: str
+    machine: str
+    variant: str
+    fpu: bool = False
+    # The Cortex-M0 port stores r8-r11 below r4-r7, since Thumb-1 can only store the low registers.
+    low_first: bool = False
+    a_profile: bool = False
+    # tarnwick finds most Cortex-M ports by the core's CPUID register; the others are named with
+    # --rtos_variant.
+    named: bool = False
+    qemu_options: tuple = ()
+
+    def __post_init__(self):
+        self.named = self.named or self.a_profile
+        self.qemu_options = list(self.qemu_options)
 
 
 PROGRAMS = {

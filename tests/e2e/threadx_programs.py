@@ -6,6 +6,7 @@ register that GDB must see for each thread, the lines of its backtrace, and the 
 starts with (those of the running thread); and it starts the simulator for a program and reads GDB's output.
 """
 
+import dataclasses
 import os
 import re
 import subprocess
@@ -18,20 +19,20 @@ THREAD_ORDER = ["main", "sensor", "logger", "filter", "watchdog"]
 RUNNING = "main"
 
 
+@dataclasses.dataclass(eq=False)
 class Thread:
     """One thread: its name in the kernel, the tag of its context's words, the words at the bottom of its stack
     that still hold the kernel's fill, its three functions (entry, work, inner) and where it left the
     processor: "preempted" (an interrupt took it in its inner function) or "resumed" (it called the kernel and
     continues behind that call)."""
 
-    def __init__(self, name, tag, free_words, entry, work, inner, left):
-        self.name = name
-        self.tag = tag
-        self.free_words = free_words
-        self.entry = entry
-        self.work = work
-        self.inner = inner
-        self.left = left
+    name: str
+    tag: int
+    free_words: int
+    entry: str
+    work: str
+    inner: str
+    left: str
 
     @property
     def pc_label(self):
@@ -74,15 +75,15 @@ XPSR_ALIGNED = 0x01000200  # bit 9: the core pushed one word to align the stack
 CPSR_SYS_ARM = 0x6000001F
 
 
+@dataclasses.dataclass(eq=False)
 class Frame:
     """A kind of saved context: register positions, size in words, the alignment word behind it, and the
     status register's value."""
 
-    def __init__(self, layout, words, pad=0, status=XPSR_PLAIN):
-        self.layout = layout
-        self.words = words
-        self.pad = pad
-        self.status = status
+    layout: dict
+    words: int
+    pad: int = 0
+    status: int = XPSR_PLAIN
 
 
 FRAMES = {
@@ -101,15 +102,18 @@ FRAMES = {
 }
 
 
+@dataclasses.dataclass(eq=False)
 class Program:
     """A target program: its --rtos_variant, the CPUID word that names its core (None for the A profile,
     which has no such register), and the kind of saved context of each thread, in THREAD_ORDER."""
 
-    def __init__(self, name, variant, cpuid, frames):
-        self.name = name
-        self.variant = variant
-        self.cpuid = cpuid
-        self.frames = dict(zip(THREAD_ORDER, frames))
+    name: str
+    variant: str
+    cpuid: object
+    frames: object
+
+    def __post_init__(self):
+        self.frames = dict(zip(THREAD_ORDER, self.frames))
 
     @property
     def a_profile(self):

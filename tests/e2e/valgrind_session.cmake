@@ -3,10 +3,7 @@
 find_program(VALGRIND valgrind)
 if(VALGRIND AND NOT TARNWICK_SANITIZE)
   foreach(case freertos threadx)
-    add_test(NAME e2e_valgrind_${case}
-      COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/valgrind_session.py --case ${case}
-              --tarnwick $<TARGET_FILE:tarnwick> --target-sim $<TARGET_FILE:target_sim>
-              --fixtures ${TARNWICK_FIXTURES_BINARY_DIR})
-    set_tests_properties(e2e_valgrind_${case} PROPERTIES LABELS "e2e;valgrind" TIMEOUT 400)
+    tarnwick_e2e_test(e2e_valgrind_${case} valgrind_session.py SIM CASE --case ${case}
+      LABELS e2e valgrind TIMEOUT 400)
   endforeach()
 endif()

@@ -14,6 +14,10 @@ import sys
 RAM = 0x20000000
 HERE = os.path.dirname(os.path.abspath(__file__))
 
+# The end-to-end suites' module reads the programs' symbols here too.
+sys.path.insert(0, os.path.join(HERE, "..", "e2e"))
+import gdbsession
+
 
 def ram_image(elf):
     """The bytes of the ELF file's load segments from RAM on, zero-filled up to their memory size."""
@@ -34,14 +38,7 @@ def ram_image(elf):
 
 
 def symbols(elf):
-    out = subprocess.run(["arm-none-eabi-nm", "--defined-only", elf], capture_output=True, text=True,
-                         check=True).stdout
-    found = {}
-    for line in out.splitlines():
-        fields = line.split()
-        if len(fields) == 3:
-            found[fields[2]] = int(fields[0], 16)
-    return found
+    return {name: address for name, (address, _) in gdbsession.elf_symbols(elf).items()}
 
 
 def word(image, address):

@@ -1,9 +1,9 @@
 #ifndef TARNWICK_TESTS_UNIT_DEBUGINFO_DEBUGINFOTESTSUPPORT_H
 #define TARNWICK_TESTS_UNIT_DEBUGINFO_DEBUGINFOTESTSUPPORT_H
 
+#include "EmptySingletonsTest.h"
 #include "ProcessRunner.h"
 #include "TimingFigures.h"
-#include "base/Logger.h"
 #include "base/Properties.h"
 #include "debuginfo/SymbolTable.h"
 
@@ -77,7 +77,7 @@ inline std::string gdbOutput(const std::string& elf, const std::vector<std::stri
 
 // Every debug-information test starts from empty singletons, all log severities on, and a private
 // scratch folder that is removed afterwards.
-class DebugInfoTest : public ::testing::Test {
+class DebugInfoTest : public EmptySingletonsTest {
 public:
     static std::string readFile(const std::string& file) {
         std::ifstream in(file, std::ios::binary);
@@ -88,10 +88,7 @@ public:
 
 protected:
     void SetUp() override {
-        Properties::getInstance().clear();
-        SymbolTable::getInstance().clear();
-        Logger::getInstance().setLogLevel(Logger::LOG_INFO | Logger::LOG_WARNING | Logger::LOG_ERROR |
-                                          Logger::LOG_DEBUG);
+        EmptySingletonsTest::SetUp();
         char pattern[] = "/tmp/tarnwick_debuginfo_XXXXXX";
         ASSERT_NE(nullptr, mkdtemp(pattern));
         scratch = pattern;
@@ -99,8 +96,7 @@ protected:
 
     void TearDown() override {
         std::filesystem::remove_all(scratch);
-        Properties::getInstance().clear();
-        SymbolTable::getInstance().clear();
+        EmptySingletonsTest::TearDown();
     }
 
     std::string path(const std::string& name) const { return scratch + "/" + name; }

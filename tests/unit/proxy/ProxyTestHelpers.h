@@ -25,6 +25,12 @@ inline void useTwoTaskSnapshot(FakeRtosDriver& driver) {
                       TargetThread(0x20000a40, 0x20000900, true, "IDLE")};
 }
 
+// The two-task snapshot behind a kernel check that reads its word at 0x20000104 through the server.
+inline void useCheckedTwoTaskSnapshot(FakeRtosDriver& driver) {
+    useTwoTaskSnapshot(driver);
+    driver.reads[FakeRtosDriver::kCallCheckKernelRunning] = {0x20000104};
+}
+
 // Text as GDB puts it in a qRcmd or expects it in a console reply, written here without RspUtil.
 inline std::string hexOf(const std::string& text) {
     static const char digits[] = "0123456789abcdef";

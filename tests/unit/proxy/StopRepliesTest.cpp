@@ -2,6 +2,7 @@
 
 #include "ProxyRig.h"
 #include "ProxyTestHelpers.h"
+#include "TwoTaskRig.h"
 #include "TwoTaskSession.h"
 #include "proxy/Tarnwick.h"
 
@@ -14,8 +15,7 @@ namespace {
 
 TEST(StopRepliesIntegration, AStopIsRebuiltFromTheKernelBeforeGdbHearsOfIt) {
     FakeRtosDriver driver;
-    useTwoTaskSnapshot(driver);
-    driver.reads[FakeRtosDriver::kCallCheckKernelRunning] = {0x20000104};
+    useCheckedTwoTaskSnapshot(driver);
     driver.reads[FakeRtosDriver::kCallGetThreads] = {0x20000200, 0x20000a40};
     ProxyRig rig(driver);
     ASSERT_TRUE(rig.ready());
@@ -34,9 +34,8 @@ TEST(StopRepliesIntegration, AStopIsRebuiltFromTheKernelBeforeGdbHearsOfIt) {
 }
 
 TEST(StopRepliesIntegration, StopRepliesNameTheActiveThreadAndKeepTheServersFields) {
-    FakeRtosDriver driver;
-    useTwoTaskSnapshot(driver);
-    ProxyRig rig(driver);
+    TwoTaskRig session;
+    ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
     EXPECT_EQ("T05thread:1;", rig.stop("S05"));
     EXPECT_EQ(1u, Tarnwick::getInstance().getSnapshot().getStopCount());
@@ -100,9 +99,8 @@ TEST(StopRepliesIntegration, AnUnknownSelectionGivesE05UntilAStopMovesIt) {
 }
 
 TEST(StopRepliesIntegration, AnHcStaysAcrossAStopAndTheGeneralSelectionMovesToTheStoppedThread) {
-    FakeRtosDriver driver;
-    useTwoTaskSnapshot(driver);
-    ProxyRig rig(driver, 7);
+    TwoTaskRig session(TwoTaskRig::kAnswersAtOnce, 7);
+    ProxyRig& rig = session.rig;
     ASSERT_TRUE(rig.ready());
     const ThreadSelection& selection = Tarnwick::getInstance().getThreadSelection();
     EXPECT_EQ("OK", rig.ask("Hc20000810"));

@@ -13,34 +13,38 @@ using rspframe::frame;
 
 // The rig of driver at log level 0 past GDB's feature request and the server's answer features, both
 // acknowledged as at the start of every session.
-class AckSession {
+class AckSession : public ProxyRig {
 public:
-    AckSession(FakeRtosDriver& driver, const std::string& features) : rig(driver, 0) {
-        if (rig.ready()) {
+    AckSession(FakeRtosDriver& driver, const std::string& features) : ProxyRig(driver, 0) {
+        if (ready()) {
             negotiate(features);
         }
     }
 
-    ProxyRig rig;
+    // Nothing more reaches either side, and the session ends as GDB leaving ends it.
+    void expectQuietEnd() {
+        EXPECT_TRUE(server().quietFor(200));
+        EXPECT_TRUE(gdb().quietFor(0));
+        EXPECT_TRUE(finish());
+    }
 
 private:
     void negotiate(const std::string& features) {
-        rig.gdb().sendRaw("+" + frame("qSupported:swbreak+"));
-        EXPECT_EQ("+", rig.server().nextRaw());
-        EXPECT_EQ(frame("qSupported:swbreak+"), rig.server().nextRaw());
-        rig.server().sendRaw("+" + frame(features));
-        EXPECT_EQ("+", rig.gdb().nextRaw());
-        EXPECT_EQ(frame(features), rig.gdb().nextRaw());
-        rig.gdb().sendRaw("+");
-        EXPECT_EQ("+", rig.server().nextRaw());
+        gdb().sendRaw("+" + frame("qSupported:swbreak+"));
+        EXPECT_EQ("+", server().nextRaw());
+        EXPECT_EQ(frame("qSupported:swbreak+"), server().nextRaw());
+        server().sendRaw("+" + frame(features));
+        EXPECT_EQ("+", gdb().nextRaw());
+        EXPECT_EQ(frame(features), gdb().nextRaw());
+        gdb().sendRaw("+");
+        EXPECT_EQ("+", server().nextRaw());
     }
 };
 
 // A server that keeps acknowledging (QEMU): the proxy acknowledges what it answers and takes GDB's '+'.
 TEST(TarnwickAckIntegration, RepliesOfItsOwnAreAcknowledgedBothWays) {
     FakeRtosDriver driver;
-    AckSession session(driver, "PacketSize=1000;qXfer:features:read+");
-    ProxyRig& rig = session.rig;
+    AckSession rig(driver, "PacketSize=1000;qXfer:features:read+");
     ASSERT_TRUE(rig.ready());
     rig.gdb().sendPacket("qC");
     EXPECT_EQ("+", rig.gdb().nextRaw());
@@ -63,8 +67,7 @@ TEST(TarnwickAckIntegration, RepliesOfItsOwnAreAcknowledgedBothWays) {
 TEST(TarnwickAckIntegration, AnsweredRequestIsAcknowledgedBeforeTheTargetIsRead) {
     FakeRtosDriver driver;
     driver.reads[FakeRtosDriver::kCallRunCommand] = {0x20000104};
-    AckSession session(driver, "PacketSize=1000");
-    ProxyRig& rig = session.rig;
+    AckSession rig(driver, "PacketSize=1000");
     ASSERT_TRUE(rig.ready());
     rig.gdb().sendPacket("qRcmd,72746f73207374617465");
     EXPECT_EQ("+", rig.gdb().nextRaw());
@@ -80,21 +83,17 @@ TEST(TarnwickAckIntegration, AnsweredRequestIsAcknowledgedBeforeTheTargetIsRead)
 
 TEST(TarnwickAckIntegration, TakenStopReplyIsAcknowledgedToTheServer) {
     FakeRtosDriver driver;
-    AckSession session(driver, "PacketSize=1000");
-    ProxyRig& rig = session.rig;
+    AckSession rig(driver, "PacketSize=1000");
     ASSERT_TRUE(rig.ready());
     expectAcknowledgedRelay(rig.gdb(), rig.server(), "vCont;c", "$vCont;c#a8");
     expectAcknowledgedRelay(rig.server(), rig.gdb(), "T05thread:01;", frame("T05thread:1;"));
-    EXPECT_TRUE(rig.server().quietFor(200));
-    EXPECT_TRUE(rig.gdb().quietFor(0));
-    EXPECT_TRUE(rig.finish());
+    rig.expectQuietEnd();
 }
 
 // Where the server leaves acknowledgement mode, no byte changes: the proxy neither sends nor takes a '+'.
 TEST(TarnwickAckIntegration, NoAckSessionIsByteForByteAsBefore) {
     FakeRtosDriver driver;
-    AckSession session(driver, "PacketSize=4000;QStartNoAckMode+");
-    ProxyRig& rig = session.rig;
+    AckSession rig(driver, "PacketSize=4000;QStartNoAckMode+");
     ASSERT_TRUE(rig.ready());
     rig.gdb().sendPacket("QStartNoAckMode");
     EXPECT_EQ(frame("QStartNoAckMode"), rig.server().nextRaw());
@@ -109,20 +108,16 @@ TEST(TarnwickAckIntegration, NoAckSessionIsByteForByteAsBefore) {
     EXPECT_EQ("$vCont;c#a8", rig.server().nextRaw());
     rig.server().sendPacket("S05");
     EXPECT_EQ(frame("T05thread:1;"), rig.gdb().nextRaw());
-    EXPECT_TRUE(rig.server().quietFor(200));
-    EXPECT_TRUE(rig.gdb().quietFor(0));
-    EXPECT_TRUE(rig.finish());
+    rig.expectQuietEnd();
 }
 
 // The server's stop reply is taken and its '+' goes out in front of the proxy's first read; each read
 // then takes the server's '+' and acknowledges the reply.
 TEST(TarnwickAckIntegration, ReadsOfAStopKeepTheServersAcknowledgements) {
     FakeRtosDriver driver;
-    useTwoTaskSnapshot(driver);
-    driver.reads[FakeRtosDriver::kCallCheckKernelRunning] = {0x20000104};
+    useCheckedTwoTaskSnapshot(driver);
     driver.reads[FakeRtosDriver::kCallGetThreads] = {0x20000200};
-    AckSession session(driver, "PacketSize=1000");
-    ProxyRig& rig = session.rig;
+    AckSession rig(driver, "PacketSize=1000");
     ASSERT_TRUE(rig.ready());
     rig.gdb().sendPacket("?");
     EXPECT_EQ(frame("?"), rig.server().nextRaw());

@@ -2,6 +2,7 @@
 
 #include "ProxyRig.h"
 #include "ProxyTestHelpers.h"
+#include "TwoTaskRig.h"
 #include "UnconnectedEndpoints.h"
 
 #include "FakeRspPeer.h"
@@ -281,9 +282,9 @@ using Calls = std::vector<std::string>;
 const Calls kSnapshotCalls = {FakeRtosDriver::kCallCheckKernelRunning, FakeRtosDriver::kCallGetThreads};
 
 TEST(TarnwickDispatchIntegration, APacketNoHandlerTakesPassesAndOneThatIsTakenStaysHere) {
-    FakeRtosDriver driver;
-    useTwoTaskSnapshot(driver);
-    ProxyRig rig(driver);
+    TwoTaskRig session;
+    ProxyRig& rig = session.rig;
+    FakeRtosDriver& driver = session.driver;
     ASSERT_TRUE(rig.ready());
     rig.passFirstStop();
     EXPECT_EQ("T05thread:20000a40;hwbreak:;", rig.stop("T05thread:1;hwbreak:;"));

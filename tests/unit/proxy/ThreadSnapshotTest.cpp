@@ -2,6 +2,7 @@
 
 #include "ProxyRig.h"
 #include "ProxyTestHelpers.h"
+#include "TwoTaskRig.h"
 #include "TwoTaskSession.h"
 #include "UnconnectedEndpoints.h"
 #include "base/Logger.h"
@@ -19,12 +20,6 @@ namespace {
 using Calls = std::vector<std::string>;
 const Calls kSnapshotCalls = {FakeRtosDriver::kCallCheckKernelRunning, FakeRtosDriver::kCallGetThreads};
 
-// The two-task snapshot behind a kernel check that reads its word at 0x20000104 through the server.
-void useCheckedTwoTaskSnapshot(FakeRtosDriver& driver) {
-    useTwoTaskSnapshot(driver);
-    driver.reads[FakeRtosDriver::kCallCheckKernelRunning] = {0x20000104};
-}
-
 TEST(ThreadSnapshotTest, WithoutADriverTheListHoldsTheFallbackThread) {
     IRtosDriver* const noDriver = nullptr;
     ThreadSnapshot snapshot(noDriver);
@@ -41,9 +36,9 @@ TEST(ThreadSnapshotTest, WithoutADriverTheListHoldsTheFallbackThread) {
 }
 
 TEST(ThreadSnapshotIntegration, UntilTheSecondStopThreadOneStandsAloneAndTheTargetIsNotRead) {
-    FakeRtosDriver driver;
-    useCheckedTwoTaskSnapshot(driver);
-    ProxyRig rig(driver);
+    TwoTaskRig session(TwoTaskRig::kReadsTarget);
+    ProxyRig& rig = session.rig;
+    FakeRtosDriver& driver = session.driver;
     ASSERT_TRUE(rig.ready());
     EXPECT_EQ("m1", rig.ask("qfThreadInfo"));
     EXPECT_EQ("T05thread:1;", rig.stop("T05"));
@@ -127,9 +122,9 @@ TEST(ThreadSnapshotIntegration, ADriversOwnSwitchedOutThreadOneLeavesNoActiveThr
 }
 
 TEST(ThreadSnapshotIntegration, TheKernelIsReadOncePerStopNotPerQueryNorOnContinue) {
-    FakeRtosDriver driver;
-    useCheckedTwoTaskSnapshot(driver);
-    ProxyRig rig(driver);
+    TwoTaskRig session(TwoTaskRig::kReadsTarget);
+    ProxyRig& rig = session.rig;
+    FakeRtosDriver& driver = session.driver;
     ASSERT_TRUE(rig.ready());
     rig.passFirstStop();
     ASSERT_TRUE(rig.server().sendPacket("T05"));

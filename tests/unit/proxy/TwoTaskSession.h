@@ -1,18 +1,16 @@
 #ifndef TARNWICK_TESTS_UNIT_PROXY_TWOTASKSESSION_H
 #define TARNWICK_TESTS_UNIT_PROXY_TWOTASKSESSION_H
 
-#include "FakeRtosDriver.h"
-#include "ProxyRig.h"
-#include "ProxyTestHelpers.h"
+#include "TwoTaskRig.h"
 
 #include <gtest/gtest.h>
 
 // The rig past the stop that left the two-task snapshot, the driver's record cleared; the driver is not
 // asked again until a stop.
-class TwoTaskSession {
+class TwoTaskSession : public TwoTaskRig {
 public:
     explicit TwoTaskSession(unsigned int logLevel = ProxyRig::kAllSeverities)
-        : rig((useTwoTaskSnapshot(driver), driver), logLevel) {
+        : TwoTaskRig(kAnswersAtOnce, logLevel) {
         if (!rig.ready()) {
             return;
         }
@@ -20,9 +18,6 @@ public:
         EXPECT_EQ("T05thread:20000a40;", rig.stop("T05"));
         driver.clearRecord();
     }
-
-    FakeRtosDriver driver;
-    ProxyRig rig;
 };
 
 #endif

@@ -1,6 +1,7 @@
 #include "rsp/RspUtil.h"
 #include "base/NumberCodec.h"
 
+#include "IdleAndTimer.h"
 #include "target/ThreadList.h"
 
 #include <cstdio>
@@ -474,11 +475,7 @@ TEST(RspUtilTest, StopRepliesParseBack) {
 }
 
 TEST(RspUtilTest, ThreadDocumentParsesBackAsTheLastChunk) {
-    ThreadList list;
-    TargetThread idle(0x20000a40, 0x200009d8, true, "IDLE");
-    TargetThread timer(0x20000810, 0x20000700, false, "Tmr Svc");
-    list.addThread(idle);
-    list.addThread(timer);
+    const ThreadList list = idleAndTimer();
     std::string xml;
     bool last = false;
     ASSERT_TRUE(RspUtil::parseReply_qXferobjectreadannex(

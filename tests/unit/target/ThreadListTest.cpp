@@ -1,20 +1,8 @@
 #include "target/ThreadList.h"
 
+#include "IdleAndTimer.h"
+
 #include <gtest/gtest.h>
-
-namespace {
-
-// Two FreeRTOS tasks of a stopped target: the idle task on the core, the timer task switched out.
-ThreadList idleAndTimer() {
-    ThreadList list;
-    TargetThread timer(0x20000810, 0x20000700, false, "Tmr Svc");
-    TargetThread idle(0x20000a40, 0x200009d8, true, "IDLE");
-    list.addThread(timer);
-    list.addThread(idle);
-    return list;
-}
-
-} // namespace
 
 TEST(ThreadListTest, ExampleDocumentPutsTheActiveThreadFirst) {
     EXPECT_EQ("<?xml version=\"1.0\"?><threads>"

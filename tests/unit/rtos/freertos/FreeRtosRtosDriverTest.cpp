@@ -1,6 +1,7 @@
 #include "rtos/freertos/FreeRtosRtosDriver.h"
 #include "rtos/freertos/FreeRtosList.h"
 
+#include "EmptySingletonsTest.h"
 #include "FreeRtosDriverTestSupport.h"
 #include "TimingFigures.h"
 #include "rtos/RtosInfo.h"
@@ -26,16 +27,7 @@ RtosDriverInfo freeRtosRow() {
 }
 
 // The driver alone: options, catalogue and lists of names need no target.
-class FreeRtosRtosDriverTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        Properties::getInstance().clear();
-        SymbolTable::getInstance().clear();
-        Logger::getInstance().setLogLevel(Logger::LOG_INFO | Logger::LOG_WARNING | Logger::LOG_ERROR |
-                                          Logger::LOG_DEBUG);
-    }
-    void TearDown() override { Properties::getInstance().clear(); }
-};
+class FreeRtosRtosDriverTest : public EmptySingletonsTest {};
 
 class FreeRtosRtosDriverIntegration : public FreeRtosDriverTest {};
 
