@@ -76,6 +76,16 @@ bool walkThreads(ThreadxTestKernel& kernel, bool detail, KernelInfoNode& out) {
     return result;
 }
 
+// walkThreads with the stop's memory kept, as between a stop and the next resume: the reads it cost.
+unsigned walkWithStopMemory(ThreadxTestKernel& kernel, KernelInfoNode& out) {
+    StopMemoryCache cache;
+    kernel.server().setMemoryCache(&cache);
+    kernel.resetReads();
+    EXPECT_TRUE(walkThreads(kernel, false, out));
+    kernel.server().setMemoryCache(nullptr);
+    return kernel.reads();
+}
+
 } // namespace
 
 TEST(ThreadxThreadWalkIntegration, SnapshotAsGdbThreadsInFourReadsEach) {
@@ -319,18 +329,13 @@ TEST(ThreadxThreadWalkIntegration, UnreadableNameOnlyEmptiesTheName) {
 TEST(ThreadxThreadWalkIntegration, WithTheStopsMemoryEachThreadIsOneReadAndTheNamesOne) {
     ThreadxTestKernel kernel("threadx_state.elf");
     ASSERT_TRUE(kernel.ok());
-    StopMemoryCache cache;
-    kernel.server().setMemoryCache(&cache);
     KernelInfoNode root;
-    kernel.resetReads();
-    ASSERT_TRUE(walkThreads(kernel, false, root));
-    EXPECT_EQ(2u + kSnapshotThreads + 1u, kernel.reads());
+    EXPECT_EQ(2u + kSnapshotThreads + 1u, walkWithStopMemory(kernel, root));
     std::vector<std::string> names;
     for (const SnapshotThread& thread : kSnapshot) {
         names.push_back(thread.name);
     }
     EXPECT_EQ(names, namesOf(root));
-    kernel.server().setMemoryCache(nullptr);
 }
 
 // A name pointer that cannot be read, one that leads nowhere and a null one give the names they give without
@@ -343,18 +348,13 @@ TEST(ThreadxThreadWalkIntegration, WithTheStopsMemoryUnreadableAndNullNamesAreAs
     kernel.writeWord(member(kernel, "thread_paused", "tx_thread_name"), 0);
     KernelInfoNode plain;
     ASSERT_TRUE(walkThreads(kernel, false, plain));
-    StopMemoryCache cache;
-    kernel.server().setMemoryCache(&cache);
     KernelInfoNode cached;
-    kernel.resetReads();
-    ASSERT_TRUE(walkThreads(kernel, false, cached));
+    // The sensor's control block is refused whole and read member by member: its name pointer, its stack
+    // pointer and its link. Then one read for the names that lie together and one for the lone pointer.
+    EXPECT_EQ(2u + kSnapshotThreads + 3u + 1u + 1u, walkWithStopMemory(kernel, cached));
     EXPECT_EQ(namesOf(plain), namesOf(cached));
     EXPECT_EQ("", namesOf(cached)[1]);
     EXPECT_EQ("", namesOf(cached)[4]);
-    // The sensor's control block is refused whole and read member by member: its name pointer, its stack
-    // pointer and its link. Then one read for the names that lie together and one for the lone pointer.
-    EXPECT_EQ(2u + kSnapshotThreads + 3u + 1u + 1u, kernel.reads());
-    kernel.server().setMemoryCache(nullptr);
 }
 
 TEST(ThreadxThreadWalkIntegration, UnreadableDetailStaysEmpty) {
