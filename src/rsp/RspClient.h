@@ -85,6 +85,8 @@ public:
     // Tarnwick's reads go through cache while one is set; null (the start) reads every value from the
     // server. The cache is not owned.
     void setMemoryCache(StopMemoryCache* cache) { memoryCache = cache; }
+    // Whether a cache is set, so that what is read now may be fetched ahead and read later without cost.
+    bool keepsStopMemory() const { return memoryCache != nullptr; }
     // The server's PacketSize (payload bytes); 0 while it has not said.
     void setPacketSize(unsigned int bytes) { packetSize = bytes; }
     // The most data bytes one "m" asks for: what the packet size allows and the receive buffer holds.

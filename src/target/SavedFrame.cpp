@@ -13,6 +13,7 @@ const char* const kTag = "getRegisters";
 // Set in the stacked xPSR when the core inserted a padding word to align the stack.
 constexpr unsigned int kStackAlignedBit = 0x200;
 constexpr unsigned int kAlignmentWord = 4;
+constexpr unsigned int kWordSize = 4;
 
 Logger& logger() {
     return Logger::getInstance();
@@ -37,6 +38,7 @@ bool SavedFrame::read(const PortFrames& port, const Facts& facts, RegisterList& 
                      thread.getThreadId(), thread.getName().c_str());
     }
     unsigned int kernelFacts = testsFacts(port) ? facts() : 0;
+    prefetchCandidates(port, kernelFacts);
     for (const PortFrames::Choice& choice : port.choices) {
         bool failed = false;
         if (holds(choice, kernelFacts, failed)) {
@@ -50,6 +52,46 @@ bool SavedFrame::read(const PortFrames& port, const Facts& facts, RegisterList& 
         logger().log(Logger::LOG_ERROR, kTag, "%s", port.noChoice);
     }
     return false;
+}
+
+void SavedFrame::prefetchCandidates(const PortFrames& port, unsigned int facts) {
+    const PortFrames::Probe* first = nullptr;
+    unsigned int span = 0;
+    for (const PortFrames::Choice& choice : port.choices) {
+        if (!holdsFacts(choice, facts)) {
+            continue;
+        }
+        for (const PortFrames::Test& test : choice.tests) {
+            if (first == nullptr && test.probe != nullptr) {
+                first = test.probe;
+            }
+        }
+        if (choice.place == PortFrames::Place::AtStackPointer && choice.layout->getSize() > span) {
+            span = choice.layout->getSize();
+        }
+    }
+    // Only a word that the frames cover comes with them; a span the server refuses costs this one read.
+    if (first != nullptr && first->place == PortFrames::Place::AtStackPointer &&
+        probeOffset(*first) + kWordSize <= span) {
+        server.prefetchMemory(thread.getStackPtr(), span);
+    }
+}
+
+bool SavedFrame::holdsFacts(const PortFrames::Choice& choice, unsigned int facts) {
+    for (const PortFrames::Test& test : choice.tests) {
+        if (test.probe == nullptr && (facts & test.mask) != test.value) {
+            return false;
+        }
+    }
+    return true;
+}
+
+unsigned int SavedFrame::probeOffset(const PortFrames::Probe& probe) {
+    unsigned int offset = probe.offset;
+    if (probe.layout != nullptr) {
+        probe.layout->getOffset(probe.id, offset);
+    }
+    return offset;
 }
 
 bool SavedFrame::holds(const PortFrames::Choice& choice, unsigned int facts, bool& failed) {
@@ -75,13 +117,9 @@ bool SavedFrame::probe(const PortFrames::Probe& probe, unsigned int& word) {
         word = known->second;
         return true;
     }
-    unsigned int offset = probe.offset;
-    if (probe.layout != nullptr) {
-        probe.layout->getOffset(probe.id, offset);
-    }
     unsigned int address =
         probe.layout != nullptr ? frameAddress(*probe.layout, probe.place) : thread.getStackPtr();
-    if (!server.readMemory(address + offset, word)) {
+    if (!server.readMemory(address + probeOffset(probe), word)) {
         logger().log(Logger::LOG_ERROR, kTag, "%s", probe.readFailure);
         return false;
     }

@@ -39,6 +39,14 @@ public:
     static bool write(RspClient& server, const Register& saved, const std::string& valueHex);
 
 private:
+    // Where the stop keeps memory and the first probe to be read lies at the stack pointer inside the frames
+    // the facts still allow, fetches the largest of those frames whole, so that the probe and then the frame
+    // chosen are read from there.
+    void prefetchCandidates(const PortFrames& port, unsigned int facts);
+    // Whether every test of the choice without a probe holds for facts.
+    static bool holdsFacts(const PortFrames::Choice& choice, unsigned int facts);
+    // The probe's word from the start of its frame, or from the stack pointer for a probe without a layout.
+    static unsigned int probeOffset(const PortFrames::Probe& probe);
     bool holds(const PortFrames::Choice& choice, unsigned int facts, bool& failed);
     bool probe(const PortFrames::Probe& probe, unsigned int& word);
     // The choice's opening line, before the first read of a call.

@@ -11,7 +11,6 @@
 namespace {
 
 constexpr unsigned int kWordSize = 4;
-constexpr unsigned int kObjectNameLength = 20;
 
 } // namespace
 
@@ -54,8 +53,11 @@ bool ThreadxReader::readMember(RspClient& server, StructInfo& object, const std:
 bool ThreadxReader::readName(RspClient& server, StructInfo& object, const std::string& member,
                              std::string& name) {
     unsigned int pointer = 0;
-    return readMember(server, object, member, pointer) &&
-           KernelMemory::readString(server, pointer, kObjectNameLength, name);
+    return readMember(server, object, member, pointer) && readNameAt(server, pointer, name);
+}
+
+bool ThreadxReader::readNameAt(RspClient& server, unsigned int address, std::string& name) {
+    return KernelMemory::readString(server, address, kObjectNameLength, name);
 }
 
 std::uint64_t ThreadxReader::ringLimit(bool counted, unsigned int count) {

@@ -19,6 +19,9 @@ public:
     // The kernel links an object before it counts it and uncounts it before it unlinks it: a core stopped
     // in between shows one more than counted. The margin allows for that on several cores at once.
     static constexpr unsigned int kCountMargin = 4;
+    // The bytes read for an object's name: the kernel keeps only a pointer, so the string's length is
+    // unknown.
+    static constexpr unsigned int kObjectNameLength = 20;
 
     // Binds the layout of structure to the object at address and fetches it whole; false if the layout
     // is unknown.
@@ -31,6 +34,8 @@ public:
                            unsigned int& value);
     // The name that member of object points at, read as a kernel object name (20 bytes).
     static bool readName(RspClient& server, StructInfo& object, const std::string& member, std::string& name);
+    // The kernel object name at address.
+    static bool readNameAt(RspClient& server, unsigned int address, std::string& name);
 
     // The most links a ring may take whose kernel count was read as count: the count and the margin, or
     // the hard cap of ListWalkBound when the count could not be read.

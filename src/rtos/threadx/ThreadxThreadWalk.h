@@ -3,6 +3,7 @@
 
 #include "rtos/threadx/ThreadxThread.h"
 
+#include <optional>
 #include <vector>
 
 class RspClient;
@@ -18,7 +19,14 @@ public:
     static bool readThreads(RspClient& server, bool detail, std::vector<ThreadxThread>& threads);
 
 private:
+    // Everything of the thread but its name and its link.
     static void readThread(RspClient& server, bool detail, StructInfo& layout, ThreadxThread& thread);
+    // The name at address, if there is one and it can be read.
+    static void readName(RspClient& server, std::optional<unsigned int> address, ThreadxThread& thread);
+    // The names of the threads from threads on, one for each entry of names, once the walk is done, so that
+    // names lying close together are fetched together.
+    static void readNames(RspClient& server, const std::vector<std::optional<unsigned int>>& names,
+                          ThreadxThread* threads);
     static void readDetail(RspClient& server, StructInfo& layout, ThreadxThread& thread);
 };
 

@@ -163,7 +163,9 @@ TEST_P(ServerFaultIntegration, InARegisterRead) {
     std::uint32_t frame =
         wordAt(target, KernelSession::member("tskTaskControlBlock", sleeper, "pxTopOfStack"));
     EXPECT_EQ("OK", session.ask("Hg" + hexId(sleeper)));
-    // The exception return word at frame + 32 is read first and answered; the whole frame is not.
+    // The fetch of the largest frame is refused, which leaves the exact reads: the exception return word at
+    // frame + 32 is read first and answered; the whole frame is not.
+    target.inject({frame + 68, 4, Fault::Error, 1});
     target.inject({frame, 4, fault, 1});
     session.gdb().sendPacket("g");
     if (fault == Fault::Close) {

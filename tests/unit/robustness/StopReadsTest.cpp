@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <functional>
 #include <string>
+#include <vector>
 
 using namespace robustness;
 
@@ -73,13 +74,14 @@ TEST_F(FreertosStopReadsIntegration, AStepInTheCurrentTaskReadsNoList) {
     EXPECT_EQ("Lost connection to GDB Client\n", session.log());
 }
 
-// The registers of a switched-out task: the walk, then its exception-return word and its saved frame.
+// The registers of a switched-out task: the walk, then its saved frame, fetched whole as large as the
+// extended frame, which answers the exception-return word that chooses the frame and then the frame.
 TEST_F(FreertosStopReadsIntegration, ASwitchedOutTaskCostsTheWalkAndItsFrame) {
     EXPECT_EQ(runningStop(), session.stop("T05thread:1;"));
     EXPECT_EQ(target.plainAnswer("g"), session.ask("g"));
     EXPECT_EQ(0u, readsOf([&] { EXPECT_EQ("OK", session.ask("Hg" + hexId(tcb("xSleeperTCB")))); }));
     std::string registers;
-    EXPECT_EQ(12u + 2u, readsOf([&] { registers = session.ask("g"); }));
+    EXPECT_EQ(12u + 1u, readsOf([&] { registers = session.ask("g"); }));
     EXPECT_EQ(target.plainAnswer("g").size(), registers.size());
     EXPECT_NE('E', registers[0]);
     EXPECT_TRUE(session.finish());
@@ -178,9 +180,9 @@ TEST_F(FreertosStopReadsIntegration, AListOfEventItemsCostsOneReadInVain) {
     EXPECT_TRUE(session.finish());
 }
 
-// Thirteen threads: the stop reads the system state and the current thread; the list costs the head, the
-// count, each control block and each name that no read before has brought: 27 reads in this program.
-TEST(ThreadxStopReadsIntegration, AStopReadsTwoWordsAndTheListTwoReadsPerThread) {
+// Thirteen threads: the stop reads the system state and the current thread; the list costs the head, each
+// control block, and one read for the names, string literals side by side: 15 reads in this program.
+TEST(ThreadxStopReadsIntegration, AStopReadsTwoWordsAndTheListOneReadPerThreadAndOneForTheNames) {
     FaultyServer target(kThreadx);
     KernelSession session(target, "threadx", "cortex_m4", kThreadx);
     ASSERT_TRUE(session.startAtKernel());
@@ -190,6 +192,32 @@ TEST(ThreadxStopReadsIntegration, AStopReadsTwoWordsAndTheListTwoReadsPerThread)
     before = target.memoryReads();
     std::string ids = session.ask("qfThreadInfo");
     EXPECT_EQ(13u, static_cast<unsigned>(std::count(ids.begin(), ids.end(), ',') + 1));
-    EXPECT_EQ(27u, target.memoryReads() - before);
+    EXPECT_EQ(1u + 13u + 1u, target.memoryReads() - before);
+    EXPECT_TRUE(session.finish());
+}
+
+// The read of the names answered short: each name is then read on its own, and every name is the same.
+TEST(ThreadxStopReadsIntegration, ANameGroupAnsweredShortIsReadNameByName) {
+    FaultyServer target(kThreadx);
+    KernelSession session(target, "threadx", "cortex_m4", kThreadx);
+    ASSERT_TRUE(session.startAtKernel());
+    const std::string stop = "T05thread:" + hexId(session.address("thread_main")) + ";";
+    const std::vector<std::string> threads = {"thread_main", "thread_sensor", "thread_paused"};
+    EXPECT_EQ(stop, session.stop("T05thread:1;"));
+    const std::string ids = session.ask("qfThreadInfo");
+    std::vector<std::string> names;
+    for (const std::string& thread : threads) {
+        names.push_back(session.ask("qThreadExtraInfo," + hexId(session.address(thread))));
+    }
+    EXPECT_EQ(stop, session.stop("T05thread:1;"));
+    const std::uint32_t mainName = wordAt(
+        target, KernelSession::member("TX_THREAD_STRUCT", session.address("thread_main"), "tx_thread_name"));
+    target.inject({mainName, 1, FaultyServer::Fault::Short, 1});
+    unsigned before = target.memoryReads();
+    EXPECT_EQ(ids, session.ask("qfThreadInfo"));
+    EXPECT_EQ(1u + 13u + 1u + 13u, target.memoryReads() - before);
+    for (std::size_t i = 0; i < threads.size(); ++i) {
+        EXPECT_EQ(names[i], session.ask("qThreadExtraInfo," + hexId(session.address(threads[i]))));
+    }
     EXPECT_TRUE(session.finish());
 }

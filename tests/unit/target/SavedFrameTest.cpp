@@ -1,12 +1,16 @@
 #include "target/SavedFrame.h"
 
 #include "PeeredEndpoint.h"
+#include "RspFrame.h"
 #include "base/Logger.h"
+#include "rsp/StopMemoryCache.h"
 #include "target/FrameLayout.h"
 #include "target/RegisterList.h"
+#include "target/TargetThread.h"
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -57,26 +61,91 @@ protected:
     PeeredEndpoint pair;
 };
 
-TEST_F(SavedFrameIntegration, WriteSendsTheValueToTheRegistersWord) {
-    server().serve(FakeRspPeer::replies({{"M20000714,4:5a5a5a5a", "OK"}}));
-    Register r5(RegisterId::REG_R5, 0xa5a5a5a5, 0);
-    r5.setSlot(0x20000714);
-    EXPECT_TRUE(SavedFrame::write(endpoint(), r5, "5a5a5a5a"));
-    EXPECT_EQ(std::vector<std::string>{"$M20000714,4:5a5a5a5a#cd"}, server().receivedLog());
+// Two frames at the stack pointer, told apart by the EXC_RETURN word that starts both, as the Cortex-M
+// ports save them: basic without the floating-point registers, extended with them (here r5 stands for
+// them).
+const FrameLayout kBasic(8, {{RegisterId::REG_LR_PENDSV, 0}, {RegisterId::REG_R4, 4}});
+const FrameLayout
+    kExtended(12, {{RegisterId::REG_LR_PENDSV, 0}, {RegisterId::REG_R4, 4}, {RegisterId::REG_R5, 8}});
+const PortFrames::Probe kExcReturn = PortFrames::savedExceptionReturn(kBasic);
+const PortFrames kProbedPort{
+    nullptr,
+    {{{PortFrames::word(kExcReturn, PortFrames::kBasicFrameBit, PortFrames::kBasicFrameBit)},
+      &kBasic,
+      PortFrames::Place::AtStackPointer,
+      PortFrames::StackLog::None,
+      nullptr,
+      0},
+     {{}, &kExtended, PortFrames::Place::AtStackPointer, PortFrames::StackLog::None, nullptr, 0}},
+    nullptr};
+// The basic frame at 0x20000700 (EXC_RETURN 0xfffffffd, r4 0x44444444), and past it a word of the stack.
+const char* const kStack = "fdffffff4444444401020304";
+
+// sp, lr_pendsv and r4 as read.
+std::vector<unsigned int> basicRegisters(const RegisterList& registers) {
+    std::vector<unsigned int> values;
+    for (RegisterId id : {RegisterId::REG_SP, RegisterId::REG_LR_PENDSV, RegisterId::REG_R4}) {
+        Register value;
+        EXPECT_TRUE(registers.getRegister(id, value)) << static_cast<int>(id);
+        values.push_back(value.getValue());
+    }
+    return values;
+}
+const std::vector<unsigned int> kBasicRegisters = {0x20000708, 0xfffffffd, 0x44444444};
+
+class SavedFrameProbeIntegration : public SavedFrameIntegration {
+protected:
+    bool readFrame(RegisterList& registers) {
+        TargetThread thread(0x20001000, 0x20000700);
+        SavedFrame frame(endpoint(), thread);
+        return frame.read(
+            kProbedPort, [] { return 0u; }, registers);
+    }
+
+    StopMemoryCache cache;
+};
+
+// With the stop's memory kept, the largest frame is fetched once and the probe and the basic frame come
+// from it.
+TEST_F(SavedFrameProbeIntegration, ProbeAndFrameInOneRead) {
+    endpoint().setMemoryCache(&cache);
+    server().serve(FakeRspPeer::replies({{"m20000700,c", kStack}}));
+    RegisterList registers;
+    ASSERT_TRUE(readFrame(registers));
+    EXPECT_EQ(kBasicRegisters, basicRegisters(registers));
+    EXPECT_EQ(std::vector<std::string>{rspframe::frame("m20000700,c")}, server().receivedLog());
 }
 
-TEST_F(SavedFrameIntegration, AWriteTheServerRefusesFails) {
-    server().serve(FakeRspPeer::replies({{"M20000714,4:5a5a5a5a", "E01"}}));
-    Register r5(RegisterId::REG_R5, 0xa5a5a5a5, 0);
-    r5.setSlot(0x20000714);
-    EXPECT_FALSE(SavedFrame::write(endpoint(), r5, "5a5a5a5a"));
+// Without it, the probe's word and then the frame it names, as always.
+TEST_F(SavedFrameProbeIntegration, WithoutTheStopsMemoryTheProbeAndTheFrameAreReadApart) {
+    server().serve(FakeRspPeer::replies({{"m20000700,4", "fdffffff"}, {"m20000700,8", "fdffffff44444444"}}));
+    RegisterList registers;
+    ASSERT_TRUE(readFrame(registers));
+    EXPECT_EQ(kBasicRegisters, basicRegisters(registers));
+    EXPECT_EQ((std::vector<std::string>{rspframe::frame("m20000700,4"), rspframe::frame("m20000700,8")}),
+              server().receivedLog());
 }
 
-TEST_F(SavedFrameIntegration, ARegisterWithoutAWordSendsNothing) {
-    Register sp(RegisterId::REG_SP, 0x20000740, 0);
-    EXPECT_FALSE(SavedFrame::write(endpoint(), sp, "00080020"));
-    EXPECT_TRUE(server().quietFor(50));
-    EXPECT_TRUE(server().receivedLog().empty());
+// A stack at the end of memory: the largest frame would run past it. The server refuses or answers short,
+// and the probe and the frame are read apart, with the same registers.
+TEST_F(SavedFrameProbeIntegration, ALargeSpanRefusedOrShortFallsBackToTheExactReads) {
+    endpoint().setMemoryCache(&cache);
+    std::map<std::string, std::string> replies = {{"m20000700,4", "fdffffff"},
+                                                  {"m20000700,8", "fdffffff44444444"}};
+    server().serve(FakeRspPeer::replies(replies));
+    const std::vector<std::string> expected = {rspframe::frame("m20000700,c"), rspframe::frame("m20000700,4"),
+                                               rspframe::frame("m20000700,8")};
+    std::vector<std::string> sent;
+    for (const char* reply : {"E01", "fdffffff44444444"}) {
+        SCOPED_TRACE(reply);
+        cache.clear();
+        server().overrideReply("m20000700,c", std::string(reply));
+        RegisterList registers;
+        ASSERT_TRUE(readFrame(registers));
+        EXPECT_EQ(kBasicRegisters, basicRegisters(registers));
+        sent.insert(sent.end(), expected.begin(), expected.end());
+        EXPECT_EQ(sent, server().receivedLog());
+    }
 }
 
 } // namespace

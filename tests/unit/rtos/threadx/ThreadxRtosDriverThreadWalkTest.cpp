@@ -8,6 +8,8 @@
 #include "ThreadxTestKernel.h"
 #include "ThreadxTestLog.h"
 #include "base/StringUtil.h"
+#include "rsp/RspClient.h"
+#include "rsp/StopMemoryCache.h"
 #include "rtos/KernelInfoNode.h"
 #include "target/ThreadList.h"
 
@@ -72,6 +74,16 @@ bool walkThreads(ThreadxTestKernel& kernel, bool detail, KernelInfoNode& out) {
     bool result = ThreadxThreadWalk::readThreads(kernel.server(), detail, threads);
     ThreadxThreadView::addThreadNodes(threads, detail, out);
     return result;
+}
+
+// walkThreads with the stop's memory kept, as between a stop and the next resume: the reads it cost.
+unsigned walkWithStopMemory(ThreadxTestKernel& kernel, KernelInfoNode& out) {
+    StopMemoryCache cache;
+    kernel.server().setMemoryCache(&cache);
+    kernel.resetReads();
+    EXPECT_TRUE(walkThreads(kernel, false, out));
+    kernel.server().setMemoryCache(nullptr);
+    return kernel.reads();
 }
 
 } // namespace
@@ -310,6 +322,39 @@ TEST(ThreadxThreadWalkIntegration, UnreadableNameOnlyEmptiesTheName) {
     EXPECT_EQ("uart rx", valueOf(root.getChildNodes()[2], 0));
     // A name pointer that cannot be read saves the read of the name.
     EXPECT_EQ(2u + 4u * kSnapshotThreads - 1u, kernel.reads());
+}
+
+// With the stop's memory kept, a thread costs the read of its control block, and the names, string literals
+// side by side in this program, come in one read.
+TEST(ThreadxThreadWalkIntegration, WithTheStopsMemoryEachThreadIsOneReadAndTheNamesOne) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    KernelInfoNode root;
+    EXPECT_EQ(2u + kSnapshotThreads + 1u, walkWithStopMemory(kernel, root));
+    std::vector<std::string> names;
+    for (const SnapshotThread& thread : kSnapshot) {
+        names.push_back(thread.name);
+    }
+    EXPECT_EQ(names, namesOf(root));
+}
+
+// A name pointer that cannot be read, one that leads nowhere and a null one give the names they give without
+// the stop's memory; the pointer that leads nowhere lies alone and is read alone, as before.
+TEST(ThreadxThreadWalkIntegration, WithTheStopsMemoryUnreadableAndNullNamesAreAsWithout) {
+    ThreadxTestKernel kernel("threadx_state.elf");
+    ASSERT_TRUE(kernel.ok());
+    kernel.failReads(member(kernel, "thread_sensor", "tx_thread_name"), 4);
+    kernel.writeWord(member(kernel, "thread_logger", "tx_thread_name"), 0x30000000);
+    kernel.writeWord(member(kernel, "thread_paused", "tx_thread_name"), 0);
+    KernelInfoNode plain;
+    ASSERT_TRUE(walkThreads(kernel, false, plain));
+    KernelInfoNode cached;
+    // The sensor's control block is refused whole and read member by member: its name pointer, its stack
+    // pointer and its link. Then one read for the names that lie together and one for the lone pointer.
+    EXPECT_EQ(2u + kSnapshotThreads + 3u + 1u + 1u, walkWithStopMemory(kernel, cached));
+    EXPECT_EQ(namesOf(plain), namesOf(cached));
+    EXPECT_EQ("", namesOf(cached)[1]);
+    EXPECT_EQ("", namesOf(cached)[4]);
 }
 
 TEST(ThreadxThreadWalkIntegration, UnreadableDetailStaysEmpty) {
