@@ -85,8 +85,8 @@ std::string ThreadxThreadView::usageText(const ThreadxThread& thread) {
                : std::string();
 }
 
-void ThreadxThreadView::addThreadNodes(const std::vector<ThreadxThread>& threads, bool detail,
-                                       KernelInfoNode& node) {
+void ThreadxThreadView::addTasks(const std::vector<ThreadxThread>& threads, bool detail,
+                                 KernelInfoNode& node) {
     for (const ThreadxThread& thread : threads) {
         node.addChild(threadNode(thread, detail));
     }
