@@ -53,7 +53,7 @@ bool AbstractRtosDriver::checkKernelRunning(RspClient& server, bool& running) {
 
 bool AbstractRtosDriver::getActiveThread(RspClient& server, TargetThread& thread) {
     unsigned int id = 0;
-    // No current task: the scheduler waits for one, and the walk shows the core itself.
+    // No current task: the kernel has not started or waits for one, and the caller walks instead.
     if (!readActiveThreadId(server, id) || id == 0) {
         return false;
     }
