@@ -1,16 +1,13 @@
 #include "debuginfo/DumpToolRunner.h"
 
+#include "base/ChildProcess.h"
 #include "base/StringUtil.h"
 
-#include <cerrno>
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <vector>
-
-extern char** environ;
 
 namespace {
 
@@ -35,31 +32,12 @@ bool DumpToolRunner::run(const std::string& tool, const std::string& elfPath, co
         return false;
     }
     std::vector<std::string> words = commandWords(tool, elfPath);
-    std::vector<char*> argv;
-    for (std::string& word : words) {
-        argv.push_back(&word[0]);
-    }
-    argv.push_back(nullptr);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, cache, STDOUT_FILENO);
     pid_t child = 0;
     // A tool option of blanks only leaves just the dump's arguments: no tool to run.
-    bool started =
-        words.size() > 2 && posix_spawnp(&child, argv[0], &actions, nullptr, argv.data(), environ) == 0;
-    posix_spawn_file_actions_destroy(&actions);
+    bool started = words.size() > 2 && ChildProcess::start(words, cache, child);
     ::close(cache);
-    if (!started) {
-        return false;
-    }
     int status = 0;
-    while (waitpid(child, &status, 0) < 0) {
-        if (errno != EINTR) {
-            return false;
-        }
-    }
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    return started && ChildProcess::wait(child, status) && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
 std::string DumpToolRunner::describe(const std::string& tool, const std::string& elfPath,

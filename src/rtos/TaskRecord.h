@@ -19,6 +19,13 @@ struct TaskRecord {
     // Where the task's saved frame lies.
     std::optional<unsigned int> stackPointer;
 
+    // The stack as the monitor shows it, from the detailed walk only: its lowest address, its end as the
+    // kernel keeps it, its size in bytes, and the bytes of the stack fill counted from its start.
+    std::optional<unsigned int> stackStart;
+    std::optional<unsigned int> stackEnd;
+    std::optional<unsigned int> stackSize;
+    std::optional<unsigned int> freeStack;
+
     // GDB's thread of the task, named absentName when the name could not be read. False, thread untouched,
     // for a switched-out task without a stack pointer: its registers cannot be had, and that task alone
     // is left out of the thread list.

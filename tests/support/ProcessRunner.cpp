@@ -1,15 +1,14 @@
 #include "ProcessRunner.h"
 
+#include "base/ChildProcess.h"
+
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <csignal>
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-extern char** environ;
 
 ProcessRunner::ProcessRunner(const std::string& program, const std::vector<std::string>& args) {
     int pipeEnds[2];
@@ -19,33 +18,9 @@ ProcessRunner::ProcessRunner(const std::string& program, const std::vector<std::
     }
     std::vector<std::string> words = {program};
     words.insert(words.end(), args.begin(), args.end());
-    std::vector<char*> argv;
-    for (std::string& word : words) {
-        argv.push_back(&word[0]);
-    }
-    argv.push_back(nullptr);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], STDOUT_FILENO);
-    // The child starts with the signal state of a shell's child, whatever the test runner has set.
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    sigset_t signals;
-    sigemptyset(&signals);
-    posix_spawnattr_setsigmask(&attributes, &signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    sigaddset(&signals, SIGPIPE);
-    posix_spawnattr_setsigdefault(&attributes, &signals);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-
-    if (posix_spawn(&pid, program.c_str(), &actions, &attributes, argv.data(), environ) != 0) {
+    if (!ChildProcess::start(words, pipeEnds[1], pid)) {
         ADD_FAILURE() << "cannot start " << program;
-        pid = -1;
     }
-    posix_spawn_file_actions_destroy(&actions);
-    posix_spawnattr_destroy(&attributes);
     ::close(pipeEnds[1]);
     int readEnd = pipeEnds[0];
     reader = std::thread([this, readEnd] { readOutput(readEnd); });

@@ -6,26 +6,16 @@
 #include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"
 #include "rtos/KernelInfoNode.h"
-#include "rtos/RtosInfo.h"
 #include "rtos/freertos/FreeRtosObjectView.h"
 #include "rtos/freertos/FreeRtosPortDetector.h"
 #include "rtos/freertos/FreeRtosPortFactory.h"
 #include "rtos/freertos/FreeRtosQueueRegistry.h"
-#include "rtos/freertos/FreeRtosTaskView.h"
 #include "rtos/freertos/FreeRtosTimerLists.h"
-#include "target/TargetThread.h"
-#include "target/ThreadList.h"
 
 #include <fstream>
 #include <vector>
 
 namespace {
-
-const std::string kDriverId = "freeRTOS";
-const std::string kStateCommand = "state";
-
-// The one command; its argument map holds a single entry with an empty key and value.
-RtosInfo catalogue(kDriverId, {RtosCommand(kStateCommand, "Displays RTOS state", {{"", ""}})});
 
 // In the order the symbol negotiation asks GDB for them.
 const char* const kSymbols[] = {
@@ -79,7 +69,8 @@ FreeRtosTaskWalk::TaskSelection taskSelectionOption() {
 } // namespace
 
 FreeRtosRtosDriver::FreeRtosRtosDriver(const RtosDriverInfo& row)
-    : AbstractRtosDriver(row), taskWalk(taskSelectionOption()) {}
+    : TaskRecordDriver(row, {"freeRTOS", "xSchedulerRunning", FreeRtosTaskView::kAbsent, "Tasks"}),
+      taskWalk(taskSelectionOption()) {}
 
 bool FreeRtosRtosDriver::init() {
     if (portDriver) {
@@ -139,55 +130,38 @@ void FreeRtosRtosDriver::getDataStructures(std::vector<std::string>& structures)
     structures.insert(structures.end(), std::begin(kStructures), std::end(kStructures));
 }
 
-RtosInfo* FreeRtosRtosDriver::getInfo() {
-    return &catalogue;
-}
-
-bool FreeRtosRtosDriver::checkKernelRunning(RspClient& server, bool& running) {
-    Logger& logger = Logger::getInstance();
-    Symbol symbol;
-    if (!SymbolTable::getInstance().lookupSymbol("xSchedulerRunning", symbol)) {
-        logger.log(Logger::LOG_ERROR, "checkKernelRunning", "Symbol not found: xSchedulerRunning\n");
-        return false;
-    }
-    taskWalk.prefetchNeighbours(server, symbol.getAddress32());
+bool FreeRtosRtosDriver::readRunningFlag(RspClient& server, const Symbol& flag, bool& running) {
+    taskWalk.prefetchNeighbours(server, flag.getAddress32());
     unsigned int value = 0;
-    if (!server.readMemory(symbol.getAddress32(), value)) {
-        logger.log(Logger::LOG_ERROR, "checkKernelRunning", "Failed reading: xSchedulerRunning\n");
+    if (!server.readMemory(flag.getAddress32(), value)) {
+        Logger::getInstance().log(Logger::LOG_ERROR, "checkKernelRunning",
+                                  "Failed reading: xSchedulerRunning\n");
         return false;
     }
     running = value == 1;
-    logger.log(Logger::LOG_DEBUG, "checkKernelRunning", "Kernel is running: %s\n",
-               running ? "true" : "false");
     return true;
+}
+
+bool FreeRtosRtosDriver::readActiveThreadId(RspClient& server, unsigned int& id) {
+    Symbol symbol;
+    return SymbolTable::getInstance().lookupSymbol("pxCurrentTCB", symbol) &&
+           server.readMemory(symbol.getAddress32(), id);
 }
 
 bool FreeRtosRtosDriver::getRegisters(RspClient& server, TargetThread& thread, RegisterList& registers) {
     unsigned int start = ProxyUtils::getTimeStamp();
-    bool result = portDriver && portDriver->getRegisters(server, thread, registers);
+    bool result = TaskRecordDriver::getRegisters(server, thread, registers);
     Logger::getInstance().log(Logger::LOG_DEBUG, "getRegisters",
                               "FreeRtosRtosDriver::getRegisters(), %d ms\n",
                               static_cast<int>(ProxyUtils::getTimeStamp() - start));
     return result;
 }
 
-bool FreeRtosRtosDriver::runCommand(RspClient& server, const std::vector<std::string>& words,
-                                    KernelInfoNode& out) {
-    if (words.empty() || words[0] != kStateCommand) {
-        return false;
-    }
-    addKernelState(server, kDriverId, out);
+bool FreeRtosRtosDriver::walk(RspClient& server, bool detailed, std::vector<FreeRtosTask>& tasks) {
+    return taskWalk.readTasks(server, detailed, tasks);
+}
 
-    // Each section stands on its own: a walk that fails leaves out only its own section.
-    std::vector<FreeRtosTask> tasks;
-    if (taskWalk.readTasks(server, true, tasks)) {
-        if (!tasks.empty()) {
-            out.addChild(FreeRtosTaskView::stackUsage(tasks));
-        }
-        KernelInfoNode tasksNode(0, "", "Tasks");
-        FreeRtosTaskView::addTasks(tasks, true, tasksNode);
-        out.addChild(tasksNode);
-    }
+void FreeRtosRtosDriver::addObjectSections(RspClient& server, KernelInfoNode& out) {
     std::vector<FreeRtosQueue> queues;
     if (FreeRtosQueueRegistry::read(server, FreeRtosQueueRegistry::QUEUE_REGISTRY_QUEUE, queues)) {
         out.addChild(FreeRtosObjectView::section("Queues", queues, &FreeRtosObjectView::queueNode));
@@ -201,30 +175,6 @@ bool FreeRtosRtosDriver::runCommand(RspClient& server, const std::vector<std::st
     if (FreeRtosTimerLists::read(server, timers)) {
         out.addChild(FreeRtosObjectView::section("Software timers", timers, &FreeRtosObjectView::timerNode));
     }
-    return true;
-}
-
-bool FreeRtosRtosDriver::getActiveThread(RspClient& server, TargetThread& thread) {
-    Symbol symbol;
-    unsigned int current = 0;
-    // A task's id is the address of its control block.
-    if (!SymbolTable::getInstance().lookupSymbol("pxCurrentTCB", symbol) ||
-        !server.readMemory(symbol.getAddress32(), current) || current == 0) {
-        return false;
-    }
-    thread.setThreadId(current);
-    thread.setCpuActive(true);
-    return true;
-}
-
-bool FreeRtosRtosDriver::getThreads(RspClient& server, ThreadList& threads) {
-    threads.clear();
-    std::vector<FreeRtosTask> tasks;
-    if (!taskWalk.readTasks(server, false, tasks)) {
-        return false;
-    }
-    TaskRecord::addThreads(tasks, FreeRtosTaskView::kAbsent, threads);
-    return true;
 }
 
 bool FreeRtosRtosDriver::collectTasks(RspClient& server, bool extended, KernelInfoNode& node) {

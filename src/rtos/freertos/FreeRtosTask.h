@@ -5,21 +5,16 @@
 
 #include <optional>
 
-// A FreeRTOS task as the walk read it. The plain walk fills the common part; the extended one, for the
-// monitor, the rest.
+// A FreeRTOS task as the walk read it. The plain walk fills what GDB's threads need; the extended one, for
+// the monitor, the rest.
 struct FreeRtosTask : TaskRecord {
     // What the kernel's lists and the task's event item say of it.
     enum class State { RUNNING, READY, BLOCKED, SUSPENDED, DELAYED };
 
-    std::optional<unsigned int> stackStart;
-    // The last word of the stack, where the kernel keeps it.
-    std::optional<unsigned int> stackEnd;
-    // Bytes between the two ends, when both are known and in order.
-    std::optional<unsigned int> stackSize;
-    // Bytes of the stack fill counted from the start: of the whole stack with its size known, else of a
-    // probe of the stack's first bytes.
-    std::optional<unsigned int> freeStack;
-    // The probe held nothing but the fill: the task has at least that much left.
+    // Of the common stack figures, stackEnd is the stack's last word, stackSize the bytes between the two
+    // ends when both are known and in order, and freeStack counts the whole stack with its size known, else
+    // a probe of its first bytes. Set when the probe held nothing but the fill: the task has at least that
+    // much left.
     bool freeStackAtLeast = false;
     std::optional<unsigned int> basePriority;
     std::optional<unsigned int> priority;

@@ -6,25 +6,17 @@
 #include "debuginfo/SymbolTable.h"
 #include "rsp/RspClient.h"
 #include "rtos/KernelInfoNode.h"
-#include "rtos/RtosInfo.h"
 #include "rtos/threadx/ThreadxObjectCollector.h"
 #include "rtos/threadx/ThreadxObjectView.h"
 #include "rtos/threadx/ThreadxPortFactory.h"
-#include "rtos/threadx/ThreadxThreadView.h"
 #include "rtos/threadx/ThreadxThreadWalk.h"
 #include "rtos/threadx/ThreadxTimerTicks.h"
-#include "target/TargetThread.h"
-#include "target/ThreadList.h"
 
 #include <iterator>
 
 namespace {
 
-const std::string kDriverName = "ThreadX";
-const std::string kCommandWord = "state";
 const std::string kVariantOption = "--rtos_variant";
-
-const std::string kSystemState = "_tx_thread_system_state";
 
 const std::vector<std::string> kSymbols = {
     "_tx_thread_current_ptr",        "_tx_thread_created_ptr",       "_tx_thread_system_state",
@@ -38,8 +30,6 @@ const std::vector<std::string> kStructures = {
     "TX_THREAD_STRUCT",         "TX_MUTEX_STRUCT", "TX_SEMAPHORE_STRUCT",         "TX_TIMER_STRUCT",
     "TX_TIMER_INTERNAL_STRUCT", "TX_QUEUE_STRUCT", "TX_EVENT_FLAGS_GROUP_STRUCT", "TX_BYTE_POOL_STRUCT",
     "TX_BLOCK_POOL_STRUCT"};
-
-RtosInfo catalogue(kDriverName, {RtosCommand(kCommandWord, "Displays RTOS state", {{"", ""}})});
 
 // Kernel markers in _tx_thread_system_state while the kernel is being set up.
 constexpr unsigned int kInitializing = 0xf0f0f0f0;
@@ -55,9 +45,8 @@ bool variantOption(std::string& value) {
 
 } // namespace
 
-ThreadxRtosDriver::ThreadxRtosDriver(const RtosDriverInfo& newInfo) : AbstractRtosDriver(newInfo) {}
-
-ThreadxRtosDriver::~ThreadxRtosDriver() = default;
+ThreadxRtosDriver::ThreadxRtosDriver(const RtosDriverInfo& newInfo)
+    : TaskRecordDriver(newInfo, {"ThreadX", "_tx_thread_system_state", "", "Thread List"}) {}
 
 bool ThreadxRtosDriver::init() {
     std::string variant;
@@ -100,73 +89,27 @@ void ThreadxRtosDriver::getDataStructures(std::vector<std::string>& structures) 
     structures = kStructures;
 }
 
-RtosInfo* ThreadxRtosDriver::getInfo() {
-    return &catalogue;
-}
-
-bool ThreadxRtosDriver::checkKernelRunning(RspClient& server, bool& running) {
-    Symbol symbol;
-    if (!SymbolTable::getInstance().lookupSymbol(kSystemState, symbol)) {
-        logger().log(Logger::LOG_ERROR, "checkKernelRunning", "Symbol not found: %s\n", kSystemState.c_str());
-        return false;
-    }
+bool ThreadxRtosDriver::readRunningFlag(RspClient& server, const Symbol& flag, bool& running) {
     std::vector<unsigned char> data;
-    if (!server.readMemory(symbol.getAddress(), 4, data)) {
-        logger().log(Logger::LOG_ERROR, "checkKernelRunning", "Failed reading %s\n", kSystemState.c_str());
+    if (!server.readMemory(flag.getAddress(), 4, data)) {
+        logger().log(Logger::LOG_ERROR, "checkKernelRunning", "Failed reading %s\n", flag.getName().c_str());
         return false;
     }
     // Any other value, an interrupt nesting count or 0, means the scheduler has taken over.
     unsigned int state = NumberCodec::toUINT32(data.data());
     running = state != kInitializing && state != kInitialized;
-    logger().log(Logger::LOG_DEBUG, "checkKernelRunning", "Kernel is running: %s\n",
-                 running ? "true" : "false");
     return true;
 }
 
-bool ThreadxRtosDriver::getActiveThread(RspClient& server, TargetThread& thread) {
-    unsigned int id = 0;
-    // No current thread: the scheduler waits for one, and the walk shows the core itself.
-    if (!ThreadxThreadWalk::readActiveThreadId(server, id) || id == 0) {
-        return false;
-    }
-    thread.setThreadId(id);
-    thread.setCpuActive(true);
-    return true;
+bool ThreadxRtosDriver::readActiveThreadId(RspClient& server, unsigned int& id) {
+    return ThreadxThreadWalk::readActiveThreadId(server, id);
 }
 
-bool ThreadxRtosDriver::getThreads(RspClient& server, ThreadList& threads) {
-    threads.clear();
-    std::vector<ThreadxThread> records;
-    // The caller never sees part of a snapshot.
-    if (!ThreadxThreadWalk::readThreads(server, false, records)) {
-        return false;
-    }
-    // A name that cannot be read shows as the id.
-    TaskRecord::addThreads(records, "", threads);
-    return true;
+bool ThreadxRtosDriver::walk(RspClient& server, bool detailed, std::vector<ThreadxThread>& threads) {
+    return ThreadxThreadWalk::readThreads(server, detailed, threads);
 }
 
-bool ThreadxRtosDriver::getRegisters(RspClient& server, TargetThread& thread, RegisterList& registers) {
-    return port && port->getRegisters(server, thread, registers);
-}
-
-bool ThreadxRtosDriver::runCommand(RspClient& server, const std::vector<std::string>& words,
-                                   KernelInfoNode& out) {
-    if (words.empty() || words[0] != kCommandWord) {
-        return false;
-    }
-    addKernelState(server, kDriverName, out);
-
-    // The walks run whatever the kernel state is: threads exist before the scheduler starts.
-    std::vector<ThreadxThread> threads;
-    if (ThreadxThreadWalk::readThreads(server, true, threads)) {
-        if (!threads.empty()) {
-            out.addChild(ThreadxThreadView::stackUsage(threads));
-        }
-        KernelInfoNode threadList(0, "", "Thread List");
-        ThreadxThreadView::addThreadNodes(threads, true, threadList);
-        out.addChild(threadList);
-    }
+void ThreadxRtosDriver::addObjectSections(RspClient& server, KernelInfoNode& out) {
     for (ThreadxObjectKinds::Kind kind : ThreadxObjectKinds::kAll) {
         std::vector<ThreadxObject> objects;
         if (ThreadxObjectCollector::read(server, kind, objects)) {
@@ -175,7 +118,4 @@ bool ThreadxRtosDriver::runCommand(RspClient& server, const std::vector<std::str
             out.addChild(section);
         }
     }
-    return true;
 }
-
-void ThreadxRtosDriver::dispose() {}

@@ -2,25 +2,28 @@
 
 #include "base/StringUtil.h"
 
+#include <iterator>
 #include <string>
 
 namespace {
 
-// Texts of tx_thread_state, by value.
-const std::vector<std::string> kThreadStates = {"READY",
-                                                "COMPLETED",
-                                                "TERMINATED",
-                                                "SUSPENDED",
-                                                "SLEEP",
-                                                "SUSPENDED (QUEUE)",
-                                                "SUSPENDED (SEMAPHORE)",
-                                                "SUSPENDED (EVENT FLAG)",
-                                                "SUSPENDED (BLOCK MEMORY)",
-                                                "SUSPENDED (BYTE MEMORY)",
-                                                "SUSPENDED (IO DRIVER)",
-                                                "SUSPENDED (TX FILE)",
-                                                "SUSPENDED (TCP/IP)",
-                                                "SUSPENDED (MUTEX)"};
+// Texts of tx_thread_state, by value as the kernel numbers them: the states of their own, then one per kind
+// of object a suspended thread waits on, shown as "SUSPENDED (<kind>)".
+const char* const kOwnStates[] = {"READY", "COMPLETED", "TERMINATED", "SUSPENDED", "SLEEP"};
+const char* const kSuspensions[] = {"QUEUE",     "SEMAPHORE", "EVENT FLAG", "BLOCK MEMORY", "BYTE MEMORY",
+                                    "IO DRIVER", "TX FILE",   "TCP/IP",     "MUTEX"};
+
+// Empty for a value the kernel does not define.
+std::string stateText(unsigned int state) {
+    constexpr unsigned int kOwnCount = std::size(kOwnStates);
+    if (state < kOwnCount) {
+        return kOwnStates[state];
+    }
+    if (state - kOwnCount < std::size(kSuspensions)) {
+        return std::string("SUSPENDED (") + kSuspensions[state - kOwnCount] + ")";
+    }
+    return std::string();
+}
 
 // Node ids of a thread, by which tests find its values.
 constexpr unsigned int kNameId = 0;
@@ -54,7 +57,7 @@ std::string text(Format format, const std::optional<unsigned int>& value) {
     case Format::DECIMAL:
         return std::to_string(*value);
     case Format::STATE:
-        return *value < kThreadStates.size() ? kThreadStates[*value] : std::string();
+        return stateText(*value);
     case Format::HEX8:
         return StringUtil::to_string(*value, 16, 8);
     }
@@ -85,8 +88,8 @@ std::string ThreadxThreadView::usageText(const ThreadxThread& thread) {
                : std::string();
 }
 
-void ThreadxThreadView::addThreadNodes(const std::vector<ThreadxThread>& threads, bool detail,
-                                       KernelInfoNode& node) {
+void ThreadxThreadView::addTasks(const std::vector<ThreadxThread>& threads, bool detail,
+                                 KernelInfoNode& node) {
     for (const ThreadxThread& thread : threads) {
         node.addChild(threadNode(thread, detail));
     }

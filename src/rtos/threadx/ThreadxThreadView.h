@@ -13,7 +13,7 @@ public:
     // The thread's node: what a thread needs, and with detail what the detailed walk read.
     static KernelInfoNode threadNode(const ThreadxThread& thread, bool detail);
     // One "Thread" child of node per thread.
-    static void addThreadNodes(const std::vector<ThreadxThread>& threads, bool detail, KernelInfoNode& node);
+    static void addTasks(const std::vector<ThreadxThread>& threads, bool detail, KernelInfoNode& node);
     // One child per thread: its name as label, its stack use as value.
     static KernelInfoNode stackUsage(const std::vector<ThreadxThread>& threads);
 

@@ -37,7 +37,7 @@ TEST_F(FreeRtosRtosDriverTest, KeepsItsRow) {
     FreeRtosRtosDriver driver(freeRtosRow());
     EXPECT_EQ("FreeRTOS", driver.getDriverInfo().getName());
     EXPECT_EQ("tskTaskControlBlock", driver.getDriverInfo().getMatchSymbol());
-    EXPECT_EQ(nullptr, driver.getPortDriver());
+    EXPECT_EQ(nullptr, driver.getPort());
 }
 
 TEST_F(FreeRtosRtosDriverTest, TaskSelectionFollowsTheOptionAtConstruction) {
@@ -62,7 +62,7 @@ TEST_F(FreeRtosRtosDriverTest, InitWithoutVariantLeavesThePortToDetection) {
     ::testing::internal::CaptureStdout();
     EXPECT_TRUE(driver.init());
     EXPECT_EQ("", ::testing::internal::GetCapturedStdout());
-    EXPECT_EQ(nullptr, driver.getPortDriver());
+    EXPECT_EQ(nullptr, driver.getPort());
 }
 
 TEST_F(FreeRtosRtosDriverTest, InitLoadsTheVariantsPortOnce) {
@@ -71,14 +71,14 @@ TEST_F(FreeRtosRtosDriverTest, InitLoadsTheVariantsPortOnce) {
     ::testing::internal::CaptureStdout();
     EXPECT_TRUE(driver.init());
     EXPECT_EQ("Port driver loaded: ARM_CM7\n", ::testing::internal::GetCapturedStdout());
-    IRtosPortDriver* port = driver.getPortDriver();
+    IRtosPortDriver* port = driver.getPort();
     ASSERT_NE(nullptr, port);
     EXPECT_EQ(FreeRtosPortFactory::frames("ARM_CM7"), &dynamic_cast<RtosPort&>(*port).getFrames());
 
     ::testing::internal::CaptureStdout();
     EXPECT_FALSE(driver.init());
     EXPECT_EQ("", ::testing::internal::GetCapturedStdout());
-    EXPECT_EQ(port, driver.getPortDriver());
+    EXPECT_EQ(port, driver.getPort());
 }
 
 TEST_F(FreeRtosRtosDriverTest, UnknownVariantFailsInit) {
@@ -87,7 +87,7 @@ TEST_F(FreeRtosRtosDriverTest, UnknownVariantFailsInit) {
     ::testing::internal::CaptureStdout();
     EXPECT_FALSE(driver.init());
     EXPECT_EQ("Unsupported port driver: ARM_CM4\n", ::testing::internal::GetCapturedStdout());
-    EXPECT_EQ(nullptr, driver.getPortDriver());
+    EXPECT_EQ(nullptr, driver.getPort());
 }
 
 TEST_F(FreeRtosRtosDriverTest, LogLinesOfInitFollowTheLogLevel) {
@@ -136,11 +136,11 @@ TEST_F(FreeRtosRtosDriverTest, CatalogueHasTheOneCommand) {
 TEST_F(FreeRtosRtosDriverIntegration, InitWithTheTargetKeepsAGivenVariant) {
     load("freertos_snapshot.elf", {{"--rtos_variant", "ARM_CM4F"}});
     ASSERT_TRUE(driver->init());
-    IRtosPortDriver* port = driver->getPortDriver();
+    IRtosPortDriver* port = driver->getPort();
     ::testing::internal::CaptureStdout();
     EXPECT_TRUE(driver->init(kernel->server()));
     EXPECT_EQ("", ::testing::internal::GetCapturedStdout());
-    EXPECT_EQ(port, driver->getPortDriver());
+    EXPECT_EQ(port, driver->getPort());
     EXPECT_EQ(0u, kernel->memoryReads());
 }
 
@@ -152,7 +152,7 @@ TEST_F(FreeRtosRtosDriverIntegration, InitWithTheTargetDetectsThePortFromTheArch
     EXPECT_EQ("Detected rtos variant: ARM_CM4F (no port file; architecture v7E-M with floating point)\n",
               ::testing::internal::GetCapturedStdout());
     EXPECT_EQ(FreeRtosPortFactory::frames("ARM_CM4F"),
-              &dynamic_cast<RtosPort&>(*driver->getPortDriver()).getFrames());
+              &dynamic_cast<RtosPort&>(*driver->getPort()).getFrames());
     EXPECT_EQ(0u, kernel->memoryReads());
 }
 
@@ -165,7 +165,7 @@ TEST_F(FreeRtosRtosDriverIntegration, InitWithTheTargetCannotDetectAPortWithoutT
     EXPECT_EQ("Failure auto-detecting rtos variant. Option: --rtos_variant required.\n"
               "Signals seen: no port file\n",
               ::testing::internal::GetCapturedStdout());
-    EXPECT_EQ(nullptr, driver->getPortDriver());
+    EXPECT_EQ(nullptr, driver->getPort());
 }
 
 // Appends the compile unit of a port's port.c to the loaded program's dump, as a build with that port has.
@@ -187,7 +187,7 @@ TEST_F(FreeRtosRtosDriverIntegration, InitWithTheTargetDetectsThePortFromTheComp
     EXPECT_EQ("Detected rtos variant: ARM_CM4F (port.c in portable/GCC/ARM_CM4F)\n",
               ::testing::internal::GetCapturedStdout());
     EXPECT_EQ(FreeRtosPortFactory::frames("ARM_CM4F"),
-              &dynamic_cast<RtosPort&>(*driver->getPortDriver()).getFrames());
+              &dynamic_cast<RtosPort&>(*driver->getPort()).getFrames());
     EXPECT_EQ(0u, kernel->memoryReads());
 }
 
@@ -202,7 +202,7 @@ TEST_F(FreeRtosRtosDriverIntegration, InitWithTheTargetNamesTheSignalsOfTwoPorts
         "Signals seen: port.c in portable/GCC/ARM_CM3; port.c in portable/GCC/ARM_CM4F; architecture v7E-M "
         "with floating point\n",
         ::testing::internal::GetCapturedStdout());
-    EXPECT_EQ(nullptr, driver->getPortDriver());
+    EXPECT_EQ(nullptr, driver->getPort());
 }
 
 TEST_F(FreeRtosRtosDriverIntegration, APortFileTheArchitectureCannotRunFails) {
@@ -213,7 +213,7 @@ TEST_F(FreeRtosRtosDriverIntegration, APortFileTheArchitectureCannotRunFails) {
     EXPECT_EQ("Failure auto-detecting rtos variant. Option: --rtos_variant required.\n"
               "Signals seen: port.c in portable/GCC/ARM_CM0; architecture v7E-M with floating point\n",
               ::testing::internal::GetCapturedStdout());
-    EXPECT_EQ(nullptr, driver->getPortDriver());
+    EXPECT_EQ(nullptr, driver->getPort());
 }
 
 TEST_F(FreeRtosRtosDriverIntegration, AGivenVariantTheArchitectureCannotRunGetsAWarning) {
@@ -244,7 +244,7 @@ TEST_F(FreeRtosRtosDriverIntegration, GivenVariantWinsOverTheProgramWithAWarning
         "Port driver loaded: ARM_CM3\n"
         "Option --rtos_variant ARM_CM3 contradicts the program: ARM_CM4F (port.c in portable/GCC/ARM_CM4F)\n",
         ::testing::internal::GetCapturedStdout());
-    EXPECT_NE(nullptr, driver->getPortDriver());
+    EXPECT_NE(nullptr, driver->getPort());
 }
 
 // A port made by an earlier init goes when the variant is no longer given.
@@ -255,7 +255,7 @@ TEST_F(FreeRtosRtosDriverIntegration, InitWithTheTargetDropsAnEarlierPort) {
     ::testing::internal::CaptureStdout();
     EXPECT_FALSE(driver->init(kernel->server()));
     ::testing::internal::GetCapturedStdout();
-    EXPECT_EQ(nullptr, driver->getPortDriver());
+    EXPECT_EQ(nullptr, driver->getPort());
 }
 
 TEST_F(FreeRtosRtosDriverIntegration, KernelRunsWhenTheFlagIsExactlyOne) {

@@ -72,7 +72,7 @@ std::uint32_t member(ThreadxTestKernel& kernel, const char* thread, const char* 
 bool walkThreads(ThreadxTestKernel& kernel, bool detail, KernelInfoNode& out) {
     std::vector<ThreadxThread> threads;
     bool result = ThreadxThreadWalk::readThreads(kernel.server(), detail, threads);
-    ThreadxThreadView::addThreadNodes(threads, detail, out);
+    ThreadxThreadView::addTasks(threads, detail, out);
     return result;
 }
 
