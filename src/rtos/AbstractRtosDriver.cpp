@@ -63,7 +63,6 @@ bool AbstractRtosDriver::getActiveThread(RspClient& server, TargetThread& thread
 }
 
 bool AbstractRtosDriver::getRegisters(RspClient& server, TargetThread& thread, RegisterList& registers) {
-    IRtosPortDriver* port = getPort();
     return port && port->getRegisters(server, thread, registers);
 }
 

@@ -4,10 +4,12 @@
 #include "rtos/IRtosDriver.h"
 #include "rtos/RtosDriverInfo.h"
 
+#include "rtos/IRtosPortDriver.h"
+
+#include <memory>
 #include <string>
 #include <vector>
 
-class IRtosPortDriver;
 class Symbol;
 
 // The steps every kernel's driver takes the same way, each on a few kernel-specific hooks: the running
@@ -40,10 +42,13 @@ public:
     void dispose() override {}
 
     // The port in use; null until one is chosen.
-    virtual IRtosPortDriver* getPort() const = 0;
+    IRtosPortDriver* getPort() const { return port.get(); }
 
 protected:
     const Names& getNames() const { return names; }
+
+    // Chosen by the kernel's init() from "--rtos_variant" or from what the target shows.
+    std::unique_ptr<IRtosPortDriver> port;
 
     // Reads the running flag at its symbol; false, logged, if it cannot be read.
     virtual bool readRunningFlag(RspClient& server, const Symbol& flag, bool& running) = 0;

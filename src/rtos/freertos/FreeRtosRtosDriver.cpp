@@ -73,16 +73,16 @@ FreeRtosRtosDriver::FreeRtosRtosDriver(const RtosDriverInfo& row)
       taskWalk(taskSelectionOption()) {}
 
 bool FreeRtosRtosDriver::init() {
-    if (portDriver) {
+    if (port) {
         return false;
     }
     std::string variant;
     if (!Properties::getInstance().getProperty(kVariantOption, variant)) {
         return true;
     }
-    portDriver.reset(FreeRtosPortFactory::create(variant));
+    port.reset(FreeRtosPortFactory::create(variant));
     Logger& logger = Logger::getInstance();
-    if (portDriver) {
+    if (port) {
         logger.log(Logger::LOG_DEBUG, "init", "Port driver loaded: %s\n", variant.c_str());
         FreeRtosPortDetector evidence = portEvidence();
         std::string detected;
@@ -106,13 +106,13 @@ bool FreeRtosRtosDriver::init(RspClient& server) {
     Logger& logger = Logger::getInstance();
     FreeRtosPortDetector evidence = portEvidence();
     if (evidence.detect(variant)) {
-        portDriver.reset(FreeRtosPortFactory::create(variant));
+        port.reset(FreeRtosPortFactory::create(variant));
         logger.log(Logger::LOG_INFO, "init", "Detected rtos variant: %s (%s)\n", variant.c_str(),
                    evidence.reason().c_str());
         return true;
     }
-    portDriver.reset(FreeRtosPortFactory::create(server));
-    if (portDriver) {
+    port.reset(FreeRtosPortFactory::create(server));
+    if (port) {
         logger.log(Logger::LOG_DEBUG, "init", "Port driver loaded (auto)\n");
         return true;
     }

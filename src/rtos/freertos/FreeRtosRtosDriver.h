@@ -1,13 +1,11 @@
 #ifndef TARNWICK_RTOS_FREERTOS_FREERTOSRTOSDRIVER_H
 #define TARNWICK_RTOS_FREERTOS_FREERTOSRTOSDRIVER_H
 
-#include "rtos/IRtosPortDriver.h"
 #include "rtos/TaskRecordDriver.h"
 #include "rtos/freertos/FreeRtosTask.h"
 #include "rtos/freertos/FreeRtosTaskView.h"
 #include "rtos/freertos/FreeRtosTaskWalk.h"
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -28,7 +26,6 @@ public:
     void getDataStructures(std::vector<std::string>& structures) override;
     // Logs the time it took.
     bool getRegisters(RspClient& server, TargetThread& thread, RegisterList& registers) override;
-    IRtosPortDriver* getPort() const override { return portDriver.get(); }
 
     FreeRtosTaskWalk::TaskSelection getTaskSelection() const { return taskWalk.getTaskSelection(); }
     FreeRtosTaskWalk& getTaskWalk() { return taskWalk; }
@@ -47,7 +44,6 @@ protected:
     void addObjectSections(RspClient& server, KernelInfoNode& out) override;
 
 private:
-    std::unique_ptr<IRtosPortDriver> portDriver;
     FreeRtosTaskWalk taskWalk;
 };
 

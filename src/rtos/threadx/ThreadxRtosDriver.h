@@ -1,12 +1,10 @@
 #ifndef TARNWICK_RTOS_THREADX_THREADXRTOSDRIVER_H
 #define TARNWICK_RTOS_THREADX_THREADXRTOSDRIVER_H
 
-#include "rtos/IRtosPortDriver.h"
 #include "rtos/TaskRecordDriver.h"
 #include "rtos/threadx/ThreadxThread.h"
 #include "rtos/threadx/ThreadxThreadView.h"
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -23,7 +21,6 @@ public:
     // Replacing what the list holds.
     void getSymbols(std::vector<std::string>& symbols) override;
     void getDataStructures(std::vector<std::string>& structures) override;
-    IRtosPortDriver* getPort() const override { return port.get(); }
 
 protected:
     // Running once _tx_thread_system_state holds neither of the set-up markers.
@@ -32,9 +29,6 @@ protected:
     bool walk(RspClient& server, bool detailed, std::vector<ThreadxThread>& threads) override;
     // One section per kind of created object, in the kinds' order.
     void addObjectSections(RspClient& server, KernelInfoNode& out) override;
-
-private:
-    std::unique_ptr<IRtosPortDriver> port;
 };
 
 #endif

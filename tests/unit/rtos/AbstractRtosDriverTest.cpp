@@ -25,7 +25,6 @@ public:
     void getSymbols(std::vector<std::string>& /*symbols*/) override {}
     void getDataStructures(std::vector<std::string>& /*structures*/) override {}
     bool getThreads(RspClient& /*server*/, ThreadList& /*threads*/) override { return false; }
-    IRtosPortDriver* getPort() const override { return nullptr; }
 
     bool flagRead = true;
     bool flagRunning = true;

@@ -29,7 +29,6 @@ public:
     bool init(RspClient& /*server*/) override { return true; }
     void getSymbols(std::vector<std::string>& /*symbols*/) override {}
     void getDataStructures(std::vector<std::string>& /*structures*/) override {}
-    IRtosPortDriver* getPort() const override { return nullptr; }
 
     bool walkSucceeds = true;
     std::vector<TaskRecord> records;
