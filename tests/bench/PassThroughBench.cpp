@@ -17,6 +17,7 @@
 // the difference of their instruction counts gives the instructions per forwarded packet.
 
 #include "BenchLink.h"
+#include "BenchMain.h"
 #include "BenchOptions.h"
 #include "BenchReport.h"
 #include "BenchRig.h"
@@ -97,6 +98,28 @@ void addCpu(BenchReport& report, const std::string& prefix, const ProcessUsage& 
     report.add(prefix + "_total_us", (after.runSeconds - before.runSeconds) * 1e6 / units);
 }
 
+// Reads one block on the side, adding its throughput.
+bool timedBlock(Side& side) {
+    double seconds = 0;
+    if (!readMemory(side.link, kBlockBytes, seconds)) {
+        return false;
+    }
+    side.throughput.add(static_cast<double>(kBlockBytes) / (1024.0 * 1024.0) / seconds);
+    return true;
+}
+
+// Two simulators of elf started with simArgs, one reached directly and one through a tarnwick started with
+// tarnwickArgs, and a link to each.
+bool connectSides(BenchRig& rig, const std::string& elf, const std::vector<std::string>& simArgs,
+                  const std::vector<std::string>& tarnwickArgs, Side& direct, Side& through, BenchReport& report) {
+    unsigned short directPort = rig.startTargetSim(elf, simArgs);
+    unsigned short serverPort = rig.startTargetSim(elf, simArgs);
+    unsigned short proxyPort = serverPort == 0 ? 0 : rig.startTarnwick(serverPort, tarnwickArgs);
+    return report.check(directPort != 0 && proxyPort != 0, "start: " + rig.getError()) &&
+           report.check(direct.link.connect(directPort, kConnectMs) && through.link.connect(proxyPort, kConnectMs),
+                        std::string("connect ") + through.name + ": " + rig.tarnwick().describe());
+}
+
 bool timedRun(const BenchOptions& options, BenchReport& report) {
     const std::string elf = options.get("elf");
     const long megabytes = options.getNumber("megabytes", 16);
@@ -115,13 +138,7 @@ bool timedRun(const BenchOptions& options, BenchReport& report) {
 
     Side direct{"direct", {}, {}, {}};
     Side through{"through", {}, {}, {}};
-    unsigned short directPort = rig.startTargetSim(elf, simArgs);
-    unsigned short serverPort = rig.startTargetSim(elf, simArgs);
-    unsigned short proxyPort = serverPort == 0 ? 0 : rig.startTarnwick(serverPort, tarnwickArgs);
-    if (!report.check(directPort != 0 && proxyPort != 0, "start: " + rig.getError()) ||
-        !report.check(direct.link.connect(directPort, kConnectMs) &&
-                          through.link.connect(proxyPort, kConnectMs),
-                      "connect: " + rig.tarnwick().describe()) ||
+    if (!connectSides(rig, elf, simArgs, tarnwickArgs, direct, through, report) ||
         !report.check(direct.link.startNoAckMode() && through.link.startNoAckMode(), "QStartNoAckMode")) {
         return false;
     }
@@ -148,16 +165,8 @@ bool timedRun(const BenchOptions& options, BenchReport& report) {
     report.add("added_p99_us", through.latency.percentile(0.99) - direct.latency.percentile(0.99));
     addCpu(report, "proxy_cpu_per_round_trip", before, after, static_cast<double>(through.latency.size()));
 
-    static constexpr long bytes = kBlockBytes;
     before.read(proxy);
-    bool readDone = alternate(direct, through, rounds * megabytes, [](Side& side) {
-        double seconds = 0;
-        if (!readMemory(side.link, bytes, seconds)) {
-            return false;
-        }
-        side.throughput.add(static_cast<double>(bytes) / (1024.0 * 1024.0) / seconds);
-        return true;
-    });
+    bool readDone = alternate(direct, through, rounds * megabytes, timedBlock);
     after.read(proxy);
     if (!report.check(readDone, "memory reads")) {
         return false;
@@ -170,30 +179,16 @@ bool timedRun(const BenchOptions& options, BenchReport& report) {
     addCpu(report, "proxy_cpu_per_megabyte", before, after, static_cast<double>(megabytes * rounds));
 
     const long slowMegabytes = options.getNumber("slow-megabytes", 4);
-    static constexpr long slowBytes = kBlockBytes;
     const std::vector<std::string> slowSimArgs = {"--ram", "0x20000000:0x1000000", "--read-delay-ms", "1"};
     Side slowDirect{"slow direct", {}, {}, {}};
     Side slowThrough{"slow through", {}, {}, {}};
-    unsigned short slowDirectPort = rig.startTargetSim(elf, slowSimArgs);
-    unsigned short slowServerPort = rig.startTargetSim(elf, slowSimArgs);
-    unsigned short slowProxyPort = slowServerPort == 0 ? 0 : rig.startTarnwick(slowServerPort, tarnwickArgs);
-    if (!report.check(slowDirectPort != 0 && slowProxyPort != 0, "start: " + rig.getError()) ||
-        !report.check(slowDirect.link.connect(slowDirectPort, kConnectMs) &&
-                          slowThrough.link.connect(slowProxyPort, kConnectMs) &&
-                          slowDirect.link.startNoAckMode() && slowThrough.link.startNoAckMode(),
-                      "connect to the slow simulators")) {
+    if (!connectSides(rig, elf, slowSimArgs, tarnwickArgs, slowDirect, slowThrough, report) ||
+        !report.check(slowDirect.link.startNoAckMode() && slowThrough.link.startNoAckMode(),
+                      "QStartNoAckMode at 1 ms per read")) {
         return false;
     }
     bool slowDone =
-        alternate(slowDirect, slowThrough, options.getNumber("slow-rounds", 3) * slowMegabytes,
-                  [](Side& side) {
-                      double seconds = 0;
-                      if (!readMemory(side.link, slowBytes, seconds)) {
-                          return false;
-                      }
-                      side.throughput.add(static_cast<double>(slowBytes) / (1024.0 * 1024.0) / seconds);
-                      return true;
-                  });
+        alternate(slowDirect, slowThrough, options.getNumber("slow-rounds", 3) * slowMegabytes, timedBlock);
     if (!report.check(slowDone, "memory reads at 1 ms per read")) {
         return false;
     }
@@ -207,13 +202,7 @@ bool timedRun(const BenchOptions& options, BenchReport& report) {
     Side ackDirect{"ack direct", {}, {}, {}};
     Side ackThrough{"ack through", {}, {}, {}};
     const std::vector<std::string> ackSimArgs = {"--ram", "0x20000000:0x1000000", "--ack-mode"};
-    unsigned short ackDirectPort = rig.startTargetSim(elf, ackSimArgs);
-    unsigned short ackServerPort = rig.startTargetSim(elf, ackSimArgs);
-    unsigned short ackProxyPort = ackServerPort == 0 ? 0 : rig.startTarnwick(ackServerPort, tarnwickArgs);
-    if (!report.check(ackDirectPort != 0 && ackProxyPort != 0, "start: " + rig.getError()) ||
-        !report.check(ackDirect.link.connect(ackDirectPort, kConnectMs) &&
-                          ackThrough.link.connect(ackProxyPort, kConnectMs),
-                      "connect in acknowledgement mode")) {
+    if (!connectSides(rig, elf, ackSimArgs, tarnwickArgs, ackDirect, ackThrough, report)) {
         return false;
     }
     ackDirect.link.setAcknowledging(true);
@@ -288,21 +277,5 @@ bool callgrindRun(const BenchOptions& options, BenchReport& report) {
 } // namespace
 
 int main(int argc, char** argv) {
-    BenchOptions options(argc, argv);
-    std::vector<std::string> absent = options.missing({"tarnwick", "target-sim", "elf"});
-    if (!absent.empty()) {
-        std::fprintf(stderr, "missing --%s; see the comment at the top of PassThroughBench.cpp\n",
-                     absent[0].c_str());
-        return 2;
-    }
-    BenchReport report;
-    report.add("benchmark", options.has("callgrind") ? "pass-through-callgrind" : "pass-through");
-    report.add("load_before", ProcessUsage::loadAverage());
-    if (options.has("callgrind")) {
-        callgrindRun(options, report);
-    } else {
-        timedRun(options, report);
-    }
-    report.add("load_after", ProcessUsage::loadAverage());
-    return report.finish(options.get("json"));
+    return BenchMain::run(argc, argv, {"PassThroughBench.cpp", {"tarnwick", "target-sim", "elf"}, "pass-through", timedRun, callgrindRun});
 }

@@ -20,6 +20,7 @@
 // both false, where every stop walks with one read per value.
 
 #include "BenchLink.h"
+#include "BenchMain.h"
 #include "BenchOptions.h"
 #include "BenchReport.h"
 #include "BenchRig.h"
@@ -399,22 +400,5 @@ bool callgrindRun(const BenchOptions& options, BenchReport& report) {
 } // namespace
 
 int main(int argc, char** argv) {
-    BenchOptions options(argc, argv);
-    std::vector<std::string> absent =
-        options.missing({"tarnwick", "target-sim", "elf", "kernel", "variant", "tasks"});
-    if (!absent.empty()) {
-        std::fprintf(stderr, "missing --%s; see the comment at the top of StopCostBench.cpp\n",
-                     absent[0].c_str());
-        return 2;
-    }
-    BenchReport report;
-    report.add("benchmark", options.has("callgrind") ? "stop-cost-callgrind" : "stop-cost");
-    report.add("load_before", ProcessUsage::loadAverage());
-    if (options.has("callgrind")) {
-        callgrindRun(options, report);
-    } else {
-        timedRun(options, report);
-    }
-    report.add("load_after", ProcessUsage::loadAverage());
-    return report.finish(options.get("json"));
+    return BenchMain::run(argc, argv, {"StopCostBench.cpp", {"tarnwick", "target-sim", "elf", "kernel", "variant", "tasks"}, "stop-cost", timedRun, callgrindRun});
 }
