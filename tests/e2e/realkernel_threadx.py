@@ -82,9 +82,10 @@ SWITCHED_OUT_IN = {
     "spinner": ("spinner_entry", "spinner_entry"),
     "fpu spinner": ("fpu_spinner_entry", "fpu_spinner_entry"),
 }
-# The Cortex-A7 port's _tx_thread_system_return is a function of its own, entered with interrupts enabled: a tick
-# taken before its CPSID switches a thread that a kernel call was suspending out with an interrupt frame whose pc
-# lies between the function's start and that CPSID. How often that happens depends on the host's load.
+# The Cortex-A7 port's _tx_thread_system_return is a function of its own, which a suspending kernel call enters
+# with interrupts enabled: a tick taken before its CPSID switches the thread out right there, in an interrupt
+# frame whose pc lies between the function's start and that CPSID. Whether a tick falls there depends on the
+# host's load.
 SYSTEM_RETURN = "_tx_thread_system_return"
 INTERRUPT_FRAME = 1
 RUNNING = "checker"
@@ -594,8 +595,9 @@ def stops_text(parts):
     kernel held it at the first."""
     stops = gdbsession.sections_text({label: "\n".join(parts.get(label, [])) for label in STOP_SECTIONS},
                                      STOP_SECTIONS)
-    frames = ["%s: %s, stack_ptr 0x%x, run count %d, frame %s" % (
-        thread["name"], THREAD_STATES[thread["state"]], thread["stack_ptr"], thread["run_count"],
+    frames = ["%s: %s, stack_ptr 0x%x, %d of %d stack bytes used, run count %d, frame %s" % (
+        thread["name"], THREAD_STATES[thread["state"]], thread["stack_ptr"], thread["stack_size"] - thread["free"],
+        thread["stack_size"], thread["run_count"],
         " ".join("%08x" % word for word in thread["frame"][:FRAME_WORDS_SHOWN]))
         for thread in parts["truth"]["threads"]]
     return stops + "\nthe kernel's threads at the first stop:\n" + harness.indent("\n".join(frames))
