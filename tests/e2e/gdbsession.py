@@ -5,6 +5,7 @@ harness.py starts and ends the processes; this module is the GDB side. Standard 
 """
 
 import argparse
+import contextlib
 import os
 import re
 import subprocess
@@ -57,6 +58,21 @@ def main(description, body, paths=("tarnwick", "fixtures"), options=(), session=
 def run(*arguments, **keywords):
     """main's exit status as the process's own."""
     sys.exit(main(*arguments, **keywords))
+
+
+@contextlib.contextmanager
+def diagnosed(details):
+    """A check that fails inside says, after its own message, what details() gives: what the next reader of a
+    failure that comes now and then needs (every stop's sections, not only the one that failed)."""
+    try:
+        yield
+    except AssertionError as failure:
+        raise AssertionError("%s\n%s" % (failure, details())) from None
+
+
+def sections_text(sections, labels):
+    """The sections of GDB's output named in labels, each under its label, for a failure message."""
+    return "\n".join("%s:\n%s" % (label, harness.indent(sections.get(label, "(none)"))) for label in labels)
 
 
 # GDB's output, as the suites read it.

@@ -82,6 +82,12 @@ SWITCHED_OUT_IN = {
     "spinner": ("spinner_entry", "spinner_entry"),
     "fpu spinner": ("fpu_spinner_entry", "fpu_spinner_entry"),
 }
+# The Cortex-A7 port's _tx_thread_system_return is a function of its own, which a suspending kernel call enters
+# with interrupts enabled: a tick taken before its CPSID switches the thread out right there, in an interrupt
+# frame whose pc lies between the function's start and that CPSID. Whether a tick falls there depends on the
+# host's load.
+SYSTEM_RETURN = "_tx_thread_system_return"
+INTERRUPT_FRAME = 1
 RUNNING = "checker"
 # s16-s31 of "fpu spinner" in its saved frame, and of "checker" in the core.
 FPU_PATTERN = [float(value) for value in range(16, 32)]
@@ -204,6 +210,9 @@ running_id, task_id = truth["current"], saved["id"]
 frame_start, frame_words = saved["stack_ptr"], len(saved["frame"])
 '''
 
+# GDB's output around the stops, and the words of each saved frame, that a failure prints.
+STOP_SECTIONS = ("first stop", "threads", "continue", "threads again")
+FRAME_WORDS_SHOWN = 20
 MONITOR_FORMATS = [("monitor rtos state", "state.txt"), ("monitor rtos -t state", "state_tree.txt"),
                    ("monitor rtos -m state", "state.json")]
 THREAD_STATES = ["READY", "COMPLETED", "TERMINATED", "SUSPENDED", "SLEEP", "SUSPENDED (QUEUE)",
@@ -321,7 +330,7 @@ def cortex_a_registers(thread):
     where it resumes. r0-r3 and r12, which a kernel call does not keep, are unavailable (None)."""
     frame, sp = thread["frame"], thread["stack_ptr"]
     vfp = thread["vfp"] == 1
-    if frame[0] == 1:
+    if frame[0] == INTERRUPT_FRAME:
         at = 2 + (65 if vfp else 0)
         registers = dict(("r%d" % n, frame[at + n]) for n in range(13))
         registers.update({"lr": frame[at + 13], "pc": frame[at + 14]})
@@ -356,7 +365,33 @@ def read_function_symbols(elf):
     return symbols
 
 
-def check_views(program, truth, views, symbols):
+def interrupts_locked_at(elf, symbols):
+    """The address of the first CPSID in _tx_thread_system_return, from the program's disassembly."""
+    start = symbols[SYSTEM_RETURN][0]
+    # An assembly function has no size in the symbol table: it ends where the next function starts.
+    end = min(first for first, _ in symbols.values() if first > start)
+    listing = subprocess.run(["arm-none-eabi-objdump", "-d", "--start-address=0x%x" % start,
+                              "--stop-address=0x%x" % end, elf],
+                             capture_output=True, text=True, check=True).stdout
+    for line in listing.splitlines():
+        found = re.match(r"^\s*([0-9a-f]+):\s.*\scpsid\s", line)
+        if found:
+            return int(found.group(1), 16)
+    raise AssertionError("%s of %s has no CPSID" % (SYSTEM_RETURN, elf))
+
+
+def switched_out_places(program, thread, pc_in, symbols, locked_at):
+    """The ranges of pcs (name, first, last) a switched-out thread's saved pc may lie in: anywhere in pc_in; on
+    the Cortex-A7, for a thread that a kernel call was suspending and an interrupt frame, also from the start of
+    _tx_thread_system_return to its CPSID (local labels of the port lie between)."""
+    start, size = symbols[pc_in]
+    places = [(pc_in, start, start + max(size, 2) - 1)]
+    if program.a_profile and pc_in == SUSPEND and thread["frame"][0] == INTERRUPT_FRAME:
+        places.append((SYSTEM_RETURN, symbols[SYSTEM_RETURN][0], locked_at))
+    return places
+
+
+def check_views(program, truth, views, symbols, locked_at):
     by_id = {view["id"]: view for view in views}
     for thread in truth["threads"]:
         name = thread["name"]
@@ -388,9 +423,11 @@ def check_views(program, truth, views, symbols):
                 name, thread["stack_ptr"], differences(sorted("%s %r" % row for row in expected.items()),
                                                        sorted("%s %r" % row for row in actual.items()))))
         where = function_of(symbols, expected["pc"])
-        if where != pc_in:
-            raise AssertionError("%s was switched out in %s (pc 0x%x), expected %s" % (
-                name, where, expected["pc"], pc_in))
+        places = switched_out_places(program, thread, pc_in, symbols, locked_at)
+        if not any(first <= expected["pc"] <= last for _, first, last in places):
+            raise AssertionError("%s was switched out in %s (pc 0x%x, frame type %d), expected %s" % (
+                name, where, expected["pc"], thread["frame"][0],
+                " or ".join("%s 0x%x-0x%x" % place for place in places)))
         if name == "fpu spinner":
             saved = saved_s16_s31 and list(struct.unpack("<16f", struct.pack("<16I", *saved_s16_s31)))
             if saved != FPU_PATTERN:
@@ -415,7 +452,10 @@ def stack_usage(thread):
     size, free = thread["stack_size"], thread["free"]
     if free == 0:
         return "Overflow!"
-    return "%dB/%dB (%.1f%%)" % (size - free, size, (size - free) * 100.0 / size)
+    # The share as tarnwick computes it, used / size first and then times 100: 276 of 960 bytes is 28.7%, not the
+    # 28.8% of 27600 / 960. How deep interrupts reached into a thread's stack varies from run to run, and with it
+    # whether the share falls on such a half.
+    return "%dB/%dB (%.1f%%)" % (size - free, size, (size - free) / size * 100)
 
 
 def node(label, value):
@@ -545,8 +585,30 @@ def run_case(args, session):
                                  % (label, harness.indent("\n".join(parts[label]))))
     truth = parts["truth"]
     session.write_file("truth.json", json.dumps(truth, indent=1))
+    with gdbsession.diagnosed(lambda: stops_text(parts)):
+        check_stops(session, program, elf, proxy, parts)
+    print("%s: every thread and object as the kernel holds them" % program.elf)
+
+
+def stops_text(parts):
+    """What a failure needs to be understood: GDB's output at both stops and each thread's saved frame as the
+    kernel held it at the first."""
+    stops = gdbsession.sections_text({label: "\n".join(parts.get(label, [])) for label in STOP_SECTIONS},
+                                     STOP_SECTIONS)
+    frames = ["%s: %s, stack_ptr 0x%x, %d of %d stack bytes used, run count %d, frame %s" % (
+        thread["name"], THREAD_STATES[thread["state"]], thread["stack_ptr"], thread["stack_size"] - thread["free"],
+        thread["stack_size"], thread["run_count"],
+        " ".join("%08x" % word for word in thread["frame"][:FRAME_WORDS_SHOWN]))
+        for thread in parts["truth"]["threads"]]
+    return stops + "\nthe kernel's threads at the first stop:\n" + harness.indent("\n".join(frames))
+
+
+def check_stops(session, program, elf, proxy, parts):
+    truth = parts["truth"]
     check_thread_list(truth, parts["threads"], "at the checkpoint")
-    check_views(program, truth, parts["views"], read_function_symbols(elf))
+    symbols = read_function_symbols(elf)
+    check_views(program, truth, parts["views"], symbols,
+                interrupts_locked_at(elf, symbols) if program.a_profile else None)
     check_monitor(session, expected_state(truth))
     check_thread_list(truth, parts["threads again"], "after continue")
     if not program.a_profile:
@@ -555,7 +617,6 @@ def run_case(args, session):
     if parts["kill"] != ["[Inferior 1 (Remote target) killed]"]:
         raise AssertionError("kill printed %r" % parts["kill"])
     expect_log(proxy, ["ThreadX, port driver created: %s\n" % program.variant])
-    print("%s: every thread and object as the kernel holds them" % program.elf)
 
 
 if __name__ == "__main__":
