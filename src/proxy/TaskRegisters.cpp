@@ -14,6 +14,12 @@ const char* const kTag = "intercept_g";
 // A frame keeps every register in target words.
 const std::string::size_type kWordDigits = 8;
 
+// The error codes, each documented in the README.
+constexpr unsigned int kErrorNoRegisters = 0x01;
+constexpr unsigned int kErrorNoSlot = 0x02;
+constexpr unsigned int kErrorWriteFailed = 0x03;
+constexpr unsigned int kErrorUnknownRegister = 0x04;
+
 std::string error(unsigned int code) {
     return RspUtil::createReply_Error(code);
 }

@@ -16,12 +16,6 @@ class TargetThread;
 // operation returns the reply for GDB; the frame is read once, at the first operation that needs it.
 class TaskRegisters {
 public:
-    // The error codes, each documented in the README.
-    static constexpr unsigned int kErrorNoRegisters = 0x01;
-    static constexpr unsigned int kErrorNoSlot = 0x02;
-    static constexpr unsigned int kErrorWriteFailed = 0x03;
-    static constexpr unsigned int kErrorUnknownRegister = 0x04;
-
     TaskRegisters(IRtosDriver& newDriver, TargetDescription& newDescription, RspClient& newServer,
                   TargetThread& newThread);
 
