@@ -78,18 +78,36 @@ alive() {
     [ "$(echo "${stat##*)}" | cut -d' ' -f2)" != Z ]
 }
 
-# SIGTERM, then SIGKILL to what still runs after two seconds: tarnwick waiting for GDB heeds only a second
-# signal. Only our own children, by their pids.
-cleanup() {
-    local pid tenths=20
+# SIGTERM to our own children (by their pids) that still run.
+terminate_children() {
+    local pid
     for pid in "${pids[@]}"; do
-        kill "$pid" 2>/dev/null || true
+        if alive "$pid"; then
+            kill "$pid" 2>/dev/null || true
+        fi
     done
+}
+
+# wait_children TENTHS: waits until none of our children runs, at most TENTHS tenths of a second.
+wait_children() {
+    local pid tenths=$1
     for pid in "${pids[@]}"; do
         while alive "$pid" && [ "$tenths" -gt 0 ]; do
             sleep 0.1
             tenths=$((tenths - 1))
         done
+    done
+}
+
+# SIGTERM; again to what still runs after half a second, for tarnwick waiting for GDB heeds only a second
+# signal; then SIGKILL to what still runs two seconds after the first.
+cleanup() {
+    local pid
+    terminate_children
+    wait_children 5
+    terminate_children
+    wait_children 15
+    for pid in "${pids[@]}"; do
         alive "$pid" && { kill -KILL "$pid" 2>/dev/null || true; }
         wait "$pid" 2>/dev/null || true
     done
