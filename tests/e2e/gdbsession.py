@@ -235,6 +235,38 @@ def check_register_write(write, r5_of_frame, task):
         raise AssertionError("set var $r5 on the switched-out %s: (shown, expected) %s\n%s" % (task, wrong, write))
 
 
+# QEMU 7.2's gdbstub now and then ends the single step with which GDB steps over the breakpoint it stopped at
+# without running the instruction (more often on a loaded host; GDB straight to QEMU shows it as well), and GDB
+# reports the same breakpoint again. continue_commands then continues once more, and GDB prints one of these
+# lines with the function of the breakpoint.
+RAN_NOTHING = "QEMU ran nothing in the step over %s's breakpoint; continued once more"
+RAN_NOTHING_TWICE = "QEMU ran nothing in the step over %s's breakpoint, twice"
+
+
+def continue_commands(witness, between=()):
+    """continue, and once more when GDB stops at the pc it continued from with witness (an expression that the
+    program changes between two stops there) unchanged: nothing ran. Should the second continue run nothing
+    either, GDB says so and check_continues fails. between are commands after the place is taken (with the
+    thread of the stop selected) and before continue."""
+    same = "$pc == $continued_from && (%s) == $witness_before" % witness
+    say = 'python print("%s" %% gdb.selected_frame().name())'
+    return ["set $continued_from = $pc", "set $witness_before = (%s)" % witness] + list(between) + [
+        "continue", "if %s\n%s\ncontinue\nif %s\n%s\nend\nend" % (same, say % RAN_NOTHING, same,
+                                                                   say % RAN_NOTHING_TWICE)]
+
+
+def check_continues(output):
+    """Prints the lines of continue_commands' retries in GDB's output; a retry that ran nothing either fails."""
+    def lines(form):
+        pattern = re.compile("^%s$" % re.escape(form).replace("%s", r"\S+"), re.MULTILINE)
+        return pattern.findall(output)
+    twice = lines(RAN_NOTHING_TWICE)
+    if twice:
+        raise AssertionError("\n".join(twice))
+    for line in lines(RAN_NOTHING):
+        print(line)
+
+
 def watch_commands(variable, heading):
     """Every breakpoint deleted, a hardware watchpoint on variable, then continue under the line heading."""
     return ["delete", "watch " + variable, "echo %s\\n" % heading, "continue", "delete"]

@@ -38,6 +38,8 @@ EXC_RETURN_EXTENDED = 0xFFFFFFED
 EXC_RETURN_NO_FP = 0x10
 FAULT_FUNCTIONS = ("HardFault_Handler", "Default_Handler")
 STOPS = 8
+# Changes between two stops at the same breakpoint: each task delays after the function of its breakpoint.
+RAN = "xTickCount"
 
 Task = collections.namedtuple("Task", "name tcb stack priority functions")
 Program = collections.namedtuple("Program", "machine elf tasks breakpoints frame_words")
@@ -92,7 +94,7 @@ def session_commands(program, elf, port, thread_view=False):
     lines = gdb_prelude(elf, port)
     lines += ["break " + name for name in FAULT_FUNCTIONS + program.breakpoints]
     for _ in range(STOPS):
-        lines += ["continue"] + stop_dump(program) + (THREAD_VIEW if thread_view else [])
+        lines += gdbsession.continue_commands(RAN) + stop_dump(program) + (THREAD_VIEW if thread_view else [])
     return lines + ["detach"]
 
 
@@ -402,6 +404,7 @@ def program_case(args, key):
             label = "%s %s" % (program.elf, "through tarnwick" if route == "tarnwick" else "straight from QEMU")
             commands = session_commands(program, elf, port, thread_view=route == "tarnwick")
             result = run_gdb_checked(session, commands, "gdb_" + route)
+            gdbsession.check_continues(result.stdout)
             stops = parse_stops(result.stdout)
             checker = Checker(program, elf, label)
             hits = checker.check(stops)
@@ -467,9 +470,10 @@ def monitor(name, command):
 
 def control_commands(elf, port):
     return gdb_prelude(elf, port, debug_remote=True) + [
-        "break blinker_toggle", "continue", "echo @threads\\n", "info threads",
-        # A switched-out task selected, and the target resumed: QEMU is asked for its own thread.
-        "thread 4", "echo @continue\\n", "continue",
+        "break blinker_toggle", "continue", "echo @threads\\n", "info threads"] + \
+        gdbsession.continue_commands(RAN, [
+            # A switched-out task selected, and the target resumed: QEMU is asked for its own thread.
+            "thread 4", "echo @continue\\n"]) + [
         "thread 4", "echo @step\\n", "step", "echo @after-step\\n", 'printf "@pc 0x%x\\n", $pc',
         "thread 5", "echo @next\\n", "next",
         "thread 3", "echo @until\\n", "until",
@@ -487,6 +491,7 @@ def control_case(args):
         proxy, listen = session.start_tarnwick_before_qemu(args.tarnwick, program.machine, elf,
                                                            tarnwick_arguments(program) + ["--loglevel", "15"])
         result = run_gdb_checked(session, control_commands(elf, listen), "gdb_control")
+        gdbsession.check_continues(result.stdout)
         sections = gdbsession.marked_sections(result.stdout)
         events = remote_log(result.stderr)
         sent = [payload for kind, payload in events if kind == "sent"]
@@ -530,14 +535,18 @@ def control_case(args):
               "three monitor forms, kill; acknowledgements throughout" % len(names))
 
 
+HIT = 5
+
+
 def snapshot(session, elf, machine, name):
-    """Registers and RAM (.data and .bss) at the fifth hit of worker_step."""
+    """Registers and RAM (.data and .bss) at the HIT-th hit of worker_step."""
     _, port = session.start_qemu(machine, elf, name="qemu_" + name)
     dump = session.path(name + ".ram")
     commands = gdb_prelude(elf, port) + [
-        "break worker_step", "ignore 1 4", "continue", "info registers",
-        "dump binary memory %s &_sdata &_ebss" % dump, "detach"]
+        "break worker_step"] + gdbsession.continue_commands(RAN) * HIT + [
+        "info registers", "dump binary memory %s &_sdata &_ebss" % dump, "detach"]
     result = run_gdb_checked(session, commands, "gdb_" + name)
+    gdbsession.check_continues(result.stdout)
     with open(dump, "rb") as image:
         return [line for line in result.stdout.splitlines() if re.match(r"^\w+ +0x", line)], image.read()
 

@@ -182,10 +182,12 @@ print("@truth " + json.dumps(truth))
 '''
 
 # Each thread as GDB shows it: thread N, info registers, bt, and s16-s31 where the core has them (None where
-# a switched-out thread's frame holds none).
+# a switched-out thread's frame holds none). The thread of the stop is selected again afterwards, for the
+# continue that follows.
 VIEW_SCRIPT = r'''
 import gdb, json
 
+stopped = gdb.selected_thread()
 views = []
 for thread in sorted(gdb.selected_inferior().threads(), key=lambda t: t.num):
     gdb.execute("thread %d" % thread.num, to_string=True)
@@ -200,6 +202,7 @@ for thread in sorted(gdb.selected_inferior().threads(), key=lambda t: t.num):
                 return None
         view["s16_s31"] = [single(n) for n in range(16, 32)]
     views.append(view)
+stopped.switch()
 print("@views " + json.dumps(views))
 '''
 
@@ -253,7 +256,8 @@ def session_commands(session, program, elf, port):
                      "set logging enabled off"]
     if not program.a_profile:
         commands += gdbsession.register_write_commands(WRITE_SETUP)
-    commands += ["echo @continue\\n", "continue", "echo @threads again\\n", "info threads"]
+    commands += ["echo @continue\\n"] + gdbsession.continue_commands("checkpoint_count")
+    commands += ["echo @threads again\\n", "info threads"]
     # A hardware watchpoint on a variable the checker writes: GDB names it and shows old and new value.
     commands += gdbsession.watch_commands("checkpoint_count", "@watch") + ["echo @kill\\n", "kill"]
     return commands
@@ -575,6 +579,7 @@ def run_case(args, session):
     if result.returncode != 0 or "Error" in result.stderr or "Traceback" in result.stderr:
         raise AssertionError("GDB failed (status %d):\nstdout:\n%s\nstderr:\n%s\n%s" % (
             result.returncode, harness.indent(result.stdout), harness.indent(result.stderr), proxy.describe()))
+    gdbsession.check_continues(result.stdout)
     parts = marked(result.stdout)
     for label in ("first stop", "threads", "truth", "views", "continue", "threads again", "watch", "kill"):
         if label not in parts:
